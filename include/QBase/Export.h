@@ -27,10 +27,10 @@
 // QBASE_PRINTF(f, a): parameter f (counted from 1, `this` included) is a printf format whose arguments
 // start at parameter a.
 #if defined(__MINGW32__) && !defined(__clang__)
-#    define QBASE_PRINTF(formatIndex, firstArgument)                                                      \
+#    define QBASE_PRINTF(formatIndex, firstArgument)                                                         \
         __attribute__((format(gnu_printf, formatIndex, firstArgument)))
 #elif defined(__GNUC__)
-#    define QBASE_PRINTF(formatIndex, firstArgument)                                                      \
+#    define QBASE_PRINTF(formatIndex, firstArgument)                                                         \
         __attribute__((format(printf, formatIndex, firstArgument)))
 #else
 #    define QBASE_PRINTF(formatIndex, firstArgument)
@@ -55,13 +55,13 @@
 // Between these two a member function may test `this` for null, as Object::Access and Object::Release
 // promise to. The build passes -fno-delete-null-pointer-checks so that the test survives.
 #if defined(__clang__)
-#    define QBASE_NULL_THIS_BEGIN                                                                         \
+#    define QBASE_NULL_THIS_BEGIN                                                                            \
         _Pragma("clang diagnostic push") _Pragma("clang diagnostic ignored \"-Wundefined-bool-conversion\"") \
             _Pragma("clang diagnostic ignored \"-Wtautological-undefined-compare\"")
 #    define QBASE_NULL_THIS_END _Pragma("clang diagnostic pop")
 #elif defined(__GNUC__)
-#    define QBASE_NULL_THIS_BEGIN                                                                         \
-        _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wnonnull-compare\"")            \
+#    define QBASE_NULL_THIS_BEGIN                                                                            \
+        _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wnonnull-compare\"")               \
             _Pragma("GCC diagnostic ignored \"-Waddress\"")
 #    define QBASE_NULL_THIS_END _Pragma("GCC diagnostic pop")
 #else
