@@ -49,7 +49,7 @@ QBASE_API Object* GetErrorHandler();
 QBASE_API void AssertFail(const char* pFile, int line, const char* pText);
 
 /// The value of `bHolds`, after AssertFail when it is false.
-inline bool AssertHolds(bool bHolds, const char* pFile, int line, const char* pText)
+constexpr bool AssertHolds(bool bHolds, const char* pFile, int line, const char* pText)
 {
     if (QBASE_UNLIKELY(!bHolds)) {
         AssertFail(pFile, line, pText);
