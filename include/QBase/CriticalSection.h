@@ -1,0 +1,68 @@
+// CriticalSection lets one thread at a time through. The thread inside may enter again and leaves as
+// often as it entered.
+//
+//     CriticalSection section;
+//     {
+//         CriticalSection::Block block(&section); // left at the closing brace, also by an exception
+//         queue.Add(call);
+//     }
+//
+// A section at namespace scope is ready before any constructor runs. Copies and assignments share
+// nothing: a copy is a section of its own, free and never entered.
+
+#pragma once
+
+#include "QBase/Export.h"
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+namespace QBase
+{
+
+class QBASE_API CriticalSection
+{
+public:
+    class Block;
+
+    constexpr CriticalSection() noexcept {}
+    CriticalSection(const CriticalSection&) noexcept {}
+    CriticalSection& operator=(const CriticalSection&) noexcept { return *this; }
+
+    /// Waits until no other thread is inside.
+    void Enter();
+
+    /// Undoes one Enter of this thread; asserts, and changes nothing, when this thread is not inside.
+    void Exit();
+
+private:
+    std::mutex mMutex;
+    std::atomic<std::uintptr_t> mOwner{0}; // the thread inside; only that thread ever reads its own id here
+    int mDepth = 0;                        // touched by the owner alone
+};
+
+/// Enters on construction and leaves on destruction. A null section is allowed and does nothing.
+class CriticalSection::Block
+{
+public:
+    explicit Block(CriticalSection* pSection) : mpSection(pSection)
+    {
+        if (mpSection)
+            mpSection->Enter();
+    }
+
+    ~Block()
+    {
+        if (mpSection)
+            mpSection->Exit();
+    }
+
+    Block(const Block&) = delete;
+    Block& operator=(const Block&) = delete;
+
+private:
+    CriticalSection* mpSection; // borrowed
+};
+
+} // namespace QBase

@@ -1,0 +1,117 @@
+// Platform.h: everything QBase asks of an operating system, and nothing else. A new port is one new
+// Platform<System>.cpp. Texts on this side of the line are UTF-8.
+//
+// Threads: every function may be called by any thread.
+
+#pragma once
+
+#include "QBase/Export.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+namespace QBase::Platform
+{
+
+// Memory. Blocks are aligned to 16 bytes.
+
+/// Null when the system has no memory left.
+void* AllocAligned(std::size_t size);
+void FreeAligned(void* p);
+
+/// Keeps the contents up to the smaller size; null, with the old block untouched, when memory is short.
+void* ReallocAligned(void* p, std::size_t size);
+
+// Debugger.
+
+/// Stops in the debugger. Returns when it resumes the program; without one the program ends.
+void DebugBreak();
+
+/// Gives a text to the debugger's own window, or to the function that takes its place. A system whose
+/// debuggers have no such window shows nothing.
+void DebugOutput(const char* pText);
+
+/// Null puts the system's own way back. Install before other threads report.
+using DebugOutputHook = void (*)(const char* pText);
+QBASE_API void SetDebugOutputHook(DebugOutputHook pHook);
+
+// Shared libraries.
+
+/// Loads a shared library and runs its initialisers. Null on failure; LastErrorText() then says why.
+void* OpenLibrary(const char* pPath);
+
+/// The address of an exported function or object, or null.
+void* FindSymbol(void* pLibrary, const char* pName);
+
+/// Why this thread's latest OpenLibrary or FindSymbol failed. Valid until its next one; ask before
+/// anything else, since reporting may load or look up things too.
+std::string LastErrorText();
+
+/// What stands before and behind a module's name in the name of its library file ("lib", ".so").
+/// A file without the prefix is tried first.
+const char* LibraryPrefix();
+const char* LibrarySuffix();
+
+/// The directories of the running program and of the library that holds this code, with a closing
+/// separator; empty when unknown.
+std::string ExecutableDirectory();
+std::string LibraryDirectory();
+
+// Files.
+
+/// Opens like fopen, but no directory, and the descriptor is not inherited by child processes.
+std::FILE* OpenFile(const char* pPath, const char* pMode);
+
+/// The byte position, or -1 on failure.
+std::int64_t TellFile(std::FILE* pFile);
+
+/// `origin` is SEEK_SET, SEEK_CUR or SEEK_END.
+bool SeekFile(std::FILE* pFile, std::int64_t offset, int origin);
+
+/// True when the written bytes are on the disk and survive a power failure.
+bool FlushFileToDisk(std::FILE* pFile);
+
+bool FileExists(const char* pPath);
+bool RemoveFile(const char* pPath);
+
+/// Puts `pFrom` in the place of `pTo` in one step: at any time `pTo` names the old or the new file.
+bool RenameFileOver(const char* pFrom, const char* pTo);
+
+/// Makes the directory's own change (a rename, a new file) survive a power failure.
+bool FlushDirectoryToDisk(const char* pPath);
+
+bool IsTerminal(std::FILE* pFile);
+
+/// Keeps line feeds and every other byte as they are in a standard stream.
+void SetBinaryMode(std::FILE* pFile);
+
+/// This process's number, for names of temporary files.
+unsigned long ProcessId();
+
+// Time.
+
+/// Milliseconds since an arbitrary start. Never jumps back; wraps around after 49 days.
+std::uint32_t Milliseconds();
+void Sleep(unsigned milliseconds);
+
+// Threads.
+
+struct Thread; // a started thread that was not joined yet
+using ThreadEntry = unsigned (*)(void* pArgument);
+
+/// Names the calling thread among those that live. Never 0.
+std::uintptr_t CurrentThread();
+
+/// Null when the system starts no more threads. A `stackSize` of 0 is the system's own.
+Thread* StartThread(ThreadEntry pEntry, void* pArgument, std::size_t stackSize = 0);
+
+/// Waits for the end of the thread, forgets it and returns what its entry function returned.
+unsigned JoinThread(Thread* pThread);
+bool HasThreadExited(const Thread* pThread);
+
+/// Lets other threads run first.
+void YieldThread();
+
+} // namespace QBase::Platform

@@ -1,0 +1,306 @@
+// Linux and other systems that follow POSIX.
+
+#include "QBase/Platform/Platform.h"
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <new>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace QBase::Platform
+{
+
+namespace
+{
+
+// 64-bit systems promise 16-byte alignment from malloc itself, and realloc then moves large blocks by
+// remapping their pages.
+constexpr std::size_t ALIGNMENT = 16;
+constexpr bool IS_MALLOC_ALIGNED = alignof(std::max_align_t) >= ALIGNMENT && sizeof(void*) == 8;
+
+std::atomic<DebugOutputHook> sDebugOutputHook{nullptr};
+
+std::string DirectoryOf(const std::string& path)
+{
+    return path.substr(0, path.rfind('/') + 1);
+}
+
+} // namespace
+
+// Memory
+
+void* AllocAligned(std::size_t size)
+{
+    if constexpr (IS_MALLOC_ALIGNED)
+        return std::malloc(size);
+    void* p = nullptr;
+    return posix_memalign(&p, ALIGNMENT, size) == 0 ? p : nullptr;
+}
+
+void FreeAligned(void* p)
+{
+    std::free(p);
+}
+
+void* ReallocAligned(void* p, std::size_t size)
+{
+    void* pResized = std::realloc(p, size);
+    if (IS_MALLOC_ALIGNED || !pResized || reinterpret_cast<std::uintptr_t>(pResized) % ALIGNMENT == 0)
+        return pResized;
+
+    // realloc has moved the block to an odd place and freed the old one, so failing is no longer possible
+    // without loss: the contents move once more, or the program cannot go on.
+    void* pAligned = AllocAligned(size);
+    if (!pAligned)
+        std::abort();
+    std::memcpy(pAligned, pResized, size);
+    std::free(pResized);
+    return pAligned;
+}
+
+// Debugger
+
+void DebugBreak()
+{
+    std::raise(SIGTRAP);
+}
+
+void DebugOutput(const char* pText)
+{
+    if (DebugOutputHook pHook = sDebugOutputHook.load(std::memory_order_acquire))
+        pHook(pText);
+}
+
+void SetDebugOutputHook(DebugOutputHook pHook)
+{
+    sDebugOutputHook.store(pHook, std::memory_order_release);
+}
+
+// Shared libraries
+
+void* OpenLibrary(const char* pPath)
+{
+    return dlopen(pPath, RTLD_NOW | RTLD_LOCAL);
+}
+
+void* FindSymbol(void* pLibrary, const char* pName)
+{
+    return dlsym(pLibrary, pName);
+}
+
+std::string LastErrorText()
+{
+    const char* pText = dlerror();
+    return pText ? pText : "";
+}
+
+const char* LibraryPrefix()
+{
+    return "lib";
+}
+
+const char* LibrarySuffix()
+{
+    return ".so";
+}
+
+std::string ExecutableDirectory()
+{
+    std::string path(256, '\0');
+    for (;;) {
+        ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
+        if (length < 0)
+            return std::string();
+        if (static_cast<std::size_t>(length) < path.size()) {
+            path.resize(static_cast<std::size_t>(length));
+            return DirectoryOf(path);
+        }
+        path.resize(path.size() * 2);
+    }
+}
+
+std::string LibraryDirectory()
+{
+    Dl_info info{};
+    if (!dladdr(reinterpret_cast<const void*>(&LibraryDirectory), &info) || !info.dli_fname)
+        return std::string();
+
+    // The loader may know the library by a path relative to a directory that is no longer the current one;
+    // then there is no telling where it is.
+    char* pAbsolute = realpath(info.dli_fname, nullptr);
+    std::string path = pAbsolute ? pAbsolute : "";
+    std::free(pAbsolute);
+    return DirectoryOf(path);
+}
+
+// Files
+
+std::FILE* OpenFile(const char* pPath, const char* pMode)
+{
+    std::FILE* pFile = std::fopen(pPath, (std::string(pMode) + "e").c_str()); // e: O_CLOEXEC
+    if (!pFile)
+        return nullptr;
+
+    struct stat status;
+    if (fstat(fileno(pFile), &status) != 0 || S_ISDIR(status.st_mode)) {
+        std::fclose(pFile);
+        errno = EISDIR;
+        return nullptr;
+    }
+    return pFile;
+}
+
+std::int64_t TellFile(std::FILE* pFile)
+{
+    return ftello(pFile);
+}
+
+bool SeekFile(std::FILE* pFile, std::int64_t offset, int origin)
+{
+    return fseeko(pFile, static_cast<off_t>(offset), origin) == 0;
+}
+
+bool FlushFileToDisk(std::FILE* pFile)
+{
+    return std::fflush(pFile) == 0 && fsync(fileno(pFile)) == 0;
+}
+
+bool FileExists(const char* pPath)
+{
+    return access(pPath, F_OK) == 0;
+}
+
+bool RemoveFile(const char* pPath)
+{
+    return unlink(pPath) == 0;
+}
+
+bool RenameFileOver(const char* pFrom, const char* pTo)
+{
+    return rename(pFrom, pTo) == 0;
+}
+
+bool FlushDirectoryToDisk(const char* pPath)
+{
+    int descriptor = open(pPath, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0)
+        return false;
+    bool isFlushed = fsync(descriptor) == 0;
+    close(descriptor);
+    return isFlushed;
+}
+
+bool IsTerminal(std::FILE* pFile)
+{
+    return isatty(fileno(pFile)) == 1;
+}
+
+void SetBinaryMode(std::FILE*)
+{
+    // Streams here never change a byte.
+}
+
+unsigned long ProcessId()
+{
+    return static_cast<unsigned long>(getpid());
+}
+
+// Time
+
+std::uint32_t Milliseconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    std::uint64_t milliseconds =
+        static_cast<std::uint64_t>(now.tv_sec) * 1000u + static_cast<std::uint64_t>(now.tv_nsec) / 1000000u;
+    return static_cast<std::uint32_t>(milliseconds);
+}
+
+void Sleep(unsigned milliseconds)
+{
+    timespec rest{};
+    rest.tv_sec = static_cast<time_t>(milliseconds / 1000u);
+    rest.tv_nsec = static_cast<long>(milliseconds % 1000u) * 1000000L;
+    while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+        // A signal woke us; sleep for what is left.
+    }
+}
+
+// Threads
+
+struct Thread
+{
+    pthread_t mHandle;
+    ThreadEntry mpEntry;
+    void* mpArgument;
+    unsigned mExitCode; // written before mbExited, read after it or after the join
+    std::atomic<bool> mbExited;
+};
+
+namespace
+{
+
+extern "C" void* RunThread(void* p)
+{
+    Thread* pThread = static_cast<Thread*>(p);
+    pThread->mExitCode = pThread->mpEntry(pThread->mpArgument);
+    pThread->mbExited.store(true, std::memory_order_release);
+    return nullptr;
+}
+
+} // namespace
+
+std::uintptr_t CurrentThread()
+{
+    return static_cast<std::uintptr_t>(pthread_self());
+}
+
+Thread* StartThread(ThreadEntry pEntry, void* pArgument, std::size_t stackSize)
+{
+    Thread* pThread = new (std::nothrow) Thread{{}, pEntry, pArgument, 0, {false}};
+    if (!pThread)
+        return nullptr;
+
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    if (stackSize > 0)
+        pthread_attr_setstacksize(&attributes, stackSize);
+    int error = pthread_create(&pThread->mHandle, &attributes, RunThread, pThread);
+    pthread_attr_destroy(&attributes);
+    if (error != 0) {
+        delete pThread;
+        return nullptr;
+    }
+    return pThread;
+}
+
+unsigned JoinThread(Thread* pThread)
+{
+    pthread_join(pThread->mHandle, nullptr);
+    unsigned exitCode = pThread->mExitCode;
+    delete pThread;
+    return exitCode;
+}
+
+bool HasThreadExited(const Thread* pThread)
+{
+    return pThread->mbExited.load(std::memory_order_acquire);
+}
+
+void YieldThread()
+{
+    sched_yield();
+}
+
+} // namespace QBase::Platform
