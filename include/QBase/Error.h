@@ -1,9 +1,9 @@
 // Error.h carries every message of the library. Error reports failures and failed assertions, Info
 // reports information and, in texts that begin "WARNING: ", survivable trouble.
 //
-//     Error("Scene", 12, "Failed to find camera '%s'", pName); // "ERROR: Scene (line 12): Failed to find
-//     ..." Error(QBASE_HERE, "Failed to find camera '%s'", pName);  // the same for the unit and line it
-//     stands in Info("WARNING: Skipping light %d", index);
+//     Error("Scene", 12, "Failed to find '%s'", pName); // "ERROR: Scene (line 12): Failed to find ..."
+//     Error(QBASE_HERE, "Failed to find '%s'", pName);  // the same for the unit and line it stands in
+//     Info("WARNING: Skipping light %d", index);
 //
 // Without a handler Info goes to standard output and Error to standard error, one line each. An installed
 // handler object receives the text instead, as a String Value, through its Execute.

@@ -68,3 +68,12 @@
 #    define QBASE_NULL_THIS_BEGIN
 #    define QBASE_NULL_THIS_END
 #endif
+
+// What is declared between these two is visible to users of the library, whatever the build hides.
+#if defined(__GNUC__) && !defined(_WIN32)
+#    define QBASE_VISIBLE_BEGIN _Pragma("GCC visibility push(default)")
+#    define QBASE_VISIBLE_END _Pragma("GCC visibility pop")
+#else
+#    define QBASE_VISIBLE_BEGIN
+#    define QBASE_VISIBLE_END
+#endif

@@ -36,6 +36,20 @@ public:
     /// Subtracts one and returns the new value. Wraps around past INT_MIN.
     int Decrement() noexcept { return AfterAdding(mValue.fetch_sub(1, std::memory_order_acq_rel), ~0u); }
 
+    /// Subtracts one, unless that would leave nothing; answers whether it did. For counts of which only the
+    /// last reference needs a lock.
+    bool DecrementUnlessLast() noexcept
+    {
+        int value = mValue.load(std::memory_order_relaxed);
+        while (value > 1) {
+            if (mValue.compare_exchange_weak(value, value - 1, std::memory_order_acq_rel,
+                                             std::memory_order_relaxed)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
     int Value() const noexcept { return mValue.load(std::memory_order_relaxed); }
 
 private:

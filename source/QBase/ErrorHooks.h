@@ -1,0 +1,22 @@
+// ErrorHooks.h lets the tests stand in for what surrounds the reporting functions: the debugger that shows
+// texts, the break that an assertion stops at, and the user who answers ErrorHandler's question. A null hook
+// puts the system's own way back.
+//
+// Threads: install while no other thread reports.
+
+#pragma once
+
+#include "QBase/Export.h"
+
+namespace QBase
+{
+
+/// Receives what Info and Error show in the debugger, besides the console.
+using DebuggerOutputHook = void (*)(const char* pText);
+QBASE_API void SetDebuggerOutputHook(DebuggerOutputHook pHook);
+
+/// Runs in place of the debugger break of a failed assertion; returning resumes behind it.
+using BreakHook = void (*)();
+QBASE_API void SetBreakHook(BreakHook pHook);
+
+} // namespace QBase

@@ -1,0 +1,288 @@
+#include "QBase/String.h"
+
+#include "QBase/ChainIndex.h"
+#include "QBase/CriticalSection.h"
+#include "QBase/Error.h"
+#include "QBase/FormattedText.h"
+#include "QBase/Memory.h"
+#include "QBase/UTF8.h"
+#include "QBase/Utf8Library.h"
+
+#include <cstdarg>
+#include <cstring>
+#include <iterator>
+#include <memory>
+#include <new>
+#include <string_view>
+#include <type_traits>
+
+namespace QBase
+{
+
+unsigned GenerateHash(const char* pData, unsigned length)
+{
+    unsigned hash = length;
+    const unsigned step = (length >> 5) + 1;
+    for (unsigned i = length; i >= step; i -= step) {
+        hash ^= (hash << 5) + (hash >> 2) + static_cast<unsigned char>(pData[i - 1]);
+    }
+    return hash;
+}
+
+String::Entry* String::sHashTable[NUM_BUCKETS];
+
+// The table of all entries: sHashTable, the lock that guards it, and the index of its long chains.
+class StringTable
+{
+public:
+    using Entry = String::Entry;
+
+    struct Deleter
+    {
+        void operator()(Entry* pEntry) const;
+    };
+
+    static CriticalSection* Lock();
+
+    /// An entry that is in no bucket yet, with no reference.
+    static std::unique_ptr<Entry, Deleter> NewEntry(std::string_view text, unsigned hash);
+
+    // The caller holds the lock.
+    static Entry* Find(std::string_view text, unsigned hash);
+    static void Link(Entry* pEntry);
+
+    /// False when the entry is in no bucket.
+    static bool Unlink(Entry* pEntry);
+
+private:
+    struct Traits
+    {
+        using Entry = String::Entry;
+        static std::string_view Key(const Entry& entry) { return entry.mBuffer; }
+    };
+    using Index = ChainIndex<Traits>;
+
+    static Index& LongChains();
+    static unsigned BucketOf(unsigned hash) { return hash % String::NUM_BUCKETS; }
+    static bool FindPredecessor(unsigned bucket, const Entry* pEntry, Entry** ppPredecessor);
+};
+
+void StringTable::Deleter::operator()(Entry* pEntry) const
+{
+    pEntry->~Entry();
+    Memory::Free(pEntry, true);
+}
+
+// Made on first use and never destroyed, since Strings are made before and dropped after all else.
+CriticalSection* StringTable::Lock()
+{
+    static CriticalSection* spLock = [] {
+        void* p = Memory::Alloc(sizeof(CriticalSection), ALLOC_UNKNOWN, "String", __LINE__, true);
+        return p ? new (p) CriticalSection : throw std::bad_alloc();
+    }();
+    return spLock;
+}
+
+StringTable::Index& StringTable::LongChains()
+{
+    static Index& sIndex = *new Index;
+    return sIndex;
+}
+
+std::unique_ptr<String::Entry, StringTable::Deleter> StringTable::NewEntry(std::string_view text,
+                                                                           unsigned hash)
+{
+    void* p = Memory::Alloc(sizeof(Entry), ALLOC_UNKNOWN, "String", __LINE__, true);
+    if (!p) {
+        throw std::bad_alloc();
+    }
+    std::unique_ptr<Entry, Deleter> pEntry(new (p) Entry);
+    pEntry->mBuffer = text;
+    pEntry->mHash = hash;
+    return pEntry;
+}
+
+String::Entry* StringTable::Find(std::string_view text, unsigned hash)
+{
+    const unsigned bucket = BucketOf(hash);
+    int steps = 0;
+    for (Entry* pEntry = String::sHashTable[bucket]; pEntry; pEntry = pEntry->mpNext) {
+        if (std::string_view(pEntry->mBuffer) == text) {
+            return pEntry;
+        }
+        if (++steps == Index::SHORT_CHAIN && LongChains().Covers(bucket)) {
+            return LongChains().Find(bucket, text);
+        }
+    }
+    return nullptr;
+}
+
+void StringTable::Link(Entry* pEntry)
+{
+    const unsigned bucket = BucketOf(pEntry->mHash);
+    pEntry->mpNext = String::sHashTable[bucket];
+    String::sHashTable[bucket] = pEntry;
+    LongChains().Link(bucket, pEntry);
+}
+
+bool StringTable::Unlink(Entry* pEntry)
+{
+    const unsigned bucket = BucketOf(pEntry->mHash);
+    Entry* pPredecessor = nullptr;
+    if (!FindPredecessor(bucket, pEntry, &pPredecessor)) {
+        return false;
+    }
+    LongChains().Unlink(bucket, pEntry);
+    Entry*& link = pPredecessor ? pPredecessor->mpNext : String::sHashTable[bucket];
+    link = pEntry->mpNext;
+    return true;
+}
+
+bool StringTable::FindPredecessor(unsigned bucket, const Entry* pEntry, Entry** ppPredecessor)
+{
+    if (LongChains().Covers(bucket)) {
+        return LongChains().FindPredecessor(bucket, pEntry, ppPredecessor);
+    }
+    *ppPredecessor = nullptr;
+    for (Entry* pNode = String::sHashTable[bucket]; pNode; pNode = pNode->mpNext) {
+        if (pNode == pEntry) {
+            return true;
+        }
+        *ppPredecessor = pNode;
+    }
+    return false;
+}
+
+namespace
+{
+
+// Most texts are, and need no decoding.
+bool IsAscii(std::string_view text)
+{
+    unsigned char bits = 0;
+    for (const char character : text) {
+        bits |= static_cast<unsigned char>(character);
+    }
+    return bits < 0x80;
+}
+
+// One "?" for each invalid sequence.
+NarrowString Repaired(const NarrowString& text)
+{
+    NarrowString repaired;
+    repaired.reserve(text.size());
+    utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(repaired), '?');
+    return repaired;
+}
+
+// A wide character is a UTF-16 unit or, where wchar_t has the room, any code point. The UTF-8 library cuts
+// each to 16 bits, so the pairs are put together here; what fits nowhere raises the library's exceptions.
+NarrowString Narrowed(const wchar_t* pText)
+{
+    using Unit = std::make_unsigned_t<wchar_t>;
+    NarrowString narrow;
+    while (*pText) {
+        std::uint32_t codePoint = static_cast<Unit>(*pText++);
+        if (codePoint >= 0xD800 && codePoint <= 0xDFFF) {
+            const std::uint32_t trail = static_cast<Unit>(*pText);
+            if (codePoint > 0xDBFF || trail < 0xDC00 || trail > 0xDFFF) {
+                throw utf8::invalid_utf16(static_cast<std::uint16_t>(codePoint));
+            }
+            codePoint = 0x10000 + ((codePoint - 0xD800) << 10) + (trail - 0xDC00);
+            ++pText;
+        }
+        UTF8::Append(narrow, codePoint);
+    }
+    return narrow;
+}
+
+} // namespace
+
+String::String(const char* pText) : mpEntry(AccessOrCreateEntry(pText))
+{}
+
+String::String(const wchar_t* pText)
+    : mpEntry(pText ? AccessOrCreateEntry(Narrowed(pText).c_str()) : AccessEntry(&sEmpty))
+{}
+
+void String::operator=(const String& other)
+{
+    Entry* pOld = mpEntry;
+    mpEntry = AccessEntry(other.mpEntry);
+    ReleaseEntry(pOld);
+}
+
+WideString String::buffer_utf16() const
+{
+    WideString wide;
+    utf8::utf8to16(mpEntry->mBuffer.begin(), mpEntry->mBuffer.end(), std::back_inserter(wide));
+    return wide;
+}
+
+String String::Format(const char* pFormat, ...)
+{
+    if (!pFormat) {
+        return Null;
+    }
+    std::va_list arguments;
+    va_start(arguments, pFormat);
+    const FormattedText text({}, pFormat, arguments);
+    va_end(arguments);
+    return String(text.c_str());
+}
+
+String::Entry* String::AccessOrCreateEntry(const char* pText)
+{
+    if (!pText) {
+        return AccessEntry(&sEmpty);
+    }
+    const std::string_view text(pText);
+    const unsigned hash = GenerateHash(pText, static_cast<unsigned>(text.size()));
+
+    CriticalSection::Block block(StringTable::Lock());
+    if (Entry* pEntry = StringTable::Find(text, hash)) {
+        return AccessEntry(pEntry);
+    }
+
+    auto pEntry = StringTable::NewEntry(text, hash);
+    const bool bAscii = IsAscii(text);
+    const bool bValid = bAscii || utf8::is_valid(text.begin(), text.end());
+    if (!bValid) {
+        pEntry->mBuffer = Repaired(pEntry->mBuffer);
+    }
+    pEntry->mLength = bAscii ? static_cast<unsigned>(text.size()) : UTF8::Length(pEntry->mBuffer);
+    // The hash stays that of the bytes as given, so a repaired text and the same text given clean are two
+    // entries.
+    if (!bValid) {
+        Error("String", 185, "Fixed invalid UTF8 string '%s'", pEntry->mBuffer.c_str());
+    }
+    // Linked last: a handler of the report may have put entries of its own into the bucket.
+    StringTable::Link(pEntry.get());
+    return AccessEntry(pEntry.release());
+}
+
+void String::ReleaseEntry(Entry* pEntry)
+{
+    if (pEntry->mRefCount.DecrementUnlessLast()) {
+        return;
+    }
+    // Under the lock, so that no look-up takes up an entry that is on its way out.
+    CriticalSection::Block block(StringTable::Lock());
+    if (pEntry->mRefCount.Decrement() <= 0) {
+        DeleteEntry(pEntry);
+    }
+}
+
+void String::DeleteEntry(Entry* pEntry)
+{
+    if (pEntry == &sEmpty) {
+        return;
+    }
+    const bool bFound = StringTable::Unlink(pEntry);
+    if (!QBASE_ASSERT_TEXT(bFound, "String", 218, "ASSERT( pEntryNode )")) {
+        return;
+    }
+    StringTable::Deleter()(pEntry);
+}
+
+} // namespace QBase
