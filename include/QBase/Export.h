@@ -39,6 +39,8 @@
 // QBASE_NOINLINE keeps a function out of line.
 // QBASE_INITIALISE_FIRST lets a namespace-scope object be constructed before all ordinary ones, of every
 // unit of the same binary.
+// QBASE_FAST_THREAD_LOCAL, on a thread-local variable, reads it without a call. Such variables share a
+// small store with all libraries that are loaded later, so it is for a few pointers only.
 // QBASE_LIKELY and QBASE_UNLIKELY tell the compiler which way a test mostly goes.
 #if defined(__GNUC__)
 #    define QBASE_NOINLINE __attribute__((noinline))
@@ -50,6 +52,12 @@
 #    define QBASE_INITIALISE_FIRST
 #    define QBASE_LIKELY(condition) (condition)
 #    define QBASE_UNLIKELY(condition) (condition)
+#endif
+
+#if defined(__ELF__)
+#    define QBASE_FAST_THREAD_LOCAL __attribute__((tls_model("initial-exec")))
+#else
+#    define QBASE_FAST_THREAD_LOCAL
 #endif
 
 // Between these two a member function may test `this` for null, as Object::Access and Object::Release
