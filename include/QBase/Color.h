@@ -3,11 +3,15 @@
 //     Color orange(255, 128, 0); // opaque
 //     Color shade(0, 0, 0, 128); // half transparent
 //
-// A default-constructed colour is zero: transparent black.
+// A default-constructed colour is zero: transparent black. As a Vector4 (red, green, blue, alpha) a colour
+// runs from 0 to 1. The channels are taken as they are: whether they are linear or sRGB is up to the user.
 //
 // Threads: nothing here is shared; different threads may use different colours freely.
 
 #pragma once
+
+#include "QBase/Math.h"
+#include "QBase/Vector4.h"
 
 #include <cstdint>
 #include <type_traits>
@@ -43,7 +47,49 @@ public:
                static_cast<std::uint32_t>(b) << 16 | static_cast<std::uint32_t>(a) << 24;
     }
 
+    /// The nearest colour; components below 0, above 1 and NaN become 0, 255 and 0.
+    static constexpr Color FromVector4(const Vector4& channels)
+    {
+        return Color(FromUnit(channels.x), FromUnit(channels.y), FromUnit(channels.z), FromUnit(channels.w));
+    }
+
+    constexpr Vector4 ToVector4() const { return Vector4(ToUnit(r), ToUnit(g), ToUnit(b), ToUnit(a)); }
+
     constexpr bool operator==(const Color&) const = default;
+
+    /// Each channel of one colour dimmed by that of the other, where 255 dims nothing; rounded to the
+    /// nearest.
+    constexpr Color operator*(const Color& other) const
+    {
+        return Color(Dim(r, other.r), Dim(g, other.g), Dim(b, other.b), Dim(a, other.a));
+    }
+
+    constexpr Color& operator*=(const Color& other) { return *this = *this * other; }
+
+    /// From `from` at t = 0 to `to` at t = 1, rounded to the nearest; t is clamped to [0, 1].
+    static constexpr Color Lerp(const Color& from, const Color& to, float t)
+    {
+        return FromVector4(Vector4::Lerp(from.ToVector4(), to.ToVector4(), Math<float>::Clamp(t, 0, 1)));
+    }
+
+    /// The same colour with another alpha.
+    constexpr Color WithAlpha(std::uint8_t alpha) const { return Color(r, g, b, alpha); }
+
+    /// The colour with red, green and blue dimmed by its alpha.
+    constexpr Color Premultiplied() const { return *this * Color(a, a, a, 255); }
+
+private:
+    static constexpr std::uint8_t FromUnit(float value)
+    {
+        return static_cast<std::uint8_t>(Math<int>::Convert(Math<float>::Clamp(value, 0, 1) * 255 + 0.5f));
+    }
+
+    static constexpr float ToUnit(std::uint8_t channel) { return static_cast<float>(channel) / 255; }
+
+    static constexpr std::uint8_t Dim(int channel, int factor)
+    {
+        return static_cast<std::uint8_t>((channel * factor + 127) / 255);
+    }
 };
 
 static_assert(sizeof(Color) == 4);
