@@ -55,6 +55,7 @@ public:
 
     bool operator==(const String& other) const { return mpEntry == other.mpEntry; }
     bool operator!=(const String& other) const { return mpEntry != other.mpEntry; }
+    void operator<=>(const String& other) const = delete; // would compare addresses
 
     /// GenerateHash of the bytes the entry was made from.
     unsigned hash() const { return mpEntry->mHash; }
@@ -83,6 +84,7 @@ public:
     static const String& Null;
 
 private:
+    friend class StringInspector; // of the tests
     friend class StringStatics;
     friend class StringTable;
     friend struct std::hash<String>;
