@@ -38,18 +38,20 @@
 
 // QBASE_NOINLINE keeps a function out of line.
 // QBASE_INITIALISE_FIRST lets a namespace-scope object be constructed before all ordinary ones, of every
-// unit of the same binary.
+// unit of the same binary; QBASE_INITIALISE_EARLY right after those.
 // QBASE_FAST_THREAD_LOCAL, on a thread-local variable, reads it without a call. Such variables share a
 // small store with all libraries that are loaded later, so it is for a few pointers only.
 // QBASE_LIKELY and QBASE_UNLIKELY tell the compiler which way a test mostly goes.
 #if defined(__GNUC__)
 #    define QBASE_NOINLINE __attribute__((noinline))
 #    define QBASE_INITIALISE_FIRST __attribute__((init_priority(101)))
+#    define QBASE_INITIALISE_EARLY __attribute__((init_priority(102)))
 #    define QBASE_LIKELY(condition) __builtin_expect(!!(condition), 1)
 #    define QBASE_UNLIKELY(condition) __builtin_expect(!!(condition), 0)
 #else
 #    define QBASE_NOINLINE __declspec(noinline)
 #    define QBASE_INITIALISE_FIRST
+#    define QBASE_INITIALISE_EARLY
 #    define QBASE_LIKELY(condition) (condition)
 #    define QBASE_UNLIKELY(condition) (condition)
 #endif

@@ -59,6 +59,9 @@ const char* LibrarySuffix();
 std::string ExecutableDirectory();
 std::string LibraryDirectory();
 
+/// The directory that relative paths start from, with a closing separator; empty when unknown.
+std::string WorkingDirectory();
+
 // Files.
 
 /// Opens like fopen, but no directory, and the descriptor is not inherited by child processes.

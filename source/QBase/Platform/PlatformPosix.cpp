@@ -144,6 +144,14 @@ std::string LibraryDirectory()
     return DirectoryOf(path);
 }
 
+std::string WorkingDirectory()
+{
+    char* const pPath = getcwd(nullptr, 0);
+    std::string path = pPath ? pPath : "";
+    std::free(pPath);
+    return path.empty() || path.back() == '/' ? path : path + '/';
+}
+
 // Files
 
 std::FILE* OpenFile(const char* pPath, const char* pMode)

@@ -1,0 +1,81 @@
+// ClassInfoTable describes one class at run time: its entries, keyed by name, are the class's Property and
+// Function objects and the static function "Construct". It is linked to the table of the base class.
+//
+//     ClassInfoTable* pClass = List::ClassTable();
+//     pClass->FindDerived("Insert");     // the Function, here or in a base class
+//     pClass->GetBaseClass();            // Object's table
+//
+// The same class serves as instance table: the properties that one single object has beside those of its
+// class, whose table is then the base.
+//
+// Threads: class tables are filled while libraries load; after that any thread may read them.
+
+#pragma once
+
+#include "QBase/Table.h"
+
+#include <atomic>
+
+namespace QBase
+{
+
+class PropertyListData;
+
+class QBASE_API ClassInfoTable : public Table
+{
+    QBASE_OBJECT(ClassInfoTable, Table)
+
+public:
+    ClassInfoTable* GetBaseClass() const { return mpBaseClass; }
+
+    /// Holds `pBaseClass`. A base whose own chain leads here is reported and refused.
+    void SetBaseClass(ClassInfoTable* pBaseClass);
+
+    /// The first entry of that name, here or along the chain of base classes; or null. Borrowed.
+    Object* FindDerived(const String& name) const;
+
+    /// As Object's, also on null.
+    ClassInfoTable* Access();
+    ClassInfoTable* Release();
+
+    /// True when this table is `pClassTable` or has it among its bases.
+    bool IsDerivedFrom(const ClassInfoTable* pClassTable) const
+    {
+        for (const ClassInfoTable* pTable = this; pTable != nullptr; pTable = pTable->mpBaseClass) {
+            if (pTable == pClassTable) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    ~ClassInfoTable() override;
+
+protected:
+    explicit ClassInfoTable(const Value& value);
+    ClassInfoTable(const ClassInfoTable& other);
+    ClassInfoTable& operator=(const ClassInfoTable&) = delete;
+
+private:
+    friend class Object;
+    friend class PropertyList;
+    friend class Table;
+    friend QBASE_API ClassInfoTable* RegisterClass(ClassInfoTable*&, const String&, const String&,
+                                                   Value (*)(const Value&), void (*)());
+
+    // Clones share their source's instance table without a reference. Each sharer that lets go of the table
+    // uses itself up first; only the last one drops the real reference.
+    void AddSharer() { mSharers.Increment(); }
+    void ReleaseByHolder();
+
+    void EntriesChanged();
+    void DropPropertyList();
+    std::uint64_t GetChainStamp() const;
+
+    ClassInfoTable* mpBaseClass; // holds one reference; null for Object's own table
+    InterlockedInt mSharers;
+    std::uint64_t mStamp; // grows with every change of the entries or the base, over all tables
+    mutable std::atomic<PropertyListData*> mpPropertyList; // built on first use, dropped with every change
+};
+
+} // namespace QBase

@@ -1,0 +1,42 @@
+// Registers every class of the library, bases first, before any other registrar runs: the registry's walk
+// order is then the same whatever order the linker put the units in.
+
+#include "QBase/ClassInfoTable.h"
+#include "QBase/Enum.h"
+#include "QBase/Function.h"
+#include "QBase/List.h"
+#include "QBase/Property.h"
+#include "QBase/Table.h"
+#include "QBase/TablePath.h"
+
+namespace QBase
+{
+
+namespace
+{
+
+template <typename Class, typename Base>
+struct Registration
+{
+    Registration() { RegisterClassTables(&Base::ClassTable, &Class::ClassTable); }
+};
+
+struct Registrations
+{
+    Registration<Object, Object> mObject;
+    Registration<Table, Object> mTable;
+    Registration<ClassInfoTable, Table> mClassInfoTable;
+    Registration<Property, Object> mProperty;
+    Registration<ValuePropertyCommon, Property> mValuePropertyCommon;
+    Registration<ArrayPropertyCommon, Property> mArrayPropertyCommon;
+    Registration<Function, Object> mFunction;
+    Registration<EnumInfoObject, Object> mEnumInfoObject;
+    Registration<TablePath, Object> mTablePath;
+    Registration<List, Object> mList;
+};
+
+[[maybe_unused]] const Registrations sRegistrations QBASE_INITIALISE_EARLY;
+
+} // namespace
+
+} // namespace QBase

@@ -1,0 +1,103 @@
+#include "QBase/Global.h"
+
+#include "QBase/ClassInfoTable.h"
+#include "QBase/DescribeClass.h"
+#include "QBase/Error.h"
+#include "QBase/Function.h"
+#include "QBase/ModuleLibrary.h"
+#include "QBase/Object.h"
+#include "QBase/Table.h"
+
+namespace QBase
+{
+
+const int g_VersionMajor = 2;
+const int g_VersionMinor = 1;
+int g_ModuleTableSize = 61;
+int g_ClassTableSize = 61;
+int g_InstanceTableSize = 31;
+int g_DefaultTableSize = 97;
+
+namespace
+{
+
+Table* spModuleTable; // holds one reference, never released
+
+Table* FindTable(const Table* pTable, const String& name)
+{
+    Object* const pEntry = pTable->Find(name);
+    return pEntry != nullptr && pEntry->IsDerivedType(Table::ClassTable()) ? static_cast<Table*>(pEntry)
+                                                                           : nullptr;
+}
+
+Function* FindConstruct(const String& module, const String& className)
+{
+    static const String& sConstruct = *new String("Construct");
+    if (spModuleTable == nullptr) {
+        Init();
+    }
+    const Table* const pModule = FindTable(spModuleTable, module);
+    const Table* const pClass = pModule != nullptr ? FindTable(pModule, className) : nullptr;
+    Object* const pEntry = pClass != nullptr ? pClass->Find(sConstruct) : nullptr;
+    return pEntry != nullptr && pEntry->IsDerivedType(Function::ClassTable()) ? static_cast<Function*>(pEntry)
+                                                                              : nullptr;
+}
+
+} // namespace
+
+void Init()
+{
+    if (spModuleTable == nullptr) {
+        spModuleTable = new ("Global", __LINE__) Table(Value::Null);
+        Object::AddReference(spModuleTable);
+    }
+    Info("Quirl v.%d.%d", g_VersionMajor, g_VersionMinor);
+}
+
+Table* GetModuleTable()
+{
+    return spModuleTable;
+}
+
+Table* LoadModule(const String& name)
+{
+    if (spModuleTable == nullptr) {
+        Init();
+    }
+    if (Table* const pModule = FindTable(spModuleTable, name)) {
+        return pModule;
+    }
+    std::string errorText;
+    if (!LoadModuleLibrary(name, errorText)) {
+        Error("Global", __LINE__, "Failed to load module '%s': %s", name.c_str(), errorText.c_str());
+        return nullptr;
+    }
+    return FindTable(spModuleTable, name);
+}
+
+Ptr<Object> Construct(const String& module, const String& className, const Value& arg)
+{
+    Function* const pConstruct = FindConstruct(module, className);
+    if (pConstruct == nullptr) {
+        Error("Global", __LINE__, "Failed to construct '%s.%s'", module.c_str(), className.c_str());
+        return nullptr;
+    }
+    return pConstruct->Invoke(nullptr, arg, Value::Null, Value::Null, Value::Null, Value::Null).AsObject();
+}
+
+std::string DescribeClass(const ClassInfoTable* pClassTable)
+{
+    for (const auto& module : spModuleTable->GetEntries()) {
+        if (module.GetValue() == nullptr || !module.GetValue()->IsDerivedType(Table::ClassTable())) {
+            continue;
+        }
+        for (const auto& entry : static_cast<Table*>(static_cast<Object*>(module.GetValue()))->GetEntries()) {
+            if (static_cast<const Object*>(entry.GetValue()) == pClassTable) {
+                return std::string(module.GetKey().c_str()) + "." + entry.GetKey().c_str();
+            }
+        }
+    }
+    return "?.?";
+}
+
+} // namespace QBase

@@ -1,0 +1,72 @@
+// PropertyList is the list of an object's properties that count, in the order in which they count: the
+// object's own table first, then its class's and each base class's, each in walk order, every name once. A
+// property counts when it is the one that FindProperty answers for its name. Saving, copying, comparing
+// and showing objects all walk this list.
+//
+//     for (const PropertyList::Entry& entry : PropertyList(pObject))
+//         if (!entry.mpProperty->IsExcluded())
+//             ...
+//
+// The list is kept with the table it belongs to and built anew after a change of the table or of a base. A
+// PropertyList holds the list that it was made from, and its properties, so the object may change meanwhile.
+//
+// Threads: several threads may list objects of one class while no table changes.
+
+#pragma once
+
+#include "QBase/Property.h"
+
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+namespace QBase
+{
+
+class PropertyListData;
+
+class PropertyList
+{
+public:
+    struct Entry
+    {
+        String mName;
+        Ptr<Property> mpProperty;
+    };
+
+    explicit PropertyList(const Object* pObject);
+    PropertyList(const PropertyList&) = delete;
+    PropertyList& operator=(const PropertyList&) = delete;
+    ~PropertyList();
+
+    const Entry* begin() const;
+    const Entry* end() const;
+
+private:
+    PropertyListData* mpData; // holds one reference
+};
+
+// PropertyListData is one built list, shared by its table and by the PropertyLists that walk it.
+class PropertyListData
+{
+public:
+    explicit PropertyListData(std::uint64_t stamp) : mStamp(stamp) {}
+
+    void Access() { mReferenceCount.fetch_add(1, std::memory_order_relaxed); }
+    void Release()
+    {
+        if (mReferenceCount.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+            delete this;
+        }
+    }
+
+    std::uint64_t GetStamp() const { return mStamp; }
+    std::vector<PropertyList::Entry>& GetEntries() { return mEntries; }
+
+private:
+    std::vector<PropertyList::Entry> mEntries; // outside the library allocator, whose counts speak of objects
+    std::uint64_t mStamp;                      // that of the table's chain when the list was built
+    std::atomic<int> mReferenceCount{1};
+};
+
+} // namespace QBase

@@ -1,0 +1,155 @@
+#include "QBase/Table.h"
+
+#include "QBase/ClassInfoTable.h"
+#include "QBase/Error.h"
+#include "QBase/ExecutionScope.h"
+#include "QBase/Global.h"
+#include "QBase/Reflection.h"
+#include "QBase/TablePath.h"
+
+#include <vector>
+
+namespace QBase
+{
+
+QBASE_IMPLEMENT(QBase, Table)
+
+void Table::Implement()
+{
+    AddFunction<&Table::Clear>("Clear");
+    AddFunction<&Table::Find>("Find");
+    AddFunction<&Table::FindPath>("FindPath");
+    AddFunction<&Table::GetName>("GetName");
+    AddFunction<&Table::GetTableSize>("GetTableSize");
+    AddFunction<&Table::Insert>("Insert");
+    AddFunction<&Table::InsertPath>("InsertPath");
+    AddFunction<&Table::Remove>("Remove");
+    AddFunction<&Table::RemovePath>("RemovePath");
+    AddFunction<&Table::Resize>("Resize");
+}
+
+Table::Table(const Value& value)
+    : mTable(value.GetType() == Value::TYPE_INT ? value.Get<int>() : g_DefaultTableSize)
+{}
+
+Table& Table::operator=(const Table& other)
+{
+    mTable = other.mTable;
+    Changed();
+    return *this;
+}
+
+void Table::Insert(const String& name, Object* pObject)
+{
+    // ClassInfoTable's cached list holds the entry that this may replace.
+    mTable.Insert(name, pObject);
+    Changed();
+}
+
+Object* Table::Find(const String& name) const
+{
+    const Ptr<Object>* const pEntry = mTable.Find(name);
+    return pEntry != nullptr ? static_cast<Object*>(*pEntry) : nullptr;
+}
+
+const String& Table::GetName(Object* pObject) const
+{
+    for (const auto& node : mTable) {
+        if (static_cast<Object*>(node.GetValue()) == pObject) {
+            return node.GetKey();
+        }
+    }
+    return String::Null;
+}
+
+void Table::Remove(const String& name)
+{
+    mTable.Remove(name);
+    Changed();
+}
+
+Table* Table::FindLeafTable(TablePath* pPath, String& rName) const
+{
+    if (pPath == nullptr || pPath->GetNodes().begin() == pPath->GetNodes().end()) {
+        return nullptr;
+    }
+    const Table* pTable = this;
+    auto name = pPath->GetNodes().begin();
+    for (auto next = name; ++next != pPath->GetNodes().end(); name = next) {
+        Object* const pEntry = pTable->Find(*name);
+        if (pEntry == nullptr || !pEntry->IsDerivedType(Table::ClassTable())) {
+            return nullptr;
+        }
+        pTable = static_cast<Table*>(pEntry);
+    }
+    rName = *name;
+    return const_cast<Table*>(pTable);
+}
+
+void Table::InsertPath(TablePath* pPath, Object* pObject)
+{
+    String name;
+    Table* const pTable = FindLeafTable(pPath, name);
+    if (pTable == nullptr) {
+        Error("Table", 118, "Failed to insert object, path not valid"); // hosts rely on unit and line
+        return;
+    }
+    pTable->Insert(name, pObject);
+}
+
+Object* Table::FindPath(TablePath* pPath) const
+{
+    String name;
+    Table* const pTable = FindLeafTable(pPath, name);
+    return pTable != nullptr ? pTable->Find(name) : nullptr;
+}
+
+void Table::RemovePath(TablePath* pPath)
+{
+    String name;
+    Table* const pTable = FindLeafTable(pPath, name);
+    if (pTable == nullptr) {
+        Error("Table", 148, "Failed to remove object, path not valid"); // hosts rely on unit and line
+        return;
+    }
+    pTable->Remove(name);
+}
+
+void Table::Resize(int tableSize)
+{
+    mTable.Resize(tableSize);
+    Changed();
+}
+
+void Table::Clear()
+{
+    mTable.Clear();
+    Changed();
+}
+
+void Table::Execute(const Value& value)
+{
+    const ExecutionScope scope(this);
+    if (!scope.IsFirst()) {
+        return;
+    }
+    const KeepAlive keepThis(this);
+    std::vector<Ptr<Object>> objects; // the entries as they stand now, whatever the calls do to the table
+    for (const auto& node : mTable) {
+        if (node.GetValue() != nullptr) {
+            objects.push_back(node.GetValue());
+        }
+    }
+    for (const Ptr<Object>& pObject : objects) {
+        pObject->Execute(value);
+    }
+}
+
+void Table::Changed()
+{
+    if (mbTracksChanges) {
+        static_cast<ClassInfoTable*>(this)->EntriesChanged();
+    }
+}
+
+} // namespace QBase
