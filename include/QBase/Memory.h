@@ -100,8 +100,8 @@ public:
             UnmarkTracedObject(pObject);
     }
 
-    /// The object layer says here how the report describes an object.
-    static void SetObjectDescriber(ObjectDescriber pDescriber);
+    /// The object layer says here how the report describes an object. Returns what said so before.
+    static ObjectDescriber SetObjectDescriber(ObjectDescriber pDescriber);
 
     /// Lets tests see what happens when memory runs out; null ends it. Asked on each Alloc, and on each
     /// Realloc that grows a block.

@@ -607,9 +607,9 @@ int Memory::EndBlockTrace(std::FILE* pOut)
     return numBlocks;
 }
 
-void Memory::SetObjectDescriber(ObjectDescriber pDescriber)
+Memory::ObjectDescriber Memory::SetObjectDescriber(ObjectDescriber pDescriber)
 {
-    spObjectDescriber.store(pDescriber, std::memory_order_release);
+    return spObjectDescriber.exchange(pDescriber, std::memory_order_acq_rel);
 }
 
 void Memory::SetFailureHook(FailureHook pHook)

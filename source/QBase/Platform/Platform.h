@@ -5,8 +5,6 @@
 
 #pragma once
 
-#include "QBase/Export.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -29,13 +27,8 @@ void* ReallocAligned(void* p, std::size_t size);
 /// Stops in the debugger. Returns when it resumes the program; without one the program ends.
 void DebugBreak();
 
-/// Gives a text to the debugger's own window, or to the function that takes its place. A system whose
-/// debuggers have no such window shows nothing.
+/// Gives a text to the debugger's own window. A system whose debuggers have no such window shows nothing.
 void DebugOutput(const char* pText);
-
-/// Null puts the system's own way back. Install before other threads report.
-using DebugOutputHook = void (*)(const char* pText);
-QBASE_API void SetDebugOutputHook(DebugOutputHook pHook);
 
 // Shared libraries.
 

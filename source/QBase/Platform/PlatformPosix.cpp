@@ -29,8 +29,6 @@ namespace
 constexpr std::size_t ALIGNMENT = 16;
 constexpr bool IS_MALLOC_ALIGNED = alignof(std::max_align_t) >= ALIGNMENT && sizeof(void*) == 8;
 
-std::atomic<DebugOutputHook> sDebugOutputHook{nullptr};
-
 std::string DirectoryOf(const std::string& path)
 {
     return path.substr(0, path.rfind('/') + 1);
@@ -76,15 +74,9 @@ void DebugBreak()
     std::raise(SIGTRAP);
 }
 
-void DebugOutput(const char* pText)
+void DebugOutput(const char*)
 {
-    if (DebugOutputHook pHook = sDebugOutputHook.load(std::memory_order_acquire))
-        pHook(pText);
-}
-
-void SetDebugOutputHook(DebugOutputHook pHook)
-{
-    sDebugOutputHook.store(pHook, std::memory_order_release);
+    // The debuggers here show standard error, which the text goes to anyway.
 }
 
 // Shared libraries

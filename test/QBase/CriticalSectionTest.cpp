@@ -1,0 +1,160 @@
+#include "QBase/CriticalSection.h"
+
+#include "Support/Assertions.h"
+#include "Support/CapturedConsole.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+
+using namespace QBase;
+
+namespace
+{
+
+constinit CriticalSection sReadyBeforeConstructors;
+
+// Whether another thread gets into the section within the time that this call takes.
+class Visitor
+{
+public:
+    explicit Visitor(CriticalSection& section)
+        : mThread([this, &section] {
+              CriticalSection::Block block(&section);
+              mbInside.store(true);
+          })
+    {}
+
+    ~Visitor() { mThread.join(); }
+
+    bool IsInside() const { return mbInside.load(); }
+
+    void WaitUntilInside() const
+    {
+        while (!IsInside())
+            std::this_thread::yield();
+    }
+
+private:
+    std::atomic<bool> mbInside{false};
+    std::thread mThread;
+};
+
+} // namespace
+
+TEST(CriticalSectionTest, LetsOneThreadThroughAtATime)
+{
+    CriticalSection section;
+    int count = 0; // a data race, and wrong, without the section
+    auto countUp = [&] {
+        for (int i = 0; i < 50000; ++i) {
+            CriticalSection::Block block(&section);
+            ++count;
+        }
+    };
+
+    std::thread first(countUp);
+    std::thread second(countUp);
+    countUp();
+    first.join();
+    second.join();
+
+    EXPECT_EQ(count, 150000);
+}
+
+TEST(CriticalSectionTest, KeepsOthersOutUntilTheOwnerLeftAsOftenAsItEntered)
+{
+    CriticalSection section;
+    section.Enter();
+    section.Enter();
+    {
+        Visitor visitor(section);
+
+        section.Exit();
+        std::this_thread::yield();
+        EXPECT_FALSE(visitor.IsInside());
+
+        section.Exit();
+        visitor.WaitUntilInside();
+    }
+    section.Enter();
+    section.Exit();
+}
+
+TEST(CriticalSectionTest, ACopyIsAFreeSectionOfItsOwn)
+{
+    CriticalSection section;
+    CriticalSection::Block block(&section);
+    CriticalSection copy(section);
+    CriticalSection assigned;
+    assigned = section;
+
+    Visitor(copy).WaitUntilInside();
+    Visitor(assigned).WaitUntilInside();
+}
+
+TEST(CriticalSectionTest, AssigningToAnEnteredSectionLeavesItEntered)
+{
+    CriticalSection section;
+    section.Enter();
+    section = CriticalSection();
+    {
+        Visitor visitor(section);
+        std::this_thread::yield();
+        EXPECT_FALSE(visitor.IsInside());
+        section.Exit();
+    }
+}
+
+TEST(CriticalSectionTest, ABlockOnNullDoesNothing)
+{
+    CriticalSection::Block block(nullptr);
+}
+
+TEST(CriticalSectionTest, ABlockLeavesTheSectionWhenAnExceptionPasses)
+{
+    CriticalSection section;
+
+    EXPECT_THROW(
+        {
+            CriticalSection::Block block(&section);
+            throw std::runtime_error("passes");
+        },
+        std::runtime_error);
+
+    Visitor(section).WaitUntilInside();
+}
+
+TEST(CriticalSectionTest, WorksAtNamespaceScopeBeforeAnyConstructor)
+{
+    CriticalSection::Block block(&sReadyBeforeConstructors);
+}
+
+TEST(CriticalSectionTest, ExitWithoutEnterAssertsAndChangesNothing)
+{
+    CriticalSection section;
+    CapturedConsole console;
+    ResumedAssertions resumed;
+
+    section.Exit();
+
+    EXPECT_EQ(resumed.GetCount(), 1);
+    EXPECT_THAT(console.TakeErrors(), ::testing::HasSubstr("ASSERT( mOwner == CurrentThread() )"));
+    Visitor(section).WaitUntilInside();
+}
+
+TEST(CriticalSectionTest, ExitOfAnotherThreadAssertsAndKeepsTheOwnerInside)
+{
+    CriticalSection section;
+    CapturedConsole console;
+    ResumedAssertions resumed;
+    section.Enter();
+
+    std::thread([&section] { section.Exit(); }).join();
+
+    EXPECT_EQ(resumed.GetCount(), 1);
+    EXPECT_THAT(console.TakeErrors(), ::testing::HasSubstr("ERROR: CriticalSection (line "));
+    section.Exit();
+}
