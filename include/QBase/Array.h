@@ -37,6 +37,10 @@ template <typename T>
 class Array
 {
 public:
+    using value_type = T;
+    using iterator = T*;
+    using const_iterator = const T*;
+
     static constexpr int INITIAL_CAPACITY = 8;
 
     Array() : Array(INITIAL_CAPACITY) {}
@@ -120,7 +124,7 @@ Array<T>::Array(const Array& other) : Array(other.mCapacity > 0 ? other.mCapacit
         return; // no memory, as reported
     }
     for (const T& element : other) {
-        new (mpData + mSize) T(element);
+        ::new (mpData + mSize) T(element);
         ++mSize;
     }
 }
@@ -188,14 +192,14 @@ template <typename T>
 T& Array<T>::Insert(const T& value)
 {
     if (mSize < mCapacity) {
-        new (mpData + mSize) T(value);
+        ::new (mpData + mSize) T(value);
         return mpData[mSize++];
     }
     T copy(value); // it may be an element, which growing moves
     if (!EnsureFreeSlot()) {
         return NeutralElement();
     }
-    new (mpData + mSize) T(std::move(copy));
+    ::new (mpData + mSize) T(std::move(copy));
     return mpData[mSize++];
 }
 
@@ -210,7 +214,7 @@ T& Array<T>::InsertAt(int index, const T& value)
         return NeutralElement();
     }
     MoveUp(mpData + index + 1, mpData + index, mSize - index);
-    new (mpData + index) T(std::move(copy));
+    ::new (mpData + index) T(std::move(copy));
     ++mSize;
     return mpData[mSize - 1];
 }
@@ -316,7 +320,7 @@ T* Array<T>::AllocateSlots(std::int64_t count)
 template <typename T>
 void Array<T>::MoveToFreeSlot(T* pSlot, T* pElement)
 {
-    new (pSlot) T(std::move_if_noexcept(*pElement));
+    ::new (pSlot) T(std::move_if_noexcept(*pElement));
     pElement->~T();
 }
 
@@ -367,7 +371,7 @@ T& Array<T>::NeutralElement()
                   "Array elements need a default constructor: a wrong index answers a default element");
 
     alignas(T) static unsigned char sStorage[sizeof(T)];
-    static T* const spElement = new (sStorage) T();
+    static T* const spElement = ::new (sStorage) T();
     *spElement = T();
     return *spElement;
 }
