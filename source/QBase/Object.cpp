@@ -30,6 +30,12 @@ constexpr int COUNT_DURING_DESTRUCTION = 0x40000000;
 thread_local int tDestructionDepth = 0;
 thread_local std::vector<Object*>* tpWaiting = nullptr; // made on demand, never while nothing waits
 
+// For the report of a block trace. During a destructor this names the class whose destructor runs.
+Memory::ObjectDescription DescribeObject(Object* pObject)
+{
+    return {pObject->GetModuleName().c_str(), pObject->GetClassName().c_str(), pObject->GetReferenceCount()};
+}
+
 } // namespace
 
 const String& Object::ClassName()
@@ -60,6 +66,8 @@ Implementor<Object> Object::sImplementor;
 
 void Object::Implement()
 {
+    Memory::SetObjectDescriber(&DescribeObject);
+
     AddClassEntry(ClassTable(), "GetClassName", new Reflect::BoundFunction<Object, &Object::GetClassName>());
     AddClassEntry(ClassTable(), "GetModuleName",
                   new Reflect::BoundFunction<Object, &Object::GetModuleName>());

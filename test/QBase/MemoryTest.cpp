@@ -1,7 +1,10 @@
 #include "QBase/Memory.h"
 
 #include "QBase/Allocator.h"
+#include "QBase/List.h"
 #include "QBase/MemoryBlock.h"
+#include "QBase/Object.h"
+#include "QBase/Ptr.h"
 
 #include "Support/Assertions.h"
 #include "Support/CapturedConsole.h"
@@ -729,6 +732,56 @@ TEST(MemoryTest, ObjectsOutsideOfObjectBlocksAreNotMarked)
 
     EXPECT_EQ(EndTrace(), Report(AddressText(pArray) + " [64b] [Unknown]\n", 1, 0));
     Memory::Free(pArray, false);
+}
+
+TEST(MemoryTest, ReportsObjectsByModuleClassAndReferenceCount)
+{
+    Memory::StartBlockTrace();
+    Ptr<Object> pFirst = Object::Construct(Value::Null);
+    Ptr<Object> pSecond = pFirst;
+    Ptr<List> pList = List::Construct(Value::Null);
+    Ptr<Object> pDropped = Object::Construct(Value::Null);
+    pDropped = nullptr;
+    const std::string report = EndTrace();
+
+    const std::string size = " [" + std::to_string(sizeof(Object)) + "b]";
+    const std::string objectLine = AddressText(pFirst) + size + " [QBase.Object] [2 refs]\n";
+    const std::string listLine =
+        AddressText(pList) + " [" + std::to_string(sizeof(List)) + "b] [QBase.List] [1 refs]\n";
+    EXPECT_THAT(report, StartsWith(Report("", 0, 0).substr(0, 78 * 2 + 2 + 27) + objectLine + listLine));
+    EXPECT_EQ(report.find(size, report.find(objectLine) + objectLine.size()), std::string::npos);
+}
+
+TEST(MemoryTest, ReportsFromInsideAConstructorAndADestructorAskOnlyWhatExists)
+{
+    struct Reporter : Object
+    {
+        std::string mDuringConstruction;
+        std::string* mpDuringDestruction;
+
+        explicit Reporter(std::string* pDuringDestruction) : mpDuringDestruction(pDuringDestruction)
+        {
+            mDuringConstruction = EndTrace();
+            Memory::StartBlockTrace();
+        }
+        Reporter(std::string* pDuringDestruction, std::nullptr_t) : mpDuringDestruction(pDuringDestruction) {}
+        ~Reporter() override { *mpDuringDestruction = EndTrace(); }
+    };
+    std::string duringDestruction;
+
+    Memory::StartBlockTrace();
+    Ptr<Reporter> pReporter = new ("MemoryTest", __LINE__) Reporter(&duringDestruction);
+    EXPECT_THAT(pReporter->mDuringConstruction, HasSubstr(" [QBase.Object] [0 refs]\n"));
+    EXPECT_EQ(Memory::EndBlockTrace(nullptr), 0); // the reporter is older than the second trace
+
+    Memory::StartBlockTrace();
+    Ptr<Reporter> pQuiet = new ("MemoryTest", __LINE__) Reporter(&duringDestruction, nullptr);
+    pQuiet = nullptr;
+    EXPECT_THAT(duringDestruction, HasSubstr(" [QBase.Object] ["));
+
+    Memory::StartBlockTrace(); // for the destructor of the first
+    pReporter = nullptr;
+    EXPECT_EQ(duringDestruction, Report("", 0, 0));
 }
 
 TEST(MemoryTest, SumsGoPastFourGigabytes)
