@@ -3,6 +3,7 @@
 
 #include "QBase/ClassInfoTable.h"
 #include "QBase/Enum.h"
+#include "QBase/ErrorHandler.h"
 #include "QBase/Function.h"
 #include "QBase/List.h"
 #include "QBase/Property.h"
@@ -33,6 +34,7 @@ struct Registrations
     Registration<EnumInfoObject, Object> mEnumInfoObject;
     Registration<TablePath, Object> mTablePath;
     Registration<List, Object> mList;
+    Registration<ErrorHandler, Object> mErrorHandler;
 };
 
 [[maybe_unused]] const Registrations sRegistrations QBASE_INITIALISE_EARLY;

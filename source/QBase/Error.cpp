@@ -2,11 +2,15 @@
 
 #include "QBase/ErrorHooks.h"
 #include "QBase/FormattedText.h"
+#include "QBase/Object.h"
 #include "QBase/Platform/Platform.h"
+#include "QBase/Ptr.h"
 #include "QBase/String.h"
+#include "QBase/Value.h"
 
 #include <cstdarg>
 #include <cstdio>
+#include <utility>
 
 namespace QBase
 {
@@ -19,6 +23,61 @@ BreakHook g_pBreakHook = nullptr;
 
 constexpr char NULL_FORMAT[] = "Null";
 
+// One of the two receivers. A report that a handler makes while it runs goes to the console, not to itself.
+class HandlerSlot
+{
+public:
+    constexpr explicit HandlerSlot(unsigned bit) : mBit(bit) {}
+
+    void Set(Object* pHandler)
+    {
+        if (pHandler) {
+            Object::AddReference(pHandler);
+        }
+        if (Object* pOld = std::exchange(mpHandler, pHandler)) {
+            Object::DropReference(pOld);
+        }
+    }
+
+    Object* Get() const { return mpHandler; }
+
+    /// False when the console has to take the text.
+    bool Deliver(const char* pText)
+    {
+        if (!mpHandler || (sRunning & mBit)) {
+            return false;
+        }
+        const Ptr<Object> pHandler(mpHandler); // which may take itself out while it runs
+        const Value message{String(pText)};    // before the guard: a repair is reported to the handler, too
+        const Running running(mBit);
+        pHandler->Execute(message);
+        return true;
+    }
+
+private:
+    class Running
+    {
+    public:
+        explicit Running(unsigned bit) : mBit(bit) { sRunning |= mBit; }
+        ~Running() { sRunning &= ~mBit; }
+        Running(const Running&) = delete;
+        Running& operator=(const Running&) = delete;
+
+    private:
+        unsigned mBit;
+    };
+
+    static thread_local unsigned sRunning; // the bits of the slots whose handlers this thread is in
+
+    Object* mpHandler = nullptr; // holds one reference, kept to the very end: static destructors report, too
+    unsigned mBit;
+};
+
+thread_local unsigned HandlerSlot::sRunning = 0;
+
+constinit HandlerSlot g_InfoSlot(1);
+constinit HandlerSlot g_ErrorSlot(2);
+
 // The text in front of an Error, cut to what a buffer of 2048 bytes holds.
 class Prefix
 {
@@ -29,7 +88,7 @@ public:
                                  : std::snprintf(mText, sizeof(mText), "ERROR: ");
         mSize = length < 0 ? 0 : static_cast<std::size_t>(length);
         if (mSize >= sizeof(mText)) {
-            mSize = Shorten({mText, sizeof(mText)}, sizeof(mText) - 1).size();
+            mSize = WithoutCutSequence({mText, sizeof(mText) - 1}).size();
         }
     }
 
@@ -39,15 +98,6 @@ private:
     char mText[2048];
     std::size_t mSize;
 };
-
-void ShowInDebugger(const char* pText)
-{
-    if (g_pDebuggerOutputHook) {
-        g_pDebuggerOutputHook(pText);
-    } else {
-        Platform::DebugOutput(pText);
-    }
-}
 
 // The text serves as a format once more, without arguments: "%%" prints "%", any other "%" as it stands.
 void PrintLine(std::FILE* pStream, std::string_view text)
@@ -64,7 +114,12 @@ void DeliverToConsole(std::FILE* pStream, FormattedText& text)
     PrintLine(pStream, text.View());
     text.AppendLineFeed();
     // Through String, so that every way out repairs and reports invalid UTF-8 alike.
-    ShowInDebugger(String(text.c_str()).c_str());
+    const String message(text.c_str());
+    if (g_pDebuggerOutputHook) {
+        g_pDebuggerOutputHook(message.c_str());
+    } else {
+        Platform::DebugOutput(message.c_str());
+    }
 }
 
 } // namespace
@@ -76,7 +131,9 @@ void Info(const char* pFormat, ...)
     FormattedText text({}, pFormat ? pFormat : NULL_FORMAT, arguments);
     va_end(arguments);
 
-    DeliverToConsole(stdout, text);
+    if (!g_InfoSlot.Deliver(text.c_str())) {
+        DeliverToConsole(stdout, text);
+    }
 }
 
 void Error(const char* pFile, int line, const char* pFormat, ...)
@@ -86,7 +143,29 @@ void Error(const char* pFile, int line, const char* pFormat, ...)
     FormattedText text(Prefix(pFile, line).View(), pFormat ? pFormat : NULL_FORMAT, arguments);
     va_end(arguments);
 
-    DeliverToConsole(stderr, text);
+    if (!g_ErrorSlot.Deliver(text.c_str())) {
+        DeliverToConsole(stderr, text);
+    }
+}
+
+void SetInfoHandler(Object* pHandler)
+{
+    g_InfoSlot.Set(pHandler);
+}
+
+void SetErrorHandler(Object* pHandler)
+{
+    g_ErrorSlot.Set(pHandler);
+}
+
+Object* GetInfoHandler()
+{
+    return g_InfoSlot.Get();
+}
+
+Object* GetErrorHandler()
+{
+    return g_ErrorSlot.Get();
 }
 
 void AssertFail(const char* pFile, int line, const char* pText)

@@ -17,20 +17,20 @@ FormattedText::FormattedText(std::string_view prefix, const char* pFormat, std::
 
     const std::size_t size = length < 0 ? std::strlen(pFormat) : static_cast<std::size_t>(length);
     const std::size_t room = Reserve(prefix.size() + size);
-    Append(Shorten(prefix, room));
+    Append(prefix, room);
     if (length < 0) {
-        Append(Shorten(pFormat, room - mSize));
+        Append(pFormat, room);
         return;
     }
     std::vsnprintf(mpText + mSize, room - mSize + 1, pFormat, arguments);
-    // A room smaller than asked for may have cut the text inside a sequence.
-    mSize = mSize + size <= room ? mSize + size : Shorten({mpText, room + 1}, room).size();
+    const bool bCut = mSize + size > room;
+    mSize = bCut ? WithoutCutSequence({mpText, room}).size() : mSize + size;
     mpText[mSize] = '\0';
 }
 
 FormattedText::FormattedText(std::string_view text)
 {
-    Append(Shorten(text, Reserve(text.size())));
+    Append(text, Reserve(text.size()));
 }
 
 FormattedText::~FormattedText()
@@ -72,26 +72,29 @@ std::size_t FormattedText::Reserve(std::size_t size)
     return IN_PLACE - ROOM_BEHIND;
 }
 
-void FormattedText::Append(std::string_view text)
+// As much of the text as leaves the whole within `room`.
+void FormattedText::Append(std::string_view text, std::size_t room)
 {
+    if (text.size() > room - mSize) {
+        text = WithoutCutSequence(text.substr(0, room - mSize));
+    }
     std::copy(text.begin(), text.end(), mpText + mSize);
     mSize += text.size();
     mpText[mSize] = '\0';
 }
 
-std::string_view Shorten(std::string_view text, std::size_t size)
+std::string_view WithoutCutSequence(std::string_view text)
 {
-    if (text.size() <= size) {
+    std::size_t trail = 0; // bytes behind the last one that begins a sequence
+    while (trail < 3 && trail < text.size() && (text[text.size() - 1 - trail] & 0xC0) == 0x80) {
+        ++trail;
+    }
+    if (trail == text.size()) {
         return text;
     }
-    const auto isContinuation = [&](std::size_t i) {
-        return (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80;
-    };
-    std::size_t end = size;
-    while (end > 0 && size - end < 4 && isContinuation(end)) {
-        --end;
-    }
-    return text.substr(0, isContinuation(end) ? size : end);
+    const auto lead = static_cast<unsigned char>(text[text.size() - 1 - trail]);
+    const std::size_t expected = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC0 ? 1 : 0;
+    return trail < expected ? text.substr(0, text.size() - 1 - trail) : text;
 }
 
 } // namespace QBase

@@ -44,14 +44,14 @@ private:
     static constexpr std::size_t ROOM_BEHIND = 2; // a line feed and the terminator
 
     std::size_t Reserve(std::size_t size);
-    void Append(std::string_view text);
+    void Append(std::string_view text, std::size_t room);
 
     char mInPlace[IN_PLACE];
     char* mpText = mInPlace;
     std::size_t mSize = 0; // bytes, the terminator not counted
 };
 
-/// The longest beginning of `text` of at most `size` bytes that cuts no UTF-8 sequence.
-std::string_view Shorten(std::string_view text, std::size_t size);
+/// The text without the UTF-8 sequence that its end cuts through, if there is one.
+std::string_view WithoutCutSequence(std::string_view text);
 
 } // namespace QBase

@@ -1,14 +1,11 @@
 #include "Support/CapturedMessages.h"
 
-#include "Support/CapturedConsole.h"
-
-#include "QBase/ErrorHooks.h"
+#include "QBase/Error.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <mutex>
 #include <utility>
 
@@ -27,62 +24,75 @@ struct Message
     std::string mText;
 };
 
-std::mutex g_Mutex;
-std::vector<Message> g_Messages; // guarded by g_Mutex
-std::unique_ptr<CapturedConsole> g_pConsole;
-
-void Record(const char* pText)
-{
-    std::string text(pText);
-    text.pop_back();
-    const std::lock_guard lock(g_Mutex);
-    g_Messages.push_back({text.rfind("ERROR: ", 0) == 0 ? Kind::ERROR : Kind::INFO, std::move(text)});
-}
-
-std::string Take(Kind kind, const char* pName)
-{
-    const std::lock_guard lock(g_Mutex);
-    const auto found = std::find_if(g_Messages.begin(), g_Messages.end(),
-                                    [&](const Message& message) { return message.mKind == kind; });
-    if (found == g_Messages.end()) {
-        ADD_FAILURE() << "no " << pName << " was reported";
-        return std::string();
-    }
-    std::string text = std::move(found->mText);
-    g_Messages.erase(found);
-    return text;
-}
-
 } // namespace
 
-CapturedMessages::CapturedMessages()
+struct CapturedMessages::Log
 {
-    g_Messages.clear();
-    g_pConsole = std::make_unique<CapturedConsole>();
-    QBase::SetDebuggerOutputHook(Record);
+    std::string Take(Kind kind, const char* pName)
+    {
+        const std::lock_guard lock(mMutex);
+        const auto found = std::find_if(mMessages.begin(), mMessages.end(),
+                                        [&](const Message& message) { return message.mKind == kind; });
+        if (found == mMessages.end()) {
+            ADD_FAILURE() << "no " << pName << " was reported";
+            return std::string();
+        }
+        std::string text = std::move(found->mText);
+        mMessages.erase(found);
+        return text;
+    }
+
+    std::mutex mMutex;
+    std::vector<Message> mMessages; // guarded by mMutex
+};
+
+class CapturedMessages::Recorder : public QBase::Object
+{
+public:
+    Recorder(Log* pLog, Kind kind) : mpLog(pLog), mKind(kind) {}
+
+    void Execute(const QBase::Value& value) override
+    {
+        EXPECT_EQ(value.GetType(), QBase::Value::TYPE_STRING);
+        const std::lock_guard lock(mpLog->mMutex);
+        mpLog->mMessages.push_back({mKind, value.AsString().c_str()});
+    }
+
+private:
+    Log* mpLog; // borrowed
+    Kind mKind;
+};
+
+CapturedMessages::CapturedMessages()
+    : mpLog(new Log), mpOldInfoHandler(QBase::GetInfoHandler()), mpOldErrorHandler(QBase::GetErrorHandler())
+{
+    QBase::SetInfoHandler(new Recorder(mpLog, Kind::INFO));
+    QBase::SetErrorHandler(new Recorder(mpLog, Kind::ERROR));
 }
 
 CapturedMessages::~CapturedMessages()
 {
-    g_pConsole.reset();
+    QBase::SetInfoHandler(mpOldInfoHandler);
+    QBase::SetErrorHandler(mpOldErrorHandler);
     EXPECT_THAT(TakeAll(), testing::IsEmpty()) << "messages were left untaken";
+    delete mpLog;
 }
 
 std::string CapturedMessages::TakeError()
 {
-    return Take(Kind::ERROR, "Error");
+    return mpLog->Take(Kind::ERROR, "Error");
 }
 
 std::string CapturedMessages::TakeInfo()
 {
-    return Take(Kind::INFO, "Info");
+    return mpLog->Take(Kind::INFO, "Info");
 }
 
 std::vector<std::string> CapturedMessages::TakeAll()
 {
-    const std::lock_guard lock(g_Mutex);
+    const std::lock_guard lock(mpLog->mMutex);
     std::vector<std::string> texts;
-    for (Message& message : std::exchange(g_Messages, {})) {
+    for (Message& message : std::exchange(mpLog->mMessages, {})) {
         texts.push_back(std::move(message.mText));
     }
     return texts;

@@ -30,6 +30,15 @@ void DebugBreak();
 /// Gives a text to the debugger's own window. A system whose debuggers have no such window shows nothing.
 void DebugOutput(const char* pText);
 
+// User.
+
+/// The title of a window, at most 260 characters; empty where there are no window handles.
+std::string WindowTitle(void* pWindow);
+
+/// Shows the message and asks for yes or no; true means yes. Where nobody can be asked (no desktop, and no
+/// terminal at both ends), the message goes to standard error and the answer is yes.
+bool AskYesNo(void* pOwnerWindow, const char* pCaption, const char* pMessage);
+
 // Shared libraries.
 
 /// Loads a shared library and runs its initialisers. Null on failure; LastErrorText() then says why.

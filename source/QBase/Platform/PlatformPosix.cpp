@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -77,6 +78,25 @@ void DebugBreak()
 void DebugOutput(const char*)
 {
     // The debuggers here show standard error, which the text goes to anyway.
+}
+
+// User
+
+std::string WindowTitle(void*)
+{
+    return std::string();
+}
+
+bool AskYesNo(void*, const char* pCaption, const char* pMessage)
+{
+    const bool bAsk = IsTerminal(stdin) && IsTerminal(stderr);
+    std::fprintf(stderr, "%s\n%s%s", pCaption, pMessage, bAsk ? " [Y/n] " : "\n");
+    std::fflush(stderr);
+    if (!bAsk) {
+        return true;
+    }
+    char answer[64] = "";
+    return !std::fgets(answer, sizeof(answer), stdin) || (answer[0] != 'n' && answer[0] != 'N');
 }
 
 // Shared libraries

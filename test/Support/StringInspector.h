@@ -1,0 +1,40 @@
+// StringInspector looks into the table of interned texts.
+
+#pragma once
+
+#include "QBase/String.h"
+
+#include <string>
+#include <vector>
+
+namespace QBase
+{
+
+class StringInspector
+{
+public:
+    static unsigned BucketOf(const String& string) { return string.hash() % String::NUM_BUCKETS; }
+    static unsigned NumBuckets() { return String::NUM_BUCKETS; }
+
+    /// The texts of a bucket, from its head on.
+    static std::vector<std::string> Chain(unsigned bucket)
+    {
+        std::vector<std::string> texts;
+        for (const String::Entry* pEntry = String::sHashTable[bucket]; pEntry; pEntry = pEntry->mpNext) {
+            texts.emplace_back(pEntry->mBuffer.c_str());
+        }
+        return texts;
+    }
+
+    static int ReferenceCount(const String& string) { return string.mpEntry->mRefCount.Value(); }
+
+    /// Drops the only reference of an entry that is in no bucket.
+    static void DropStrayEntry()
+    {
+        String::Entry stray;
+        stray.mRefCount.Increment();
+        String::ReleaseEntry(&stray);
+    }
+};
+
+} // namespace QBase
