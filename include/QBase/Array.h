@@ -402,4 +402,7 @@ void Array<T>::Swap(Array& other)
     std::swap(mpData, other.mpData);
 }
 
+// Exported, and instantiated in Containers.cpp.
+extern template class QBASE_API Array<Ptr<Object>>;
+
 } // namespace QBase

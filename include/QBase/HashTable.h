@@ -26,6 +26,7 @@
 #include "QBase/Error.h"
 #include "QBase/HashTableIndex.h"
 #include "QBase/Memory.h"
+#include "QBase/Ptr.h"
 #include "QBase/String.h"
 
 #include <cstddef>
@@ -471,5 +472,8 @@ void HashTable<T>::DropIndex()
     HashTableIndex::Delete(mpIndex);
     mpIndex = nullptr;
 }
+
+// Exported, and instantiated in Containers.cpp.
+extern template class QBASE_API HashTable<Ptr<Object>>;
 
 } // namespace QBase

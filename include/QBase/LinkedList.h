@@ -22,6 +22,7 @@
 #include "QBase/Error.h"
 #include "QBase/Memory.h"
 #include "QBase/Ptr.h"
+#include "QBase/String.h"
 
 #include <cstddef>
 #include <iterator>
@@ -204,5 +205,9 @@ void LinkedList<T>::DropReference(Node* pNode)
         pNode = pNext;
     }
 }
+
+// Exported, and instantiated in Containers.cpp.
+extern template class QBASE_API LinkedList<Ptr<Object>>;
+extern template class QBASE_API LinkedList<String>;
 
 } // namespace QBase

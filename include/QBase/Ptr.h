@@ -21,6 +21,8 @@
 
 #pragma once
 
+#include "QBase/Export.h"
+
 #include <concepts>
 #include <cstddef>
 #include <functional>
@@ -29,8 +31,17 @@
 namespace QBase
 {
 
+class ArrayPropertyCommon;
+class ClassInfoTable;
+class EnumInfoObject;
+class Function;
+class List;
 class Object;
+class Property;
+class Table;
+class TablePath;
 class Value;
+class ValuePropertyCommon;
 
 // Value, named so that a template can give it back before it is defined.
 template <typename T>
@@ -108,6 +119,19 @@ private:
 
     T* mpObject = nullptr; // holds one reference; may be null
 };
+
+// The library exports the Ptrs to its classes. Each is declared here, where nothing can have used it yet, and
+// instantiated in Containers.cpp.
+extern template class QBASE_API Ptr<ArrayPropertyCommon>;
+extern template class QBASE_API Ptr<ClassInfoTable>;
+extern template class QBASE_API Ptr<EnumInfoObject>;
+extern template class QBASE_API Ptr<Function>;
+extern template class QBASE_API Ptr<List>;
+extern template class QBASE_API Ptr<Object>;
+extern template class QBASE_API Ptr<Property>;
+extern template class QBASE_API Ptr<Table>;
+extern template class QBASE_API Ptr<TablePath>;
+extern template class QBASE_API Ptr<ValuePropertyCommon>;
 
 // Comparisons are those of the raw pointers. Without these, the two conversions of a Ptr would compete.
 template <typename T, typename U>

@@ -3,9 +3,12 @@
 #include "QBase/Error.h"
 #include "QBase/InterlockedInt.h"
 #include "QBase/Memory.h"
+#include "QBase/Table.h"
+#include "QBase/Value.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <thread>
 #include <type_traits>
 #include <unordered_set>
@@ -254,6 +257,42 @@ TEST_F(PtrTest, IsAKeyOfStandardContainers)
 
     EXPECT_EQ(objects.size(), 2u);
     EXPECT_EQ(objects.count(pObject), 1u);
+}
+
+TEST_F(PtrTest, BecomesAValueThatHoldsTheObject)
+{
+    Ptr<Table> pTable = static_cast<Table*>(Table::Construct(Value::Null));
+    ASSERT_EQ(pTable->GetReferenceCount(), 1);
+
+    Value copied = pTable;
+    const Value constructed(pTable);
+    Value assigned;
+    assigned = pTable;
+    const Value explicitly = pTable.operator Value();
+
+    EXPECT_EQ(pTable->GetReferenceCount(), 5);
+    EXPECT_EQ(copied.GetType(), Value::TYPE_OBJECT);
+    EXPECT_EQ(copied.Get<Object*>(), pTable);
+    EXPECT_TRUE(copied == constructed && assigned == explicitly && copied == assigned);
+}
+
+TEST_F(PtrTest, ANullPtrBecomesANullObjectValue)
+{
+    const Value value = Ptr<Object>();
+
+    EXPECT_EQ(value.GetType(), Value::TYPE_OBJECT);
+    EXPECT_EQ(value.Get<Object*>(), nullptr);
+}
+
+TEST_F(PtrTest, TheLastPtrReturnsARealObjectToTheAllocator)
+{
+    const std::int64_t objects = Memory::GetBlocksAllocated(ALLOC_OBJECT);
+    Ptr<Object> pObject = Table::Construct(Value::Null);
+    EXPECT_GT(Memory::GetBlocksAllocated(ALLOC_OBJECT), objects);
+
+    pObject = nullptr;
+
+    EXPECT_EQ(Memory::GetBlocksAllocated(ALLOC_OBJECT), objects);
 }
 
 using PtrThreadsTest = PtrTest;

@@ -1,0 +1,38 @@
+// The instantiations of the container templates that the library exports. Ptr.h, Array.h, HashTable.h and
+// LinkedList.h declare them.
+
+#include "QBase/Array.h"
+#include "QBase/ClassInfoTable.h"
+#include "QBase/DynamicProperty.h"
+#include "QBase/Enum.h"
+#include "QBase/Function.h"
+#include "QBase/HashTable.h"
+#include "QBase/LinkedList.h"
+#include "QBase/List.h"
+#include "QBase/Object.h"
+#include "QBase/Property.h"
+#include "QBase/Ptr.h"
+#include "QBase/Table.h"
+#include "QBase/TablePath.h"
+#include "QBase/Value.h"
+
+namespace QBase
+{
+
+template class Ptr<ArrayPropertyCommon>;
+template class Ptr<ClassInfoTable>;
+template class Ptr<EnumInfoObject>;
+template class Ptr<Function>;
+template class Ptr<List>;
+template class Ptr<Object>;
+template class Ptr<Property>;
+template class Ptr<Table>;
+template class Ptr<TablePath>;
+template class Ptr<ValuePropertyCommon>;
+
+template class Array<Ptr<Object>>;
+template class HashTable<Ptr<Object>>;
+template class LinkedList<Ptr<Object>>;
+template class LinkedList<String>;
+
+} // namespace QBase
