@@ -392,14 +392,12 @@ constexpr Matrix4 Matrix4::operator*(float scale) const
 
 constexpr Matrix4 Matrix4::operator*(const Matrix4& other) const
 {
+    // Whole columns at a time, which compilers turn into vector instructions.
+    const Vector4 x = GetColumn(0), y = GetColumn(1), z = GetColumn(2), w = GetColumn(3);
     Matrix4 result;
     for (int column = 0; column < 4; ++column) {
-        const float* pColumn = other.elements + 4 * column;
-        for (int row = 0; row < 4; ++row) {
-            result.elements[4 * column + row] = elements[row] * pColumn[0] + elements[4 + row] * pColumn[1] +
-                                                elements[8 + row] * pColumn[2] +
-                                                elements[12 + row] * pColumn[3];
-        }
+        const float* e = other.elements + 4 * column;
+        result.SetColumn(column, x * e[0] + y * e[1] + z * e[2] + w * e[3]);
     }
     return result;
 }
@@ -460,9 +458,10 @@ constexpr bool Matrix4::TryInverse(Matrix4* pInverse) const
         m[3][0] * s[4] - m[3][1] * s[2] + m[3][3] * s[0], m[3][1] * s[1] - m[3][0] * s[3] - m[3][2] * s[0],
         m[2][2] * s[4] - m[2][1] * s[5] - m[2][3] * s[3], m[2][0] * s[5] - m[2][2] * s[2] + m[2][3] * s[1],
         m[2][1] * s[2] - m[2][0] * s[4] - m[2][3] * s[0], m[2][0] * s[3] - m[2][1] * s[1] + m[2][2] * s[0]};
+    const double scale = 1 / minors.determinant;
     Matrix4 inverse;
     for (int i = 0; i < 16; ++i) {
-        inverse.elements[i] = static_cast<float>(adjugate[i] / minors.determinant);
+        inverse.elements[i] = static_cast<float>(adjugate[i] * scale);
     }
     if (!inverse.IsFinite())
         return false;
@@ -492,21 +491,24 @@ constexpr Matrix4::Minors Matrix4::ExpandByMinors() const
 {
     Minors minors = {};
     double upperSize[6] = {}, lowerSize[6] = {};
-    int pair = 0;
-    for (int left = 0; left < 4; ++left) {
-        for (int right = left + 1; right < 4; ++right, ++pair) {
-            const float* pLeft = elements + 4 * left;
-            const float* pRight = elements + 4 * right;
-            const double upperDown = static_cast<double>(pLeft[0]) * pRight[1];
-            const double upperUp = static_cast<double>(pLeft[1]) * pRight[0];
-            const double lowerDown = static_cast<double>(pLeft[2]) * pRight[3];
-            const double lowerUp = static_cast<double>(pLeft[3]) * pRight[2];
-            minors.upper[pair] = upperDown - upperUp;
-            minors.lower[pair] = lowerDown - lowerUp;
-            upperSize[pair] = Math<double>::Abs(upperDown) + Math<double>::Abs(upperUp);
-            lowerSize[pair] = Math<double>::Abs(lowerDown) + Math<double>::Abs(lowerUp);
-        }
-    }
+    const auto expandPair = [&](int pair, int left, int right) {
+        const float* pLeft = elements + 4 * left;
+        const float* pRight = elements + 4 * right;
+        const double upperDown = static_cast<double>(pLeft[0]) * pRight[1];
+        const double upperUp = static_cast<double>(pLeft[1]) * pRight[0];
+        const double lowerDown = static_cast<double>(pLeft[2]) * pRight[3];
+        const double lowerUp = static_cast<double>(pLeft[3]) * pRight[2];
+        minors.upper[pair] = upperDown - upperUp;
+        minors.lower[pair] = lowerDown - lowerUp;
+        upperSize[pair] = Math<double>::Abs(upperDown) + Math<double>::Abs(upperUp);
+        lowerSize[pair] = Math<double>::Abs(lowerDown) + Math<double>::Abs(lowerUp);
+    };
+    expandPair(0, 0, 1);
+    expandPair(1, 0, 2);
+    expandPair(2, 0, 3);
+    expandPair(3, 1, 2);
+    expandPair(4, 1, 3);
+    expandPair(5, 2, 3);
     // Each pair of columns above goes with the other two below; pair and partner add up to 5.
     constexpr double signs[6] = {1, -1, 1, 1, -1, 1};
     double size = 0;
