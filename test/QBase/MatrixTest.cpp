@@ -165,6 +165,27 @@ TEST(MatrixTest, TryInverseOfASingularMatrixLeavesTheResultAlone)
     EXPECT_EQ(small, Matrix3::Identity());
 }
 
+TEST(MatrixTest, ASingularMatrixIsKnownDespiteTheRoundingOfItsDeterminant)
+{
+    // Whole numbers of 21 bits, so that the sum of the columns is exact while products of three are rounded.
+    Random random(14);
+    for (int i = 0; i < numRandomCases; ++i) {
+        Matrix3 small;
+        Matrix4 large;
+        for (int row = 0; row < 4; ++row) {
+            for (int column = 0; column < 3; ++column) {
+                large(row, column) = static_cast<float>(random.Integer(-2000000, 2000000));
+            }
+            large(row, 3) = large(row, 0) + large(row, 1) + large(row, 2);
+        }
+        small.SetColumn(0, large.GetColumn(0).ToVector3());
+        small.SetColumn(1, large.GetColumn(1).ToVector3());
+        small.SetColumn(2, small.GetColumn(0) + small.GetColumn(1));
+        EXPECT_FALSE(small.TryInverse(&small));
+        EXPECT_FALSE(large.TryInverse(&large));
+    }
+}
+
 TEST(MatrixTest, NoScaleOrTranslationIsTakenForSingular)
 {
     static_assert(Matrix4::Scale(Vector3(2, 4, 8)).Determinant() == 64);
@@ -197,6 +218,17 @@ TEST(MatrixTest, LookAtWithoutAViewOrAnUpStaysARotation)
         EXPECT_TRUE(view.IsFinite());
         EXPECT_NEAR(view.Determinant(), 1, 1e-5);
         EXPECT_TRUE(view.TransformPoint(Vector3(0, 3, 4)).IsNear(Vector3(0, 0, -5), 1e-5f));
+    }
+}
+
+TEST(MatrixTest, LookAtAlongItsUpIsARotationInEveryDirection)
+{
+    Random random(15);
+    for (int i = 0; i < numRandomCases; ++i) {
+        const Vector3 target = random.Vector3();
+        const Matrix4 view = Matrix4::LookAt(Vector3(), target, target * random.Number(0.1f, 9));
+        EXPECT_TRUE((view * view.Transposed()).IsNear(Matrix4::Identity(), 1e-5f));
+        EXPECT_TRUE(view.TransformPoint(target).IsNear(Vector3(0, 0, -target.Length()), 1e-5f));
     }
 }
 
