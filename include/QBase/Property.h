@@ -10,6 +10,8 @@
 // properties are added to one object by Object::AddPropertyValue and its siblings, keep their value in
 // themselves and die with the object or in Object::RemoveProperty.
 //
+// Type, shape, exclusion and dynamism of a property never change.
+//
 // An array operation on a single value is reported and answered with a neutral result, and the other way
 // round. The object is trusted to have the property.
 

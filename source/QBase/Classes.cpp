@@ -6,6 +6,8 @@
 #include "QBase/ErrorHandler.h"
 #include "QBase/Function.h"
 #include "QBase/List.h"
+#include "QBase/ObjectDiff.h"
+#include "QBase/ObjectDiffHandler.h"
 #include "QBase/Property.h"
 #include "QBase/Table.h"
 #include "QBase/TablePath.h"
@@ -34,6 +36,8 @@ struct Registrations
     Registration<EnumInfoObject, Object> mEnumInfoObject;
     Registration<TablePath, Object> mTablePath;
     Registration<List, Object> mList;
+    Registration<ObjectDiffHandler, Object> mObjectDiffHandler;
+    Registration<ObjectDiff, Object> mObjectDiff;
     Registration<ErrorHandler, Object> mErrorHandler;
 };
 

@@ -139,11 +139,11 @@ void Object::CopyTo(Object* pTarget)
     }
     for (const PropertyList::Entry& entry : PropertyList(this)) {
         Property* const pSource = entry.mpProperty;
-        if (pSource->IsExcluded()) {
+        if (entry.mbExcluded) {
             continue;
         }
-        const Value::Type type = pSource->GetType();
-        const bool bArray = pSource->IsArray();
+        const Value::Type type = entry.mType;
+        const bool bArray = entry.mbArray;
         Ptr<Property> pCopy = pTarget->FindProperty(entry.mName);
         if (pCopy == nullptr && pSource->IsDynamic()) {
             pCopy = bArray ? pTarget->AddPropertyArray(entry.mName, type)

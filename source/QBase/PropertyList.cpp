@@ -25,7 +25,9 @@ PropertyListData* BuildList(const ClassInfoTable* pTable, std::uint64_t stamp)
                 continue;
             }
             if (pEntry->IsDerivedType(pPropertyClass)) {
-                pData->GetEntries().push_back({node.GetKey(), static_cast<Property*>(pEntry)});
+                Property* const pProperty = static_cast<Property*>(pEntry);
+                pData->GetEntries().push_back({node.GetKey(), pProperty, pProperty->GetType(),
+                                               pProperty->IsArray(), pProperty->IsExcluded()});
             }
         }
     }
@@ -34,26 +36,28 @@ PropertyListData* BuildList(const ClassInfoTable* pTable, std::uint64_t stamp)
 
 } // namespace
 
-PropertyList::PropertyList(const Object* pObject)
+PropertyListData* PropertyList::GetCurrent(const Object* pObject)
 {
     const ClassInfoTable* const pTable = pObject->GetInstanceOrClassTable();
     const std::uint64_t stamp = pTable->GetChainStamp();
     PropertyListData* pData = pTable->mpPropertyList.load(std::memory_order_acquire);
-    if (pData == nullptr || pData->GetStamp() != stamp) {
-        PropertyListData* const pBuilt = BuildList(pTable, stamp);
-        pBuilt->Access(); // one reference for the table, one for this walk
-        if (pTable->mpPropertyList.compare_exchange_strong(pData, pBuilt, std::memory_order_acq_rel)) {
-            if (pData != nullptr) {
-                pData->Release();
-            }
-        } else {
-            pBuilt->Release(); // another thread was first; both lists say the same
-        }
-        mpData = pBuilt;
-        return;
+    if (pData != nullptr && pData->GetStamp() == stamp) {
+        return pData;
     }
-    pData->Access();
-    mpData = pData;
+    PropertyListData* const pBuilt = BuildList(pTable, stamp);
+    if (pTable->mpPropertyList.compare_exchange_strong(pData, pBuilt, std::memory_order_acq_rel)) {
+        if (pData != nullptr) {
+            pData->Release();
+        }
+        return pBuilt;
+    }
+    pBuilt->Release(); // another thread was first; both lists say the same
+    return pData;
+}
+
+PropertyList::PropertyList(const Object* pObject) : mpData(GetCurrent(pObject))
+{
+    mpData->Access();
 }
 
 PropertyList::~PropertyList()

@@ -9,6 +9,7 @@
 //
 // The list is kept with the table it belongs to and built anew after a change of the table or of a base. A
 // PropertyList holds the list that it was made from, and its properties, so the object may change meanwhile.
+// Type, shape and exclusion of a property are constant; the list keeps them beside it.
 //
 // Threads: several threads may list objects of one class while no table changes.
 
@@ -32,6 +33,9 @@ public:
     {
         String mName;
         Ptr<Property> mpProperty;
+        Value::Type mType;
+        bool mbArray;
+        bool mbExcluded;
     };
 
     explicit PropertyList(const Object* pObject);
@@ -41,6 +45,10 @@ public:
 
     const Entry* begin() const;
     const Entry* end() const;
+
+    /// The list of the object as it stands now, for those who keep it over many walks. Borrowed from the
+    /// object's table until its next change.
+    static PropertyListData* GetCurrent(const Object* pObject);
 
 private:
     PropertyListData* mpData; // holds one reference
@@ -62,6 +70,7 @@ public:
 
     std::uint64_t GetStamp() const { return mStamp; }
     std::vector<PropertyList::Entry>& GetEntries() { return mEntries; }
+    const std::vector<PropertyList::Entry>& GetEntries() const { return mEntries; }
 
 private:
     std::vector<PropertyList::Entry> mEntries; // outside the library allocator, whose counts speak of objects
