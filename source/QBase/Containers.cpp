@@ -10,6 +10,8 @@
 #include "QBase/LinkedList.h"
 #include "QBase/List.h"
 #include "QBase/Object.h"
+#include "QBase/ObjectDiff.h"
+#include "QBase/ObjectDiffHandler.h"
 #include "QBase/Property.h"
 #include "QBase/Ptr.h"
 #include "QBase/Table.h"
@@ -25,6 +27,8 @@ template class Ptr<EnumInfoObject>;
 template class Ptr<Function>;
 template class Ptr<List>;
 template class Ptr<Object>;
+template class Ptr<ObjectDiff>;
+template class Ptr<ObjectDiffHandler>;
 template class Ptr<Property>;
 template class Ptr<Table>;
 template class Ptr<TablePath>;
