@@ -3,6 +3,7 @@
 // static objects and threads that outlive main may still use them.
 
 #include "QBase/String.h"
+#include "QBase/StringConverter.h"
 
 #include <new>
 
@@ -45,10 +46,33 @@ Lasting<String> StringStatics::sNull;
 String::Entry& String::sEmpty = StringStatics::sEmpty.mObject;
 const String& String::Null = StringStatics::sNull.mObject;
 
+// The names of the value types, in the order of their codes.
+class ValueTypeNames
+{
+public:
+    ValueTypeNames()
+    {
+        static const char* const sTexts[] = {
+            "void",    "int",      "float",    "bool",     "String", "Object", "Vector2", "Vector3",
+            "Vector4", "Vector2i", "Vector3i", "Vector4i", "Color",  "Value",  "Enum",    "Quaternion"};
+        static_assert(sizeof(sTexts) / sizeof(sTexts[0]) == Value::NUM_TYPES);
+        for (int code = 0; code < Value::NUM_TYPES; ++code) {
+            new (&sNames.mObject[code]) String(sTexts[code]);
+        }
+    }
+
+    static Lasting<String[Value::NUM_TYPES]> sNames;
+};
+
+Lasting<String[Value::NUM_TYPES]> ValueTypeNames::sNames;
+
+const String (&StringConverter<Value::Type>::sNames)[Value::NUM_TYPES] = ValueTypeNames::sNames.mObject;
+
 namespace
 {
 
 QBASE_INITIALISE_FIRST StringStatics g_StringStatics;
+QBASE_INITIALISE_FIRST ValueTypeNames g_ValueTypeNames;
 
 } // namespace
 
