@@ -1,6 +1,6 @@
 // ErrorHooks.h lets the tests stand in for what surrounds the reporting functions: the debugger that shows
-// texts, the break that a failed assertion stops at, and the user who answers ErrorHandler's question. A null hook puts the system's own way
-// back.
+// texts, the break that a failed assertion stops at, and the user who answers ErrorHandler's question. A null
+// hook puts the system's own way back.
 //
 // Threads: install while no other thread reports.
 

@@ -1,7 +1,10 @@
 #include "QBase/Error.h"
 
+#include "QBase/Ptr.h"
 #include "QBase/String.h"
+#include "QBase/Value.h"
 #include "Support/Assertions.h"
+#include "Support/CallbackHandler.h"
 #include "Support/CapturedConsole.h"
 #include "Support/CapturedMessages.h"
 #include "Support/Paths.h"
@@ -11,11 +14,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <stdexcept>
 #include <string_view>
 #include <thread>
 #include <vector>
 
 using namespace QBase;
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace
@@ -39,7 +44,7 @@ static_assert(NameOf<"no_extension"> == "no_extension");
 std::string OutputOf(const std::string& command)
 {
     std::string output;
-    std::FILE* pPipe = popen((command + " 2>&1").c_str(), "r");
+    std::FILE* pPipe = popen(("(" + command + ") 2>&1").c_str(), "r");
     char buffer[4096];
     while (const std::size_t size = std::fread(buffer, 1, sizeof(buffer), pPipe)) {
         output.append(buffer, size);
@@ -181,6 +186,104 @@ TEST(ErrorTest, AResumedAssertionReportsTheConditionAsWrittenAndIsFalse)
     EXPECT_EQ(resumed.GetCount(), 2);
 }
 
+TEST(ErrorTest, NoHandlersAreInstalledAtTheStart)
+{
+    EXPECT_EQ(GetErrorHandler(), nullptr);
+    EXPECT_EQ(GetInfoHandler(), nullptr);
+}
+
+TEST(ErrorTest, AHandlerReceivesAStringWithoutALineFeedAndTheConsoleNothing)
+{
+    std::vector<Value> received;
+    const auto record = [&](const Value& value) { received.push_back(value); };
+    CapturedConsole console;
+    SetErrorHandler(new CallbackHandler(record));
+    SetInfoHandler(new CallbackHandler(record));
+    Error("Table", 12, "100%% of %s", "100%%");
+    Info("%s", "50%%");
+    SetErrorHandler(nullptr);
+    SetInfoHandler(nullptr);
+
+    EXPECT_THAT(received,
+                ElementsAre(Value(String("ERROR: Table (line 12): 100% of 100%%")), Value(String("50%%"))));
+    EXPECT_EQ(console.GetDebuggerOutput(), "");
+    EXPECT_EQ(console.TakeErrors() + console.TakeOutput(), "");
+}
+
+TEST(ErrorTest, ASlotHoldsItsHandlerUntilItIsReplaced)
+{
+    int destroyed = 0;
+    Object* pHandler = new CallbackHandler([](const Value&) {}, &destroyed);
+    SetErrorHandler(pHandler);
+    EXPECT_EQ(GetErrorHandler(), pHandler);
+    EXPECT_EQ(pHandler->GetReferenceCount(), 1);
+    SetErrorHandler(pHandler);
+    EXPECT_EQ(pHandler->GetReferenceCount(), 1);
+    EXPECT_EQ(destroyed, 0);
+    SetErrorHandler(nullptr);
+    EXPECT_EQ(GetErrorHandler(), nullptr);
+    EXPECT_EQ(destroyed, 1);
+}
+
+TEST(ErrorTest, AReportFromAHandlerGoesToTheConsole)
+{
+    std::vector<std::string> received;
+    CapturedConsole console;
+    SetErrorHandler(new CallbackHandler([&](const Value& value) {
+        received.push_back(value.AsString().c_str());
+        Error("Inner", 2, "inner");
+        Info("info");
+    }));
+    SetInfoHandler(new CallbackHandler([&](const Value& value) {
+        received.push_back(value.AsString().c_str());
+        Error("InInfo", 3, "inner");
+    }));
+    Error("Outer", 1, "outer");
+    SetErrorHandler(nullptr);
+    SetInfoHandler(nullptr);
+
+    EXPECT_THAT(received, ElementsAre("ERROR: Outer (line 1): outer", "info"));
+    EXPECT_EQ(console.TakeErrors(), "ERROR: Inner (line 2): inner\nERROR: InInfo (line 3): inner\n");
+}
+
+TEST(ErrorTest, AHandlerMayRemoveItselfWhileItRuns)
+{
+    int destroyed = 0;
+    std::string received;
+    SetErrorHandler(new CallbackHandler(
+        [&](const Value& value) {
+            SetErrorHandler(nullptr);
+            EXPECT_EQ(destroyed, 0);
+            received = value.AsString().c_str();
+        },
+        &destroyed));
+    Error("T", 1, "x");
+    EXPECT_EQ(received, "ERROR: T (line 1): x");
+    EXPECT_EQ(destroyed, 1);
+}
+
+TEST(ErrorTest, AHandlerThatThrowsIsAskedAgainNextTime)
+{
+    int calls = 0;
+    SetErrorHandler(new CallbackHandler([&](const Value&) {
+        ++calls;
+        throw std::runtime_error("handler");
+    }));
+    EXPECT_THROW(Error("T", 1, "x"), std::runtime_error);
+    EXPECT_THROW(QBASE_ASSERT(calls > 1), std::runtime_error);
+    SetErrorHandler(nullptr);
+    EXPECT_EQ(calls, 2);
+}
+
+TEST(ErrorTest, InvalidUtf8ReachesTheHandlerAsTheRepairReportAndThenRepaired)
+{
+    CapturedMessages messages;
+    Error("T", 1, "\xFF");
+    EXPECT_THAT(messages.TakeAll(),
+                ElementsAre("ERROR: String (line 185): Fixed invalid UTF8 string 'ERROR: T (line 1): ?'",
+                            "ERROR: T (line 1): ?"));
+}
+
 TEST(ErrorDeathTest, AnAssertionEndsTheProgramAtTheBreak)
 {
     const int index = 2;
@@ -191,6 +294,22 @@ TEST(ErrorDeathTest, MessagesReachAPipeInOrderBeforeTheBreakEndsTheProgram)
 {
     EXPECT_THAT(OutputOf(BinaryPath("InfoThenAssert")),
                 HasSubstr("\nfirst\nERROR: Unit (line 7): ASSERT( second )\n"));
+}
+
+TEST(ErrorTest, StaticObjectsAndLeftThreadsUseTheLibraryBeforeAndAfterMain)
+{
+    EXPECT_EQ(OutputOf(BinaryPath("StaticObjects") + " && echo ended with success"),
+              "Quirl v.2.1\n"
+              "first before main: QBase.Table\n"
+              "ERROR: String (line 185): Fixed invalid UTF8 string '?'\n"
+              "second before main: QBase.Table\n"
+              "ERROR: String (line 185): Fixed invalid UTF8 string '?'\n"
+              "main\n"
+              "second after main: QBase.Table\n"
+              "ERROR: String (line 185): Fixed invalid UTF8 string '?'\n"
+              "first after main: QBase.Table\n"
+              "ERROR: String (line 185): Fixed invalid UTF8 string '?'\n"
+              "ended with success\n");
 }
 
 TEST(ErrorThreadsTest, LinesOfSeveralThreadsStayWhole)
@@ -210,6 +329,7 @@ TEST(ErrorThreadsTest, LinesOfSeveralThreadsStayWhole)
     const std::string output = console.TakeOutput();
     ASSERT_EQ(output.size(), 4u * 500 * 101);
     for (std::size_t start = 0; start < output.size(); start += 101) {
-        EXPECT_EQ(output.substr(start, 101), std::string(100, output[start]) + "\n");
+        EXPECT_EQ(output.find_first_not_of(output[start], start), start + 100);
+        EXPECT_EQ(output[start + 100], '\n');
     }
 }

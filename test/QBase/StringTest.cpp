@@ -4,6 +4,7 @@
 #include "QBase/Memory.h"
 #include "QBase/UTF8.h"
 #include "Support/Assertions.h"
+#include "Support/CallbackHandler.h"
 #include "Support/CapturedConsole.h"
 #include "Support/CapturedMessages.h"
 #include "Support/SmallStack.h"
@@ -15,6 +16,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <stdexcept>
 #include <thread>
 #include <type_traits>
 #include <unordered_set>
@@ -260,6 +262,38 @@ TEST(StringTest, ManyRepairedTextsInOneBucketAreReleasedInAnyOrder)
     }
     EXPECT_THAT(StringInspector::Chain(bucket), IsEmpty());
     EXPECT_EQ(messages.TakeAll().size(), 100u);
+}
+
+TEST(StringTest, AHandlerOfTheRepairReportMayInternIntoTheSameBucket)
+{
+    constexpr char given[] = "repaired in a full bucket \xFF";
+    const std::vector<std::string> texts = TextsInTheBucketOf(given, 20);
+    std::vector<String> kept;
+    SetErrorHandler(new CallbackHandler([&](const Value&) {
+        for (const std::string& text : texts) {
+            kept.emplace_back(text.c_str());
+        }
+    }));
+    String repaired(given);
+    SetErrorHandler(nullptr);
+
+    const unsigned bucket = StringInspector::BucketOf(repaired);
+    EXPECT_EQ(StringInspector::Chain(bucket).size(), 21u);
+    EXPECT_EQ(StringInspector::Chain(bucket).front(), "repaired in a full bucket ?");
+    for (std::size_t i = 0; i < kept.size(); ++i) {
+        EXPECT_EQ(String(texts[i].c_str()), kept[i]);
+    }
+    kept.clear();
+    repaired = String::Null;
+    EXPECT_THAT(StringInspector::Chain(bucket), IsEmpty());
+}
+
+TEST(StringTest, AHandlerThatThrowsLeavesTheTableUsableForOtherThreads)
+{
+    SetErrorHandler(new CallbackHandler([](const Value&) { throw std::runtime_error("handler"); }));
+    EXPECT_THROW(String("thrown \xFF"), std::runtime_error);
+    SetErrorHandler(nullptr);
+    std::thread([] { EXPECT_STREQ(String("from another thread").c_str(), "from another thread"); }).join();
 }
 
 TEST(StringTest, TheNewestEntryHeadsItsChain)
