@@ -8,6 +8,7 @@
 #include "QBase/Reflection.h"
 #include "QBase/Table.h"
 
+#include <algorithm>
 #include <memory>
 #include <unordered_map>
 #include <utility>
@@ -23,16 +24,77 @@ constexpr const char* UNIT = "ObjectDiff";
 
 class ObjectState;
 
-// What was seen of one property. A property that was never seen has no state yet.
-struct PropertyState
+// What was seen of an array.
+struct ArrayState
 {
+    std::vector<Value> mElements;
+    std::vector<ObjectState*> mTargets; // the states of the objects in there, where they were found already
+};
+
+// What was seen of one property: of a single value the value itself, of an array its ArrayState. There is one
+// for each property of each object of the graph, so it is kept small; as a base, Value leaves the flags room
+// behind its type.
+class PropertyState : public Value
+{
+public:
+    PropertyState() = default;
+    PropertyState(PropertyState&& other) noexcept : Value(std::move(other)) { TakeRest(other); }
+    PropertyState& operator=(PropertyState&& other) noexcept
+    {
+        PropertyState taken(std::move(other));
+        std::swap(static_cast<Value&>(*this), static_cast<Value&>(taken));
+        std::swap(mbKnown, taken.mbKnown);
+        std::swap(mbArray, taken.mbArray);
+        std::swap(mDeclaredType, taken.mDeclaredType);
+        std::swap(mpTarget, taken.mpTarget);
+        return *this;
+    }
+    ~PropertyState()
+    {
+        if (mbArray) {
+            delete mpArray;
+        }
+    }
+
+    // False for a property that was never seen.
+    bool IsKnown() const { return mbKnown; }
+    bool IsArray() const { return mbArray; }
+
+    // As declared, also when that is "Value".
+    Value::Type GetDeclaredType() const { return static_cast<Value::Type>(mDeclaredType); }
+
+    const Value& GetValue() const { return *this; }
+    void SetValue(const Value& value) { static_cast<Value&>(*this) = value; }
+    ObjectState*& GetTarget() { return mpTarget; }
+    ArrayState& GetArray() { return *mpArray; }
+
+    void Know(Value::Type declaredType, bool bArray)
+    {
+        mbKnown = true;
+        mDeclaredType = static_cast<std::uint8_t>(declaredType);
+        if (bArray) {
+            mpArray = new ArrayState;
+            mbArray = true;
+        }
+    }
+
+private:
+    void TakeRest(PropertyState& other)
+    {
+        mbKnown = std::exchange(other.mbKnown, false);
+        mbArray = std::exchange(other.mbArray, false);
+        mDeclaredType = other.mDeclaredType;
+        mpTarget = std::exchange(other.mpTarget, nullptr);
+    }
+
     bool mbKnown = false;
     bool mbArray = false;
-    Value::Type mType = Value::TYPE_VOID; // as declared, also when that is "Value"
-    Value mValue;                         // of a single value
-    std::vector<Value> mElements;         // of an array
-    ObjectState* mpTarget = nullptr;      // the state of the object in mValue, if that was found already
-    std::vector<ObjectState*> mTargets;   // the same for mElements
+    std::uint8_t mDeclaredType = Value::TYPE_VOID;
+    union
+    {
+        ObjectState* mpTarget = nullptr; // the state of the object in the value, if that was found already
+        ArrayState* mpArray;             // owned, of an array
+    };
 };
 
 struct TableEntryState
@@ -46,6 +108,14 @@ struct ListEntryState
 {
     Ptr<Object> mpChild;
     ObjectState* mpTarget = nullptr;
+};
+
+// What was seen of the children of a table, in the walk order of the last pass, or of a list, by index, null
+// children included.
+struct ChildStates
+{
+    std::vector<TableEntryState> mTable;
+    std::vector<ListEntryState> mList;
 };
 
 enum class Shape : std::uint8_t
@@ -63,7 +133,11 @@ public:
         : mpObject(pObject), mMark(mark), mShape(pObject->IsDerivedType(Table::ClassTable())  ? Shape::TABLE
                                                  : pObject->IsDerivedType(List::ClassTable()) ? Shape::LIST
                                                                                               : Shape::PLAIN)
-    {}
+    {
+        if (mShape != Shape::PLAIN) {
+            mpChildren = std::make_unique<ChildStates>();
+        }
+    }
     ~ObjectState()
     {
         if (mpList != nullptr) {
@@ -76,10 +150,9 @@ public:
     Ptr<Object> mpObject;
     std::uint8_t mMark; // the pass in which the object was visited last
     Shape mShape;
-    PropertyListData* mpList = nullptr;     // holds one reference; the properties that mProperties speaks of
-    std::vector<PropertyState> mProperties; // one for each entry of mpList
-    std::vector<TableEntryState> mTable;    // in the walk order of the last pass
-    std::vector<ListEntryState> mListed;    // by index, null children included
+    PropertyListData* mpList = nullptr; // holds one reference; the properties that mpProperties speaks of
+    std::unique_ptr<PropertyState[]> mpProperties; // one for each entry of mpList
+    std::unique_ptr<ChildStates> mpChildren;       // of a table or a list
 };
 
 } // namespace
@@ -120,25 +193,39 @@ private:
         DONE
     };
 
+    // What an object under way needs now and then: what was read of it when its turn came.
+    struct Reading
+    {
+        std::vector<Value> mElements;     // of the array at hand
+        std::vector<PropertyState> mGone; // states of properties that the object has no more
+        std::vector<String> mGoneNames;
+        ChildStates mChildren;
+        std::unordered_map<const char*, std::size_t> mOldTable; // by name: where the snapshot has a child
+    };
+
     // An object under way. A step may push the frame of another object; the next step of this one then goes
     // on where it stood.
     struct Frame
     {
-        ObjectState* mpState = nullptr;
+        explicit Frame(ObjectState* pState) : mpState(pState) {}
+
+        Reading& GetReading()
+        {
+            if (mpReading == nullptr) {
+                mpReading = std::make_unique<Reading>();
+            }
+            return *mpReading;
+        }
+
+        ObjectState* mpState;
         Phase mPhase = Phase::PROPERTIES;
-        bool mbRead = false;              // the value, elements or children at hand were read already
-        bool mbUnchanged = false;         // the children are those of the last pass
-        bool mbPolled = false;            // the child at hand was polled already
-        std::size_t mIndex = 0;           // of the property, table entry or list item at hand
-        std::size_t mElement = 0;         // of the array element whose object is polled next
-        Value mValue;                     // that of the property at hand
-        std::vector<Value> mElements;     // those of the array at hand
-        std::vector<PropertyState> mGone; // states of properties that the object has no more
-        std::vector<String> mGoneNames;
-        std::vector<TableEntryState> mTable; // the children as they stood when their turn came
-        std::vector<ListEntryState> mListed;
-        std::unordered_map<const char*, std::size_t>
-            mOldTable; // by name: what the snapshot has of the children
+        bool mbRead = false;      // the value, elements or children at hand were read already
+        bool mbUnchanged = false; // the children are those of the last pass
+        bool mbPolled = false;    // the child at hand was polled already
+        std::size_t mIndex = 0;   // of the property, table entry or list item at hand
+        std::size_t mElement = 0; // of the array element whose object is polled next
+        Value mValue;             // that of the property at hand
+        std::unique_ptr<Reading> mpReading;
     };
 
     bool Enter(Object* pObject, ObjectState*& rpTarget);
@@ -269,8 +356,7 @@ bool ObjectDiffPass::Enter(Object* pObject, ObjectState*& rpTarget)
         return false;
     }
     pState->mMark = mMark;
-    mFrames.emplace_back();
-    mFrames.back().mpState = pState;
+    mFrames.emplace_back(pState);
     MatchProperties(mFrames.back());
     return true;
 }
@@ -309,12 +395,13 @@ void ObjectDiffPass::MatchProperties(Frame& frame)
     }
     pList->Access();
     const auto& entries = pList->GetEntries();
-    std::vector<PropertyState> matched(entries.size());
+    auto pMatched = std::make_unique<PropertyState[]>(entries.size());
     if (state.mpList != nullptr) {
+        Reading& reading = frame.GetReading();
         const auto& oldEntries = state.mpList->GetEntries();
         std::unordered_map<const char*, std::size_t> oldByName;
         for (std::size_t i = 0; i < oldEntries.size(); ++i) {
-            if (state.mProperties[i].mbKnown) {
+            if (state.mpProperties[i].IsKnown()) {
                 oldByName.emplace(oldEntries[i].mName.c_str(), i);
             }
         }
@@ -322,20 +409,19 @@ void ObjectDiffPass::MatchProperties(Frame& frame)
             const auto found =
                 entries[i].mbExcluded ? oldByName.end() : oldByName.find(entries[i].mName.c_str());
             if (found != oldByName.end()) {
-                matched[i] = std::move(state.mProperties[found->second]);
-                state.mProperties[found->second].mbKnown = false;
+                pMatched[i] = std::move(state.mpProperties[found->second]);
             }
         }
         for (std::size_t i = 0; i < oldEntries.size(); ++i) {
-            if (state.mProperties[i].mbKnown) {
-                frame.mGone.push_back(std::move(state.mProperties[i]));
-                frame.mGoneNames.push_back(oldEntries[i].mName);
+            if (state.mpProperties[i].IsKnown()) {
+                reading.mGone.push_back(std::move(state.mpProperties[i]));
+                reading.mGoneNames.push_back(oldEntries[i].mName);
             }
         }
         state.mpList->Release();
     }
     state.mpList = pList;
-    state.mProperties = std::move(matched);
+    state.mpProperties = std::move(pMatched);
 }
 
 bool ObjectDiffPass::StepProperties(Frame& frame)
@@ -345,8 +431,9 @@ bool ObjectDiffPass::StepProperties(Frame& frame)
     while (frame.mIndex < entries.size()) {
         const PropertyList::Entry& entry = entries[frame.mIndex];
         if (!entry.mbExcluded) {
-            PropertyState& property = state.mProperties[frame.mIndex];
-            if (property.mbKnown && (property.mType != entry.mType || property.mbArray != entry.mbArray)) {
+            PropertyState& property = state.mpProperties[frame.mIndex];
+            if (property.IsKnown() &&
+                (property.GetDeclaredType() != entry.mType || property.IsArray() != entry.mbArray)) {
                 ForgetProperty(state.mpObject, entry.mName, property);
             }
             if (entry.mbArray ? PollArray(frame, entry, property) : PollValue(frame, entry, property)) {
@@ -355,23 +442,26 @@ bool ObjectDiffPass::StepProperties(Frame& frame)
         }
         ++frame.mIndex;
     }
-    for (std::size_t i = 0; i < frame.mGone.size(); ++i) {
-        ForgetProperty(state.mpObject, frame.mGoneNames[i], frame.mGone[i]);
+    if (frame.mpReading != nullptr) {
+        Reading& reading = *frame.mpReading;
+        for (std::size_t i = 0; i < reading.mGone.size(); ++i) {
+            ForgetProperty(state.mpObject, reading.mGoneNames[i], reading.mGone[i]);
+        }
+        reading.mGone.clear();
     }
-    frame.mGone.clear();
     return false;
 }
 
 void ObjectDiffPass::ForgetProperty(Object* pObject, const String& name, PropertyState& state)
 {
-    const PropertyState gone = std::exchange(state, PropertyState());
+    const PropertyState gone = std::move(state);
     if (mpHandler == nullptr) {
         return;
     }
-    if (gone.mbArray) {
-        mpHandler->OnRemovePropertyArray(pObject, name, gone.mType);
+    if (gone.IsArray()) {
+        mpHandler->OnRemovePropertyArray(pObject, name, gone.GetDeclaredType());
     } else {
-        mpHandler->OnRemovePropertyValue(pObject, name, gone.mValue);
+        mpHandler->OnRemovePropertyValue(pObject, name, gone.GetValue());
     }
 }
 
@@ -382,40 +472,39 @@ bool ObjectDiffPass::PollValue(Frame& frame, const PropertyList::Entry& entry, P
     if (!frame.mbRead) {
         Value value = entry.mpProperty->Get(pObject);
         if (value.AsObject() == nullptr) {
-            if (state.mbKnown && value == state.mValue) {
+            if (state.IsKnown() && value == state.GetValue()) {
                 return false;
             }
             frame.mValue = std::move(value);
         } else {
             frame.mValue = std::move(value);
             frame.mbRead = true;
-            if (Enter(frame.mValue.AsObject(), state.mpTarget)) {
+            if (Enter(frame.mValue.AsObject(), state.GetTarget())) {
                 return true;
             }
         }
     }
     frame.mbRead = false;
     const Value value = std::move(frame.mValue);
-    if (!state.mbKnown) {
+    if (!state.IsKnown()) {
         if (mpHandler != nullptr) {
             mpHandler->OnAddPropertyValue(pObject, entry.mName, value);
         }
-        state.mbKnown = true;
-        state.mType = entry.mType;
-        state.mValue = value;
+        state.Know(entry.mType, false);
+        state.SetValue(value);
         return false;
     }
-    if (value == state.mValue) {
+    if (value == state.GetValue()) {
         return false;
     }
-    QBASE_ASSERT_TEXT(entry.mpProperty->GetType() == state.mType, UNIT, __LINE__,
+    QBASE_ASSERT_TEXT(entry.mpProperty->GetType() == state.GetDeclaredType(), UNIT, __LINE__,
                       "ASSERT( pProperty->GetType() == pPropertyState->GetType() )");
-    QBASE_ASSERT_TEXT(!state.mbArray, UNIT, __LINE__, "ASSERT( !pPropertyState->IsArray() )");
-    const Value oldValue = state.mValue;
+    QBASE_ASSERT_TEXT(!state.IsArray(), UNIT, __LINE__, "ASSERT( !pPropertyState->IsArray() )");
     if (mpHandler != nullptr) {
+        const Value oldValue = state.GetValue();
         mpHandler->OnModifyPropertyValue(pObject, entry.mName, value, oldValue);
     }
-    state.mValue = value;
+    state.SetValue(value);
     return false;
 }
 
@@ -423,53 +512,64 @@ bool ObjectDiffPass::PollValue(Frame& frame, const PropertyList::Entry& entry, P
 bool ObjectDiffPass::PollArray(Frame& frame, const PropertyList::Entry& entry, PropertyState& state)
 {
     Object* const pObject = frame.mpState->mpObject;
+    Property* const pProperty = entry.mpProperty;
     const bool bMayRefer = entry.mType == Value::TYPE_OBJECT || entry.mType == Value::TYPE_VALUE;
     if (bMayRefer) {
+        std::vector<Value>& elements = frame.GetReading().mElements;
         if (!frame.mbRead) {
-            const int size = entry.mpProperty->GetSize(pObject);
-            frame.mElements.clear();
-            for (int i = 0; i < size && i < entry.mpProperty->GetSize(pObject); ++i) {
-                frame.mElements.push_back(entry.mpProperty->GetAt(pObject, i));
+            const int size = pProperty->GetSize(pObject);
+            elements.clear();
+            for (int i = 0; i < size && i < pProperty->GetSize(pObject); ++i) {
+                elements.push_back(pProperty->GetAt(pObject, i));
             }
-            state.mTargets.resize(frame.mElements.size());
             frame.mElement = 0;
             frame.mbRead = true;
         }
-        while (frame.mElement < frame.mElements.size()) {
+        while (frame.mElement < elements.size()) {
             const std::size_t i = frame.mElement++;
-            if (Enter(frame.mElements[i].AsObject(), state.mTargets[i])) {
+            ObjectState* pTarget = nullptr;
+            if (state.IsKnown() && i < state.GetArray().mTargets.size()) {
+                pTarget = state.GetArray().mTargets[i];
+            }
+            const bool bEntered = Enter(elements[i].AsObject(), pTarget);
+            if (state.IsKnown()) {
+                std::vector<ObjectState*>& targets = state.GetArray().mTargets;
+                targets.resize(std::max(targets.size(), i + 1));
+                targets[i] = pTarget;
+            }
+            if (bEntered) {
                 return true;
             }
         }
         frame.mbRead = false;
     }
-    if (!state.mbKnown) {
+    if (!state.IsKnown()) {
         if (mpHandler != nullptr) {
             mpHandler->OnAddPropertyArray(pObject, entry.mName, entry.mType);
         }
-        state.mbKnown = true;
-        state.mbArray = true;
-        state.mType = entry.mType;
+        state.Know(entry.mType, true);
     }
     std::size_t size = 0;
     if (bMayRefer) {
-        std::vector<Value> elements = std::move(frame.mElements);
+        std::vector<Value> elements = std::move(frame.GetReading().mElements);
         size = elements.size();
         for (std::size_t i = 0; i < size; ++i) {
             CompareElement(pObject, entry, state, i, elements[i]);
         }
     } else {
-        const int count = entry.mpProperty->GetSize(pObject);
-        for (int i = 0; i < count && i < entry.mpProperty->GetSize(pObject); ++i) {
-            Value element = entry.mpProperty->GetAt(pObject, i);
+        const int count = pProperty->GetSize(pObject);
+        for (int i = 0; i < count && i < pProperty->GetSize(pObject); ++i) {
+            Value element = pProperty->GetAt(pObject, i);
             CompareElement(pObject, entry, state, size++, element);
         }
     }
-    if (state.mElements.size() > size) {
+    ArrayState& array = state.GetArray();
+    array.mTargets.resize(std::min(array.mTargets.size(), size));
+    if (array.mElements.size() > size) {
         if (mpHandler != nullptr) {
             mpHandler->OnDownsizePropertyArray(pObject, entry.mName, static_cast<int>(size), entry.mType);
         }
-        state.mElements.resize(size);
+        array.mElements.resize(size);
     }
     return false;
 }
@@ -477,20 +577,21 @@ bool ObjectDiffPass::PollArray(Frame& frame, const PropertyList::Entry& entry, P
 void ObjectDiffPass::CompareElement(Object* pObject, const PropertyList::Entry& entry, PropertyState& state,
                                     std::size_t index, Value& element)
 {
-    if (index >= state.mElements.size()) {
+    std::vector<Value>& elements = state.GetArray().mElements;
+    if (index >= elements.size()) {
         if (mpHandler != nullptr) {
             mpHandler->OnAddPropertyArrayElement(pObject, entry.mName, static_cast<int>(index), element);
         }
-        state.mElements.push_back(std::move(element));
+        elements.push_back(std::move(element));
         return;
     }
-    if (element == state.mElements[index]) {
+    if (element == elements[index]) {
         return;
     }
-    QBASE_ASSERT_TEXT(entry.mpProperty->GetType() == state.mType, UNIT, __LINE__,
+    QBASE_ASSERT_TEXT(entry.mpProperty->GetType() == state.GetDeclaredType(), UNIT, __LINE__,
                       "ASSERT( pProperty->GetType() == pPropertyState->GetType() )");
-    QBASE_ASSERT_TEXT(state.mbArray, UNIT, __LINE__, "ASSERT( pPropertyState->IsArray() )");
-    const Value oldElement = std::exchange(state.mElements[index], element);
+    QBASE_ASSERT_TEXT(state.IsArray(), UNIT, __LINE__, "ASSERT( pPropertyState->IsArray() )");
+    const Value oldElement = std::exchange(elements[index], element);
     if (mpHandler != nullptr) {
         mpHandler->OnModifyPropertyArrayElement(pObject, entry.mName, static_cast<int>(index), element,
                                                 oldElement);
@@ -507,22 +608,23 @@ void ObjectDiffPass::ReadTable(Frame& frame)
     frame.mbUnchanged = true;
     std::size_t count = 0;
     for (const auto& node : pTable->GetEntries()) {
-        if (count >= state.mTable.size() || !(state.mTable[count].mName == node.GetKey()) ||
-            !(state.mTable[count].mpChild == node.GetValue())) {
+        if (count >= state.mpChildren->mTable.size() ||
+            !(state.mpChildren->mTable[count].mName == node.GetKey()) ||
+            !(state.mpChildren->mTable[count].mpChild == node.GetValue())) {
             frame.mbUnchanged = false;
             break;
         }
         ++count;
     }
-    if (frame.mbUnchanged && count == state.mTable.size()) {
+    if (frame.mbUnchanged && count == state.mpChildren->mTable.size()) {
         return;
     }
     frame.mbUnchanged = false;
     for (const auto& node : pTable->GetEntries()) {
-        frame.mTable.push_back({node.GetKey(), node.GetValue()});
+        frame.GetReading().mChildren.mTable.push_back({node.GetKey(), node.GetValue()});
     }
-    for (std::size_t i = 0; i < state.mTable.size(); ++i) {
-        frame.mOldTable.emplace(state.mTable[i].mName.c_str(), i);
+    for (std::size_t i = 0; i < state.mpChildren->mTable.size(); ++i) {
+        frame.GetReading().mOldTable.emplace(state.mpChildren->mTable[i].mName.c_str(), i);
     }
 }
 
@@ -531,7 +633,8 @@ bool ObjectDiffPass::StepTable(Frame& frame)
     if (!frame.mbRead) {
         ReadTable(frame);
     }
-    std::vector<TableEntryState>& children = frame.mbUnchanged ? frame.mpState->mTable : frame.mTable;
+    std::vector<TableEntryState>& children =
+        frame.mbUnchanged ? frame.mpState->mpChildren->mTable : frame.GetReading().mChildren.mTable;
     while (frame.mIndex < children.size()) {
         TableEntryState& entry = children[frame.mIndex];
         if (!frame.mbPolled) {
@@ -556,15 +659,15 @@ void ObjectDiffPass::CompareTableEntry(Frame& frame, const TableEntryState& entr
 {
     ObjectState& state = *frame.mpState;
     Table* const pTable = static_cast<Table*>(static_cast<Object*>(state.mpObject));
-    const auto found = frame.mOldTable.find(entry.mName.c_str());
-    if (found == frame.mOldTable.end()) {
+    const auto found = frame.GetReading().mOldTable.find(entry.mName.c_str());
+    if (found == frame.GetReading().mOldTable.end()) {
         if (mpHandler != nullptr) {
             mpHandler->OnAddTableChild(pTable, entry.mName, entry.mpChild);
         }
         return;
     }
-    const Ptr<Object> pOldChild = state.mTable[found->second].mpChild;
-    frame.mOldTable.erase(found); // what stays in there has gone from the table
+    const Ptr<Object> pOldChild = state.mpChildren->mTable[found->second].mpChild;
+    frame.GetReading().mOldTable.erase(found); // what stays in there has gone from the table
     if (mpHandler != nullptr && !(pOldChild == entry.mpChild)) {
         mpHandler->OnModifyTableChild(pTable, entry.mName, entry.mpChild, pOldChild);
     }
@@ -574,14 +677,14 @@ void ObjectDiffPass::FinishTable(Frame& frame)
 {
     ObjectState& state = *frame.mpState;
     Table* const pTable = static_cast<Table*>(static_cast<Object*>(state.mpObject));
-    if (mpHandler != nullptr && !frame.mOldTable.empty()) {
-        for (const TableEntryState& old : state.mTable) {
-            if (frame.mOldTable.count(old.mName.c_str()) != 0) {
+    if (mpHandler != nullptr && !frame.GetReading().mOldTable.empty()) {
+        for (const TableEntryState& old : state.mpChildren->mTable) {
+            if (frame.GetReading().mOldTable.count(old.mName.c_str()) != 0) {
                 mpHandler->OnRemoveTableChild(pTable, old.mName);
             }
         }
     }
-    std::swap(state.mTable, frame.mTable);
+    std::swap(state.mpChildren->mTable, frame.GetReading().mChildren.mTable);
 }
 
 void ObjectDiffPass::ReadList(Frame& frame)
@@ -590,16 +693,16 @@ void ObjectDiffPass::ReadList(Frame& frame)
     const Array<Ptr<Object>>& objects =
         static_cast<List*>(static_cast<Object*>(state.mpObject))->GetObjects();
     frame.mbRead = true;
-    frame.mbUnchanged = static_cast<std::size_t>(objects.GetSize()) == state.mListed.size();
+    frame.mbUnchanged = static_cast<std::size_t>(objects.GetSize()) == state.mpChildren->mList.size();
     for (int i = 0; frame.mbUnchanged && i < objects.GetSize(); ++i) {
-        frame.mbUnchanged = objects[i] == state.mListed[static_cast<std::size_t>(i)].mpChild;
+        frame.mbUnchanged = objects[i] == state.mpChildren->mList[static_cast<std::size_t>(i)].mpChild;
     }
     if (frame.mbUnchanged) {
         return;
     }
-    frame.mListed.reserve(static_cast<std::size_t>(objects.GetSize()));
+    frame.GetReading().mChildren.mList.reserve(static_cast<std::size_t>(objects.GetSize()));
     for (const Ptr<Object>& pObject : objects) {
-        frame.mListed.push_back({pObject});
+        frame.GetReading().mChildren.mList.push_back({pObject});
     }
 }
 
@@ -608,7 +711,8 @@ bool ObjectDiffPass::StepList(Frame& frame)
     if (!frame.mbRead) {
         ReadList(frame);
     }
-    std::vector<ListEntryState>& children = frame.mbUnchanged ? frame.mpState->mListed : frame.mListed;
+    std::vector<ListEntryState>& children =
+        frame.mbUnchanged ? frame.mpState->mpChildren->mList : frame.GetReading().mChildren.mList;
     while (frame.mIndex < children.size()) {
         ListEntryState& entry = children[frame.mIndex];
         if (!frame.mbPolled) {
@@ -637,10 +741,10 @@ void ObjectDiffPass::CompareListEntry(Frame& frame, const ListEntryState& entry)
     }
     List* const pList = static_cast<List*>(static_cast<Object*>(state.mpObject));
     const int index = static_cast<int>(frame.mIndex);
-    if (frame.mIndex >= state.mListed.size()) {
+    if (frame.mIndex >= state.mpChildren->mList.size()) {
         mpHandler->OnAddListChild(pList, index, entry.mpChild);
-    } else if (!(state.mListed[frame.mIndex].mpChild == entry.mpChild)) {
-        const Ptr<Object> pOldChild = state.mListed[frame.mIndex].mpChild;
+    } else if (!(state.mpChildren->mList[frame.mIndex].mpChild == entry.mpChild)) {
+        const Ptr<Object> pOldChild = state.mpChildren->mList[frame.mIndex].mpChild;
         mpHandler->OnModifyListChild(pList, index, entry.mpChild, pOldChild);
     }
 }
@@ -648,11 +752,11 @@ void ObjectDiffPass::CompareListEntry(Frame& frame, const ListEntryState& entry)
 void ObjectDiffPass::FinishList(Frame& frame)
 {
     ObjectState& state = *frame.mpState;
-    if (mpHandler != nullptr && frame.mListed.size() < state.mListed.size()) {
+    if (mpHandler != nullptr && frame.GetReading().mChildren.mList.size() < state.mpChildren->mList.size()) {
         List* const pList = static_cast<List*>(static_cast<Object*>(state.mpObject));
-        mpHandler->OnDownsizeList(pList, static_cast<int>(frame.mListed.size()));
+        mpHandler->OnDownsizeList(pList, static_cast<int>(frame.GetReading().mChildren.mList.size()));
     }
-    std::swap(state.mListed, frame.mListed);
+    std::swap(state.mpChildren->mList, frame.GetReading().mChildren.mList);
 }
 
 // One sweep closes all gaps; the order of the others stays.
