@@ -60,6 +60,10 @@ public:
     virtual void Clear(Object* pObject) = 0;
     virtual int GetSize(Object* pObject) const = 0;
 
+    /// For those who watch a single value: false when it equals `known`; otherwise true with the value in
+    /// `rValue`. Reads the property once, as Get does, without a Value when nothing changed.
+    virtual bool GetIfChanged(Object* pObject, const Value& known, Value& rValue);
+
     /// The class whose objects have this property; null for a dynamic one, which asks for no object.
     ClassInfoTable* GetOwnerClass() const { return mpOwnerClass; }
 

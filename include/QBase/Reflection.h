@@ -337,6 +337,30 @@ void Store(const Value& value, Assign assign)
     }
 }
 
+// Answers Property::GetIfChanged for a typed slot: equality is that of Value, without making one.
+template <typename T>
+bool TakeIfChanged(const T& stored, const Value& known, Value& rValue)
+{
+    constexpr Value::Type TYPE = TypeOf<T>();
+    bool bEqual;
+    if constexpr (TYPE == Value::TYPE_STRING) {
+        bEqual = known.GetType() == TYPE && known.AsString() == stored;
+    } else if constexpr (TYPE == Value::TYPE_OBJECT) {
+        bEqual = known.GetType() == TYPE && known.AsObject() == static_cast<const Object*>(stored);
+    } else if constexpr (TYPE == Value::TYPE_ENUM) {
+        const std::int32_t number = static_cast<std::int32_t>(stored);
+        bEqual = ValueBits::IsPlain(known, TYPE, &number, sizeof(number));
+    } else if constexpr (TYPE == Value::TYPE_VALUE) {
+        bEqual = known == stored;
+    } else {
+        bEqual = ValueBits::IsPlain(known, TYPE, &stored, sizeof(stored));
+    }
+    if (!bEqual) {
+        rValue = ValueTraits<T>::Make(stored);
+    }
+    return !bEqual;
+}
+
 // AccessorProperty is a single value behind a getter and, unless it is nullptr, a setter.
 template <typename C, auto Getter, auto Setter>
 class AccessorProperty final : public ValuePropertyCommon
@@ -356,6 +380,10 @@ public:
     Value Get(Object* pObject) override
     {
         return ValueTraits<T>::Make((static_cast<C*>(pObject)->*Getter)());
+    }
+    bool GetIfChanged(Object* pObject, const Value& known, Value& rValue) override
+    {
+        return TakeIfChanged<T>((static_cast<C*>(pObject)->*Getter)(), known, rValue);
     }
 
     void Set(Object* pObject, const Value& value) override
@@ -386,6 +414,10 @@ public:
     bool IsExcluded() const override { return mbExcluded; }
     EnumInfoObject* GetEnumInfo() override { return EnumInfoFor<T>(); }
     Value Get(Object* pObject) override { return ValueTraits<T>::Make(static_cast<C*>(pObject)->*Member); }
+    bool GetIfChanged(Object* pObject, const Value& known, Value& rValue) override
+    {
+        return TakeIfChanged<T>(static_cast<C*>(pObject)->*Member, known, rValue);
+    }
 
     void Set(Object* pObject, const Value& value) override
     {

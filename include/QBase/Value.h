@@ -251,6 +251,12 @@ struct ValueBits
         return value;
     }
 
+    /// True when `value` is of that plain type and its payload is these bytes.
+    static bool IsPlain(const Value& value, Value::Type type, const void* pBytes, std::size_t size)
+    {
+        return value.mType == type && std::memcmp(value.mPayload, pBytes, size) == 0;
+    }
+
     /// The first `size` payload bytes of any plain value; zeros for "String" and "Object", whose payload is
     /// an address.
     static void CopyPlain(const Value& value, void* pBytes, std::size_t size)

@@ -470,16 +470,23 @@ bool ObjectDiffPass::PollValue(Frame& frame, const PropertyList::Entry& entry, P
 {
     Object* const pObject = frame.mpState->mpObject;
     if (!frame.mbRead) {
-        Value value = entry.mpProperty->Get(pObject);
-        if (value.AsObject() == nullptr) {
-            if (state.IsKnown() && value == state.GetValue()) {
+        if (!state.IsKnown()) {
+            frame.mValue = entry.mpProperty->Get(pObject);
+        } else if (!entry.mpProperty->GetIfChanged(pObject, state.GetValue(), frame.mValue)) {
+            Object* const pReferred = state.GetValue().AsObject();
+            if (pReferred == nullptr) {
                 return false;
             }
-            frame.mValue = std::move(value);
-        } else {
-            frame.mValue = std::move(value);
+            ++frame.mIndex; // there is nothing left to do here when this object's turn comes again
+            if (Enter(pReferred, state.GetTarget())) {
+                return true;
+            }
+            --frame.mIndex;
+            return false;
+        }
+        if (Object* const pReferred = frame.mValue.AsObject()) {
             frame.mbRead = true;
-            if (Enter(frame.mValue.AsObject(), state.GetTarget())) {
+            if (Enter(pReferred, state.GetTarget())) {
                 return true;
             }
         }

@@ -51,6 +51,16 @@ Property::Property(const Value& value) : Object(value), mpOwnerClass(nullptr)
 Property::Property(ClassInfoTable* pOwnerClass) : mpOwnerClass(pOwnerClass)
 {}
 
+bool Property::GetIfChanged(Object* pObject, const Value& known, Value& rValue)
+{
+    Value value = Get(pObject);
+    if (value == known) {
+        return false;
+    }
+    rValue = std::move(value);
+    return true;
+}
+
 bool Property::CheckObject(Object* pObject, const char* pOperation) const
 {
     if (mpOwnerClass == nullptr || (pObject != nullptr && pObject->IsDerivedType(mpOwnerClass))) {
