@@ -244,6 +244,36 @@ TEST(StringTest, EachConstructionFromInvalidBytesMakesAnEntryAndAReportOfItsOwn)
     EXPECT_EQ(clean.hash(), GenerateHash("?", 1));
 }
 
+TEST(StringTest, ARepairedTextIsFoundByItsCleanFormWhenBothShareABucket)
+{
+    const auto bucketOf = [](const std::string& text) {
+        return GenerateHash(text.data(), static_cast<unsigned>(text.size())) % StringInspector::NumBuckets();
+    };
+    std::string given;
+    std::string clean;
+    for (int i = 0; given.empty() || bucketOf(given) != bucketOf(clean); ++i) {
+        ASSERT_LT(i, 10000000);
+        given = std::to_string(i) + "\xFF.";
+        clean = std::to_string(i) + "?.";
+    }
+    CapturedMessages messages;
+    String first(given.c_str());
+    EXPECT_EQ(String(clean.c_str()), first);
+    String second(given.c_str());
+    EXPECT_NE(first, second);
+    EXPECT_EQ(String(clean.c_str()), second); // the newest
+    EXPECT_EQ(messages.TakeAll().size(), 2u);
+
+    const std::vector<std::string> others = TextsInTheBucketOf(given.c_str(), 12); // now the chain is long
+    std::vector<String> kept;
+    for (const std::string& text : others) {
+        kept.emplace_back(text.c_str());
+    }
+    EXPECT_EQ(String(clean.c_str()), second);
+    second = String::Null;
+    EXPECT_EQ(String(clean.c_str()), first);
+}
+
 TEST(StringTest, ManyRepairedTextsInOneBucketAreReleasedInAnyOrder)
 {
     CapturedMessages messages;
