@@ -67,6 +67,11 @@ public:
     /// Alloc. On failure null, and the block stays as it was. Growing in small steps takes linear time.
     static void* Realloc(void* p, unsigned size, AllocType type, const char* pFile, int line);
 
+    /// The same for a block with room for `room` bytes if that is more than `size`. The counts know `size`
+    /// alone, and only a further call with the same room is sure to keep what stands behind it.
+    static void* ReallocWithRoom(void* p, unsigned size, unsigned room, AllocType type, const char* pFile,
+                                 int line);
+
     static AllocType GetAllocType(const void* p);
 
     static std::int64_t GetTotalBlocksAllocated();

@@ -4,11 +4,17 @@
 #include "QBase/ClassInfoTable.h"
 #include "QBase/Enum.h"
 #include "QBase/ErrorHandler.h"
+#include "QBase/File.h"
 #include "QBase/Function.h"
+#include "QBase/IOStream.h"
 #include "QBase/List.h"
+#include "QBase/MemoryFile.h"
 #include "QBase/ObjectDiff.h"
 #include "QBase/ObjectDiffHandler.h"
 #include "QBase/Property.h"
+#include "QBase/Resource.h"
+#include "QBase/Stream.h"
+#include "QBase/SystemFile.h"
 #include "QBase/Table.h"
 #include "QBase/TablePath.h"
 
@@ -39,6 +45,12 @@ struct Registrations
     Registration<ObjectDiffHandler, Object> mObjectDiffHandler;
     Registration<ObjectDiff, Object> mObjectDiff;
     Registration<ErrorHandler, Object> mErrorHandler;
+    Registration<Stream, Object> mStream;
+    Registration<IOStream, Stream> mIOStream;
+    Registration<File, Stream> mFile;
+    Registration<SystemFile, File> mSystemFile;
+    Registration<MemoryFile, File> mMemoryFile;
+    Registration<Resource, Object> mResource;
 };
 
 [[maybe_unused]] const Registrations sRegistrations QBASE_INITIALISE_EARLY;

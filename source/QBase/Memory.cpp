@@ -389,17 +389,30 @@ std::uint64_t PhysicalSize(const BlockHeader* pBlock)
     return pBlock->mReserve ? ReserveBytes(pBlock->mReserve) : pBlock->mSize;
 }
 
-// Gives the block room for `size` bytes, anywhere; null, and the block unchanged, when memory is short.
-BlockHeader* MoveBlock(BlockHeader* pBlock, unsigned size)
+// Gives the block, wherever it then stands, a reserve. Null, and the block unchanged, when memory is short.
+BlockHeader* MoveBlockToReserve(BlockHeader* pBlock, std::uint8_t reserve)
 {
+    const std::uint64_t total = ReserveBytes(reserve) + sizeof(BlockHeader);
+    if (total > std::numeric_limits<std::size_t>::max())
+        return nullptr;
+    BlockHeader* pMoved =
+        static_cast<BlockHeader*>(Platform::ReallocAligned(pBlock, static_cast<std::size_t>(total)));
+    if (pMoved)
+        pMoved->mReserve = reserve;
+    return pMoved;
+}
+
+// Gives the block room for `room` bytes, of which `size` are counted, anywhere; null, and the block
+// unchanged, when memory is short.
+BlockHeader* MoveBlock(BlockHeader* pBlock, unsigned size, unsigned room)
+{
+    if (room > size)
+        return MoveBlockToReserve(pBlock, ReserveCodeAbove(room));
+
     const std::uint8_t reserve = size > pBlock->mSize ? ChooseReserve(pBlock->mSize, size) : std::uint8_t{0};
     if (reserve != 0) {
-        const std::size_t total = static_cast<std::size_t>(ReserveBytes(reserve)) + sizeof(BlockHeader);
-        if (void* p = Platform::ReallocAligned(pBlock, total)) {
-            BlockHeader* pMoved = static_cast<BlockHeader*>(p);
-            pMoved->mReserve = reserve;
+        if (BlockHeader* pMoved = MoveBlockToReserve(pBlock, reserve))
             return pMoved;
-        }
     }
 
     const std::uint64_t total = static_cast<std::uint64_t>(size) + sizeof(BlockHeader);
@@ -414,11 +427,11 @@ BlockHeader* MoveBlock(BlockHeader* pBlock, unsigned size)
 
 // The same for a block that may be in the trace, which keeps its place there. Changing the key of an entry
 // allocates nothing, so it cannot fail once the block has moved.
-BlockHeader* MoveTracedBlock(BlockHeader* pBlock, unsigned size)
+BlockHeader* MoveTracedBlock(BlockHeader* pBlock, unsigned size, unsigned room)
 {
     CriticalSection::Block block(&sLock.mSection);
     TraceIndex::node_type entry = spTraceIndex->extract(pBlock);
-    BlockHeader* pMoved = MoveBlock(pBlock, size);
+    BlockHeader* pMoved = MoveBlock(pBlock, size, room);
     if (entry) {
         BlockHeader* pNow = pMoved ? pMoved : pBlock;
         entry.key() = pNow;
@@ -505,8 +518,21 @@ void Memory::Free(void* p, bool isObject)
 
 void* Memory::Realloc(void* p, unsigned size, AllocType type, const char* pFile, int line)
 {
-    if (!p)
-        return Alloc(size, type, pFile, line, false);
+    return ReallocWithRoom(p, size, size, type, pFile, line);
+}
+
+void* Memory::ReallocWithRoom(void* p, unsigned size, unsigned room, AllocType type, const char* pFile,
+                              int line)
+{
+    if (!p) {
+        p = Alloc(size, type, pFile, line, false);
+        if (!p || room <= size)
+            return p;
+        void* const pRoomy = ReallocWithRoom(p, size, room, type, pFile, line);
+        if (!pRoomy)
+            Free(p, false);
+        return pRoomy;
+    }
 
     BlockHeader* pBlock = HeaderOf(p);
     if (QBASE_UNLIKELY(!IsLiveBlock(pBlock))) {
@@ -518,16 +544,19 @@ void* Memory::Realloc(void* p, unsigned size, AllocType type, const char* pFile,
 
     const unsigned oldSize = pBlock->mSize;
     const bool isSpecial = sSpecialCases.load(std::memory_order_relaxed) != 0;
-    if (QBASE_UNLIKELY(isSpecial) && size > oldSize && IsToFail(size, type)) {
-        ReportOutOfMemory(__LINE__, size);
+    const std::uint64_t physicalSize = PhysicalSize(pBlock);
+    const unsigned needed = std::max(size, room);
+    const bool isGrowing = size > oldSize || needed > physicalSize;
+    if (QBASE_UNLIKELY(isSpecial) && isGrowing && IsToFail(needed, type)) {
+        ReportOutOfMemory(__LINE__, needed);
         return nullptr;
     }
 
-    const std::uint64_t physicalSize = PhysicalSize(pBlock);
-    if (size > physicalSize || size < physicalSize / 2) {
-        pBlock = QBASE_UNLIKELY(IsTracing()) ? MoveTracedBlock(pBlock, size) : MoveBlock(pBlock, size);
+    if (needed > physicalSize || needed < physicalSize / 2) {
+        pBlock =
+            QBASE_UNLIKELY(IsTracing()) ? MoveTracedBlock(pBlock, size, room) : MoveBlock(pBlock, size, room);
         if (!pBlock) {
-            ReportOutOfMemory(__LINE__, size);
+            ReportOutOfMemory(__LINE__, needed);
             return nullptr;
         }
     } else if (pBlock->mReserve == 0 && size < oldSize) {

@@ -69,6 +69,13 @@ std::string WorkingDirectory();
 /// Opens like fopen, but no directory, and the descriptor is not inherited by child processes.
 std::FILE* OpenFile(const char* pPath, const char* pMode);
 
+/// Read and write like fread and fwrite, without the lock that those take. The number of bytes.
+int ReadFile(std::FILE* pFile, void* pData, int count);
+int WriteFile(std::FILE* pFile, const void* pData, int count);
+
+/// The size of what is on disk, or -1 when the file is no ordinary one.
+std::int64_t FileSize(std::FILE* pFile);
+
 /// The byte position, or -1 on failure.
 std::int64_t TellFile(std::FILE* pFile);
 

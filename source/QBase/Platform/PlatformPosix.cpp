@@ -181,6 +181,26 @@ std::FILE* OpenFile(const char* pPath, const char* pMode)
     return pFile;
 }
 
+int ReadFile(std::FILE* pFile, void* pData, int count)
+{
+    const std::size_t wanted = static_cast<std::size_t>(count);
+    const std::size_t numRead = fread_unlocked(pData, 1, wanted, pFile);
+    if (numRead != wanted)
+        clearerr_unlocked(pFile); // the end met now may lie further back at the next read
+    return static_cast<int>(numRead);
+}
+
+int WriteFile(std::FILE* pFile, const void* pData, int count)
+{
+    return static_cast<int>(fwrite_unlocked(pData, 1, static_cast<std::size_t>(count), pFile));
+}
+
+std::int64_t FileSize(std::FILE* pFile)
+{
+    struct stat status;
+    return fstat(fileno(pFile), &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
+}
+
 std::int64_t TellFile(std::FILE* pFile)
 {
     return ftello(pFile);

@@ -1,0 +1,31 @@
+#include "QBase/File.h"
+
+#include "QBase/Reflection.h"
+
+namespace QBase
+{
+
+QBASE_IMPLEMENT_ABSTRACT(QBase, File)
+
+void File::Implement()
+{
+    AddFunction<&File::Open>("Open");
+    AddFunction<&File::Close>("Close");
+    AddFunction<&File::SeekCurrent>("SeekCurrent");
+    AddFunction<&File::SeekStart>("SeekStart");
+    AddFunction<&File::SeekEnd>("SeekEnd");
+    AddFunction<&File::Tell>("Tell");
+    AddProperty<&File::GetFilename, &File::SetFilename>("Filename");
+    AddConstant<File::MODE_READ>("MODE_READ");
+    AddConstant<File::MODE_WRITE>("MODE_WRITE");
+}
+
+File::File(const Value& value) : Stream(value)
+{}
+
+int File::BytesAvailable()
+{
+    return GetSize() - Tell();
+}
+
+} // namespace QBase
