@@ -76,21 +76,21 @@ public:
     static const Value Null;
 
     constexpr Value() : mPayload{}, mType(TYPE_VOID) {}
-    Value(int value) : Value(TYPE_INT) { StorePlain(value); }
-    Value(float value) : Value(TYPE_FLOAT) { StorePlain(value); }
-    Value(bool value) : Value(TYPE_BOOL) { mPayload[0] = value ? 1 : 0; }
-    Value(const String& value) : Value(TYPE_STRING) { new (mPayload) String(value); }
-    Value(const char* pText) : Value(TYPE_STRING) { new (mPayload) String(pText); }
-    Value(Object* pObject) : Value(TYPE_OBJECT) { StorePlain(AccessObject(pObject)); }
-    Value(std::nullptr_t) : Value(TYPE_OBJECT) {}
-    Value(const Vector2& value) : Value(TYPE_VECTOR2) { StorePlain(value); }
-    Value(const Vector3& value) : Value(TYPE_VECTOR3) { StorePlain(value); }
-    Value(const Vector4& value) : Value(TYPE_VECTOR4) { StorePlain(value); }
-    Value(const Vector2i& value) : Value(TYPE_VECTOR2I) { StorePlain(value); }
-    Value(const Vector3i& value) : Value(TYPE_VECTOR3I) { StorePlain(value); }
-    Value(const Vector4i& value) : Value(TYPE_VECTOR4I) { StorePlain(value); }
-    Value(const Color& value) : Value(TYPE_COLOR) { StorePlain(value); }
-    Value(const Quaternion& value) : Value(TYPE_QUATERNION) { StorePlain(value); }
+    Value(int value) : Value(OfType{TYPE_INT}) { StorePlain(value); }
+    Value(float value) : Value(OfType{TYPE_FLOAT}) { StorePlain(value); }
+    Value(bool value) : Value(OfType{TYPE_BOOL}) { mPayload[0] = value ? 1 : 0; }
+    Value(const String& value) : Value(OfType{TYPE_STRING}) { new (mPayload) String(value); }
+    Value(const char* pText) : Value(OfType{TYPE_STRING}) { new (mPayload) String(pText); }
+    Value(Object* pObject) : Value(OfType{TYPE_OBJECT}) { StorePlain(AccessObject(pObject)); }
+    Value(std::nullptr_t) : Value(OfType{TYPE_OBJECT}) {}
+    Value(const Vector2& value) : Value(OfType{TYPE_VECTOR2}) { StorePlain(value); }
+    Value(const Vector3& value) : Value(OfType{TYPE_VECTOR3}) { StorePlain(value); }
+    Value(const Vector4& value) : Value(OfType{TYPE_VECTOR4}) { StorePlain(value); }
+    Value(const Vector2i& value) : Value(OfType{TYPE_VECTOR2I}) { StorePlain(value); }
+    Value(const Vector3i& value) : Value(OfType{TYPE_VECTOR3I}) { StorePlain(value); }
+    Value(const Vector4i& value) : Value(OfType{TYPE_VECTOR4I}) { StorePlain(value); }
+    Value(const Color& value) : Value(OfType{TYPE_COLOR}) { StorePlain(value); }
+    Value(const Quaternion& value) : Value(OfType{TYPE_QUATERNION}) { StorePlain(value); }
 
     /// Wider numbers are cut to the nearest "int" or "float" there is.
     Value(double value);
@@ -102,7 +102,7 @@ public:
 
     /// An enumerator of any enumeration becomes an "Enum".
     template <typename E>
-    requires std::is_enum_v<E> Value(E value) : Value(TYPE_ENUM)
+    requires std::is_enum_v<E> Value(E value) : Value(OfType{TYPE_ENUM})
     {
         StorePlain(static_cast<std::int32_t>(value));
     }
@@ -180,9 +180,13 @@ private:
     friend struct ValueTraits;
     friend struct ValueBits;
 
-    static constexpr unsigned OWNING_TYPES = (1u << TYPE_STRING) | (1u << TYPE_OBJECT);
+    // Says that a type is not meant as a value: a Type is an enumerator like any other.
+    struct OfType
+    {
+        Type mType;
+    };
 
-    constexpr explicit Value(Type type) : mPayload{}, mType(type) {}
+    constexpr explicit Value(OfType type) : mPayload{}, mType(type.mType) {}
 
     static Object* AccessObject(Object* pObject);
     static void ReleaseObject(Object* pObject);
@@ -212,7 +216,7 @@ private:
 
     const String& StringPayload() const { return *std::launder(reinterpret_cast<const String*>(mPayload)); }
 
-    bool OwnsPayload() const { return ((OWNING_TYPES >> mType) & 1u) != 0; }
+    bool OwnsPayload() const { return mType == TYPE_STRING || mType == TYPE_OBJECT; }
     void CopyPayload(const Value& other) { std::memcpy(mPayload, other.mPayload, PAYLOAD_SIZE); }
     void ShareOwned();
     void DropOwned();
@@ -243,11 +247,15 @@ struct ValueBits
     /// The 16 payload bytes.
     static const unsigned char* GetPayload(const Value& value) { return value.mPayload; }
 
-    /// A value of a plain type (neither "String" nor "Object") over `size` bytes.
+    /// A value of a plain type (neither "String" nor "Object") over `size` bytes. Any byte but 0 is a true
+    /// "bool".
     static Value MakePlain(Value::Type type, const void* pBytes, std::size_t size)
     {
-        Value value(type);
+        Value value(Value::OfType{type});
         std::memcpy(value.mPayload, pBytes, size);
+        if (type == Value::TYPE_BOOL && value.mPayload[0] != 0) {
+            value.mPayload[0] = 1;
+        }
         return value;
     }
 

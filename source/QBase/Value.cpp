@@ -35,7 +35,7 @@ bool IsObjectOf(const Object* pObject, const ClassInfoTable* pClassTable)
     return pObject->GetClassTable()->IsDerivedFrom(pClassTable);
 }
 
-Value::Value(double value) : Value(TYPE_FLOAT)
+Value::Value(double value) : Value(OfType{TYPE_FLOAT})
 {
     constexpr double LARGEST = std::numeric_limits<float>::max();
     if (value > LARGEST) {
