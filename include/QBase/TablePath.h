@@ -31,7 +31,7 @@ public:
     /// The leaf's name; String::Null for an empty path. Borrowed.
     const String& GetName() const;
 
-    /// A new path with the same names.
+    /// A new path with the same names and dynamic properties, with reference count 0.
     TablePath* Copy() override;
 
     /// The names, outermost first. Borrowed.
@@ -44,6 +44,8 @@ protected:
     TablePath& operator=(const TablePath& other);
 
 private:
+    void CopyNodes(const TablePath& other);
+
     LinkedList<String> mNodes;
 };
 

@@ -27,35 +27,22 @@ TablePath::TablePath(const Value& value)
 
 TablePath::TablePath(const TablePath& other) : Object(other)
 {
-    // Nodes of its own: a copied list would share them.
-    LinkedList<String> reversed;
-    for (const String& name : other.mNodes) {
-        reversed.Insert(name);
-    }
-    for (const String& name : reversed) {
-        mNodes.Insert(name);
-    }
+    CopyNodes(other);
 }
 
 TablePath& TablePath::operator=(const TablePath& other)
 {
     if (this != &other) {
-        LinkedList<String> reversed;
-        for (const String& name : other.mNodes) {
-            reversed.Insert(name);
-        }
         mNodes.Clear();
-        for (const String& name : reversed) {
-            mNodes.Insert(name);
-        }
+        CopyNodes(other);
     }
     return *this;
 }
 
 void TablePath::FromString(const String& text)
 {
-    mNodes.Clear();
     const String kept = text; // the text may live in a node
+    mNodes.Clear();
     const std::string_view view(kept.c_str(), kept.size());
     std::size_t end = view.size();
     for (std::size_t i = view.size(); i-- > 1;) { // the first byte is never a separator
@@ -97,7 +84,24 @@ const String& TablePath::GetName() const
 
 TablePath* TablePath::Copy()
 {
-    return new ("TablePath", __LINE__) TablePath(Value(ToString()));
+    TablePath* const pCopy = Construct(Value::Null);
+    if (pCopy != nullptr) {
+        pCopy->CopyNodes(*this); // not by way of the text, which would cut a name at its dots
+        CopyTo(pCopy);
+    }
+    return pCopy;
+}
+
+// Nodes of its own: a copied list would share them.
+void TablePath::CopyNodes(const TablePath& other)
+{
+    LinkedList<String> reversed;
+    for (const String& name : other.mNodes) {
+        reversed.Insert(name);
+    }
+    for (const String& name : reversed) {
+        mNodes.Insert(name);
+    }
 }
 
 } // namespace QBase
