@@ -63,9 +63,9 @@ private:
     friend QBASE_API ClassInfoTable* RegisterClass(ClassInfoTable*&, const String&, const String&,
                                                    Value (*)(const Value&), void (*)());
 
-    // Clones share their source's instance table without a reference. Each sharer that lets go of the table
-    // uses itself up first; only the last one drops the real reference.
-    void AddSharer() { mSharers.Increment(); }
+    // Clones share their source's instance table without a reference. Each holder that lets go of the table
+    // uses up a sharer first; only the last one drops the real reference.
+    void AddSharer() { mHolders.Increment(); }
     void ReleaseByHolder();
 
     void EntriesChanged();
@@ -73,9 +73,13 @@ private:
     std::uint64_t GetChainStamp() const;
 
     ClassInfoTable* mpBaseClass; // holds one reference; null for Object's own table
-    InterlockedInt mSharers;
-    std::uint64_t mStamp; // grows with every change of the entries or the base, over all tables
-    mutable std::atomic<PropertyListData*> mpPropertyList; // built on first use, dropped with every change
+    InterlockedInt mHolders;     // one more than the sharers
+    std::uint64_t mStamp;        // grows with every change of the entries or the base, over all tables
+
+    // The list of properties, built on first use and dropped with every change. Readers look at the stamp
+    // first: a list with the stamp of the whole chain stays as long as no table changes.
+    mutable PropertyListData* mpPropertyList;              // holds one reference
+    mutable std::atomic<std::uint64_t> mPropertyListStamp; // 0 without a list
 };
 
 } // namespace QBase

@@ -149,6 +149,8 @@ private:
 
     static void Destroy(Object* pObject);
     static void DestroyNow(Object* pObject);
+    static bool LetWait(Object* pObject);
+    static void DestroyWaiting();
 
     ClassInfoTable* GetOrCreateInstanceTable();
     Property* AddDynamicProperty(const String& name, Value::Type type, bool bArray);

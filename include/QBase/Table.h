@@ -74,12 +74,13 @@ protected:
 
     /// From now on every change of the entries calls EntriesChanged. For ClassInfoTable.
     void TrackChanges() { mbTracksChanges = true; }
+    void StopTrackingChanges() { mbTracksChanges = false; }
 
 private:
     friend QBASE_API void Init();
 
     Table* FindLeafTable(TablePath* pPath, String& rName) const;
-    void Changed();
+    void AboutToChange();
 
     Entries mTable;
     bool mbTracksChanges = false;

@@ -52,13 +52,15 @@ void ClassInfoTable::Implement()
 }
 
 ClassInfoTable::ClassInfoTable(const Value& value)
-    : Table(value), mpBaseClass(nullptr), mSharers(0), mStamp(NextStamp()), mpPropertyList(nullptr)
+    : Table(value), mpBaseClass(nullptr), mHolders(1), mStamp(NextStamp()), mpPropertyList(nullptr),
+      mPropertyListStamp(0)
 {
     TrackChanges();
 }
 
 ClassInfoTable::ClassInfoTable(const ClassInfoTable& other)
-    : Table(other), mpBaseClass(other.mpBaseClass), mSharers(0), mStamp(NextStamp()), mpPropertyList(nullptr)
+    : Table(other), mpBaseClass(other.mpBaseClass), mHolders(1), mStamp(NextStamp()), mpPropertyList(nullptr),
+      mPropertyListStamp(0)
 {
     TrackChanges();
     if (mpBaseClass != nullptr) {
@@ -68,6 +70,8 @@ ClassInfoTable::ClassInfoTable(const ClassInfoTable& other)
 
 ClassInfoTable::~ClassInfoTable()
 {
+    Clear(); // while what dies with the entries still finds a whole table
+    StopTrackingChanges();
     DropPropertyList();
     ClassInfoTable* const pBaseClass = mpBaseClass;
     mpBaseClass = nullptr;
@@ -126,22 +130,22 @@ QBASE_NULL_THIS_END
 
 void ClassInfoTable::ReleaseByHolder()
 {
-    if (mSharers.Value() > 0) {
-        mSharers.Decrement();
-    } else {
+    if (!mHolders.DecrementUnlessLast()) {
         DropReference(this);
     }
 }
 
+// The stamp comes last: a list that a dying property asks for in between is already stale.
 void ClassInfoTable::EntriesChanged()
 {
-    mStamp = NextStamp();
     DropPropertyList(); // at once: it holds references on properties
+    mStamp = NextStamp();
 }
 
 void ClassInfoTable::DropPropertyList()
 {
-    if (PropertyListData* const pList = mpPropertyList.exchange(nullptr, std::memory_order_acq_rel)) {
+    mPropertyListStamp.store(0, std::memory_order_relaxed);
+    if (PropertyListData* const pList = std::exchange(mpPropertyList, nullptr)) {
         pList->Release();
     }
 }

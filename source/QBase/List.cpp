@@ -96,6 +96,12 @@ void List::Remove(Object* pObject)
     }
 }
 
+void List::Clear()
+{
+    const KeepAlive keepThis(this); // an object that goes may have held this list
+    mObjects.Clear();
+}
+
 void List::Execute(const Value& value)
 {
     const ExecutionScope scope(this);

@@ -11,6 +11,7 @@
 #include "QBase/PropertyList.h"
 #include "QBase/Reflection.h"
 
+#include <new>
 #include <vector>
 
 namespace QBase
@@ -28,6 +29,16 @@ constexpr int MAX_DESTRUCTION_DEPTH = 256;
 constexpr int COUNT_DURING_DESTRUCTION = 0x40000000;
 
 thread_local int tDestructionDepth = 0;
+
+class DestructionScope
+{
+public:
+    DestructionScope() { ++tDestructionDepth; }
+    ~DestructionScope() { --tDestructionDepth; } // also when an error handler throws
+    DestructionScope(const DestructionScope&) = delete;
+    DestructionScope& operator=(const DestructionScope&) = delete;
+};
+
 thread_local std::vector<Object*>* tpWaiting = nullptr; // made on demand, never while nothing waits
 
 // For the report of a block trace. During a destructor this names the class whose destructor runs.
@@ -107,9 +118,7 @@ Object& Object::operator=(const Object&)
 
 Object::~Object()
 {
-    if (mpInstanceTable != nullptr) {
-        mpInstanceTable->ReleaseByHolder();
-    }
+    SetInstanceTable(nullptr); // what dies with the table finds this object without one
     Memory::UnmarkObject(this);
 }
 
@@ -289,8 +298,9 @@ Property* Object::AddDynamicProperty(const String& name, Value::Type type, bool 
               name.c_str(), GetModuleName().c_str(), GetClassName().c_str());
         return nullptr;
     }
+    const Ptr<Property> pKept = pProperty; // without memory for the entry, it goes
     pTable->Insert(name, pProperty);
-    return pProperty;
+    return pTable->Find(name) == pProperty ? pProperty : nullptr;
 }
 
 Property* Object::AddPropertyValue(const String& name, Value::Type type)
@@ -347,30 +357,44 @@ Value Object::Call(const String& name, const Value& a1, const Value& a2, const V
 
 void Object::Destroy(Object* pObject)
 {
-    if (tDestructionDepth >= MAX_DESTRUCTION_DEPTH) {
+    pObject->mReferenceCount = InterlockedInt(COUNT_DURING_DESTRUCTION);
+    if (tDestructionDepth >= MAX_DESTRUCTION_DEPTH && LetWait(pObject)) {
+        return;
+    }
+    const DestructionScope scope;
+    DestroyNow(pObject);
+    if (tDestructionDepth == 1 && tpWaiting != nullptr) {
+        DestroyWaiting();
+    }
+}
+
+// False when there is no memory to remember the object.
+bool Object::LetWait(Object* pObject)
+{
+    try {
         if (tpWaiting == nullptr) {
             tpWaiting = new std::vector<Object*>;
         }
         tpWaiting->push_back(pObject);
-        return;
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
     }
-    ++tDestructionDepth;
-    DestroyNow(pObject);
-    if (tDestructionDepth == 1 && tpWaiting != nullptr) {
-        while (!tpWaiting->empty()) {
-            Object* const pNext = tpWaiting->back();
-            tpWaiting->pop_back();
-            DestroyNow(pNext);
-        }
-        delete tpWaiting;
-        tpWaiting = nullptr;
+}
+
+void Object::DestroyWaiting()
+{
+    while (!tpWaiting->empty()) {
+        Object* const pNext = tpWaiting->back();
+        tpWaiting->pop_back();
+        DestroyNow(pNext);
     }
-    --tDestructionDepth;
+    delete tpWaiting;
+    tpWaiting = nullptr;
 }
 
 void Object::DestroyNow(Object* pObject)
 {
-    pObject->mReferenceCount = InterlockedInt(COUNT_DURING_DESTRUCTION);
     void* const pBlock = dynamic_cast<void*>(pObject); // the block starts at the most derived object
     pObject->~Object();
     Memory::Free(pBlock, true);

@@ -1,8 +1,10 @@
 #include "QBase/PropertyList.h"
 
 #include "QBase/ClassInfoTable.h"
+#include "QBase/CriticalSection.h"
 
 #include <unordered_set>
+#include <utility>
 
 namespace QBase
 {
@@ -12,9 +14,9 @@ namespace
 
 // Names are interned, so the text's address identifies them. An entry of any kind hides what its bases have
 // under the same name, as it does for look-ups.
-PropertyListData* BuildList(const ClassInfoTable* pTable, std::uint64_t stamp)
+PropertyListData* BuildList(const ClassInfoTable* pTable)
 {
-    PropertyListData* const pData = new PropertyListData(stamp);
+    PropertyListData* const pData = new PropertyListData;
     std::unordered_set<const char*> taken;
     ClassInfoTable* const pPropertyClass = Property::ClassTable();
     for (; pTable != nullptr; pTable = pTable->GetBaseClass()) {
@@ -34,25 +36,36 @@ PropertyListData* BuildList(const ClassInfoTable* pTable, std::uint64_t stamp)
     return pData;
 }
 
+CriticalSection g_Section; // guards the exchange of lists
+
 } // namespace
 
 PropertyListData* PropertyList::GetCurrent(const Object* pObject)
 {
-    const ClassInfoTable* const pTable = pObject->GetInstanceOrClassTable();
-    const std::uint64_t stamp = pTable->GetChainStamp();
-    PropertyListData* pData = pTable->mpPropertyList.load(std::memory_order_acquire);
-    if (pData != nullptr && pData->GetStamp() == stamp) {
-        return pData;
-    }
-    PropertyListData* const pBuilt = BuildList(pTable, stamp);
-    if (pTable->mpPropertyList.compare_exchange_strong(pData, pBuilt, std::memory_order_acq_rel)) {
-        if (pData != nullptr) {
-            pData->Release();
+    for (;;) { // what dies with an old list may change the table once more
+        const ClassInfoTable* const pTable = pObject->GetInstanceOrClassTable();
+        const std::uint64_t stamp = pTable->GetChainStamp();
+        if (pTable->mPropertyListStamp.load(std::memory_order_acquire) == stamp) {
+            return pTable->mpPropertyList;
         }
-        return pBuilt;
+        Renew(pTable, stamp);
     }
-    pBuilt->Release(); // another thread was first; both lists say the same
-    return pData;
+}
+
+// The list of another thread that was faster stays: somebody may just be taking a reference on it.
+void PropertyList::Renew(const ClassInfoTable* pTable, std::uint64_t stamp)
+{
+    PropertyListData* pUnneeded = BuildList(pTable);
+    {
+        const CriticalSection::Block block(&g_Section);
+        if (pTable->mPropertyListStamp.load(std::memory_order_relaxed) != stamp) {
+            std::swap(pTable->mpPropertyList, pUnneeded);
+            pTable->mPropertyListStamp.store(stamp, std::memory_order_release);
+        }
+    }
+    if (pUnneeded != nullptr) {
+        pUnneeded->Release();
+    }
 }
 
 PropertyList::PropertyList(const Object* pObject) : mpData(GetCurrent(pObject))

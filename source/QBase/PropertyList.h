@@ -51,6 +51,8 @@ public:
     static PropertyListData* GetCurrent(const Object* pObject);
 
 private:
+    static void Renew(const ClassInfoTable* pTable, std::uint64_t stamp);
+
     PropertyListData* mpData; // holds one reference
 };
 
@@ -58,8 +60,6 @@ private:
 class PropertyListData
 {
 public:
-    explicit PropertyListData(std::uint64_t stamp) : mStamp(stamp) {}
-
     void Access() { mReferenceCount.fetch_add(1, std::memory_order_relaxed); }
     void Release()
     {
@@ -68,13 +68,11 @@ public:
         }
     }
 
-    std::uint64_t GetStamp() const { return mStamp; }
     std::vector<PropertyList::Entry>& GetEntries() { return mEntries; }
     const std::vector<PropertyList::Entry>& GetEntries() const { return mEntries; }
 
 private:
     std::vector<PropertyList::Entry> mEntries; // outside the library allocator, whose counts speak of objects
-    std::uint64_t mStamp;                      // that of the table's chain when the list was built
     std::atomic<int> mReferenceCount{1};
 };
 

@@ -34,16 +34,16 @@ Table::Table(const Value& value)
 
 Table& Table::operator=(const Table& other)
 {
+    AboutToChange();
     mTable = other.mTable;
-    Changed();
     return *this;
 }
 
 void Table::Insert(const String& name, Object* pObject)
 {
-    // ClassInfoTable's cached list holds the entry that this may replace.
+    const KeepAlive keepThis(this); // the object that goes may have held this table
+    AboutToChange();
     mTable.Insert(name, pObject);
-    Changed();
 }
 
 Object* Table::Find(const String& name) const
@@ -64,8 +64,8 @@ const String& Table::GetName(Object* pObject) const
 
 void Table::Remove(const String& name)
 {
-    mTable.Remove(name);
-    Changed();
+    AboutToChange();
+    mTable.Remove(name); // last: the object that goes may have held this table
 }
 
 Table* Table::FindLeafTable(TablePath* pPath, String& rName) const
@@ -117,14 +117,14 @@ void Table::RemovePath(TablePath* pPath)
 
 void Table::Resize(int tableSize)
 {
+    AboutToChange();
     mTable.Resize(tableSize);
-    Changed();
 }
 
 void Table::Clear()
 {
-    mTable.Clear();
-    Changed();
+    AboutToChange();
+    mTable.Clear(); // last: an object that goes may have held this table
 }
 
 void Table::Execute(const Value& value)
@@ -145,7 +145,8 @@ void Table::Execute(const Value& value)
     }
 }
 
-void Table::Changed()
+// Comes before the change, because the change itself runs destructors.
+void Table::AboutToChange()
 {
     if (mbTracksChanges) {
         static_cast<ClassInfoTable*>(this)->EntriesChanged();
