@@ -65,7 +65,6 @@ namespace Reflect
 template <typename T>
 using Plain = std::remove_cv_t<std::remove_reference_t<T>>;
 
-// A pointer to const object is passed as a plain object pointer.
 template <typename T>
 concept Payload = ValueTraits<Plain<T>>::IS_PAYLOAD;
 
@@ -472,7 +471,12 @@ public:
     }
     void SetAt(Object* pObject, int index, const Value& value) override
     {
-        Store<T>(value, [&](const T& stored) { Elements(pObject).GetAt(index) = stored; });
+        A& elements = Elements(pObject);
+        if (!QBASE_ASSERT_TEXT(index >= 0 && index < elements.GetSize(), "QBase/Array", __LINE__,
+                               "ASSERT( index >= 0 && index < mSize )")) {
+            return;
+        }
+        Store<T>(value, [&](const T& stored) { elements.GetAt(index) = stored; });
     }
     Value GetAt(Object* pObject, int index) override
     {
