@@ -1,0 +1,304 @@
+#include "QBase/Property.h"
+
+#include "QBase/Enum.h"
+#include "QBase/Function.h"
+
+#include "Support/Assertions.h"
+#include "Support/CapturedMessages.h"
+#include "Support/Specimen.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace QBase;
+using testing::EndsWith;
+using testing::MatchesRegex;
+
+namespace
+{
+
+struct PropertyTest : testing::Test
+{
+    Property* Find(const char* pName) { return mpSpecimen->FindProperty(pName); }
+    Value Get(const char* pName) { return Find(pName)->Get(mpSpecimen); }
+    void Set(const char* pName, const Value& value) { Find(pName)->Set(mpSpecimen, value); }
+
+    Ptr<Specimen> mpSpecimen = Specimen::Make();
+};
+
+// The whole text of a report of the property classes, but for its line.
+auto IsReport(const std::string& text)
+{
+    return MatchesRegex("ERROR: QBase/Property \\(line [0-9]+\\): " + text);
+}
+
+} // namespace
+
+TEST_F(PropertyTest, TheAbstractClassesReportTheirConstruction)
+{
+    CapturedMessages messages;
+    EXPECT_EQ(Property::Construct(Value::Null), nullptr);
+    EXPECT_THAT(messages.TakeError(), IsReport("Failed to Construct interface class"));
+    EXPECT_EQ(ValuePropertyCommon::Construct(Value::Null), nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to Construct interface class"));
+    EXPECT_EQ(ArrayPropertyCommon::Construct(Value::Null), nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to Construct interface class"));
+}
+
+TEST_F(PropertyTest, ASingleValueReportsEveryArrayOperationAndAnswersNeutrally)
+{
+    CapturedMessages messages;
+    Property* const pInt = Find("Int");
+    mpSpecimen->mInt = 5;
+    pInt->Insert(mpSpecimen, 1);
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to Insert value to non-array property"));
+    pInt->InsertAt(mpSpecimen, 0, 1);
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to InsertAt value to non-array property"));
+    pInt->Remove(mpSpecimen, 1);
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to Remove value from non-array property"));
+    pInt->RemoveAt(mpSpecimen, 0);
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to RemoveAt value from non-array property"));
+    EXPECT_EQ(pInt->Find(mpSpecimen, 1), -1);
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to Find value from non-array property"));
+    pInt->SetAt(mpSpecimen, 0, 1);
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to SetAt value to non-array property"));
+    EXPECT_TRUE(pInt->GetAt(mpSpecimen, 0).IsVoid());
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to GetAt value from non-array property"));
+    pInt->Clear(mpSpecimen);
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to Clear non-array property"));
+    EXPECT_EQ(pInt->GetSize(mpSpecimen), 0);
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to GetSize from non-array property"));
+    EXPECT_EQ(mpSpecimen->mInt, 5);
+}
+
+TEST_F(PropertyTest, AnArrayReportsGetAndSet)
+{
+    CapturedMessages messages;
+    mpSpecimen->mInts.Insert(4);
+    Set("Ints", 1);
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to Set array property"));
+    EXPECT_TRUE(Get("Ints").IsVoid());
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to Get array property"));
+    EXPECT_EQ(mpSpecimen->mInts.GetSize(), 1);
+}
+
+TEST_F(PropertyTest, AConstantReportsSetAndKeepsItsValue)
+{
+    CapturedMessages messages;
+    EXPECT_EQ(Get("MAX_CREW").Get<int>(), 5);
+    Set("MAX_CREW", 6);
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to Set Constant value"));
+    EXPECT_EQ(Get("MAX_CREW").Get<int>(), 5);
+}
+
+TEST_F(PropertyTest, AGetterAloneIsReadOnly)
+{
+    CapturedMessages messages;
+    mpSpecimen->mLevel = 4;
+    EXPECT_EQ(Get("DoubleLevel").Get<int>(), 8);
+    Set("DoubleLevel", 6);
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to Set read-only property"));
+    EXPECT_EQ(Get("DoubleLevel").Get<int>(), 8);
+}
+
+TEST_F(PropertyTest, ConstantsReadOnlyAndExcludedPropertiesStayOutOfFiles)
+{
+    EXPECT_TRUE(Find("MAX_CREW")->IsExcluded());
+    EXPECT_TRUE(Find("DoubleLevel")->IsExcluded());
+    EXPECT_TRUE(Find("Cache")->IsExcluded());
+    for (const char* const pName : {"Int", "Level", "Any", "Ints", "Object", "Gear"}) {
+        EXPECT_FALSE(Find(pName)->IsExcluded()) << pName;
+    }
+}
+
+TEST_F(PropertyTest, ClassPropertiesAreNotDynamicAndTellTheirShapeAndType)
+{
+    const struct
+    {
+        const char* mpName;
+        Value::Type mType;
+        bool mbArray;
+    } expected[] = {
+        {"Level", Value::TYPE_INT, false},
+        {"Root", Value::TYPE_OBJECT, false},
+        {"Int", Value::TYPE_INT, false},
+        {"Float", Value::TYPE_FLOAT, false},
+        {"Bool", Value::TYPE_BOOL, false},
+        {"Text", Value::TYPE_STRING, false},
+        {"Object", Value::TYPE_OBJECT, false},
+        {"List", Value::TYPE_OBJECT, false},
+        {"Any", Value::TYPE_VALUE, false},
+        {"Vector2i", Value::TYPE_VECTOR2I, false},
+        {"Quaternion", Value::TYPE_QUATERNION, false},
+        {"Gear", Value::TYPE_ENUM, false},
+        {"MAX_CREW", Value::TYPE_INT, false},
+        {"Ints", Value::TYPE_INT, true},
+        {"Texts", Value::TYPE_STRING, true},
+        {"Lists", Value::TYPE_OBJECT, true},
+        {"Gears", Value::TYPE_ENUM, true},
+    };
+    for (const auto& property : expected) {
+        EXPECT_EQ(Find(property.mpName)->GetType(), property.mType) << property.mpName;
+        EXPECT_EQ(Find(property.mpName)->IsArray(), property.mbArray) << property.mpName;
+        EXPECT_FALSE(Find(property.mpName)->IsDynamic()) << property.mpName;
+    }
+}
+
+TEST_F(PropertyTest, OnlyEnumPropertiesNameTheirValues)
+{
+    ASSERT_NE(Find("Gear")->GetEnumInfo(), nullptr);
+    EXPECT_EQ(Find("Gear")->GetEnumInfo()->GetKeyFromValue(1), String("Down"));
+    EXPECT_EQ(Find("Gears")->GetEnumInfo(), Find("Gear")->GetEnumInfo());
+    EXPECT_EQ(Find("Int")->GetEnumInfo(), nullptr);
+    EXPECT_EQ(Find("Ints")->GetEnumInfo(), nullptr);
+}
+
+TEST_F(PropertyTest, SetReachesTheMemberOrTheSetter)
+{
+    Set("Level", 3);
+    Set("Text", "Io");
+    Set("Gear", Specimen::Gear::DOWN);
+    Set("Vector2i", Vector2i(1, 2));
+    Set("Any", 2.5f);
+    EXPECT_EQ(mpSpecimen->mLevel, 3);
+    EXPECT_EQ(mpSpecimen->mText, String("Io"));
+    EXPECT_EQ(mpSpecimen->mGear, Specimen::Gear::DOWN);
+    EXPECT_TRUE(Get("Vector2i") == Value(Vector2i(1, 2)));
+    EXPECT_TRUE(Get("Any") == Value(2.5f));
+    EXPECT_EQ(Get("Gear").GetType(), Value::TYPE_ENUM);
+}
+
+TEST_F(PropertyTest, SetConvertsNumbersAndTakesTheNeutralValueOtherwise)
+{
+    Set("Int", 2.9f);
+    Set("Float", 3);
+    Set("Bool", 7);
+    Set("Gear", 1);
+    EXPECT_EQ(mpSpecimen->mInt, 2);
+    EXPECT_EQ(mpSpecimen->mFloat, 3.0f);
+    EXPECT_TRUE(mpSpecimen->mbBool);
+    EXPECT_EQ(mpSpecimen->mGear, Specimen::Gear::DOWN);
+    Set("Int", "text");
+    EXPECT_EQ(mpSpecimen->mInt, 0);
+}
+
+TEST_F(PropertyTest, AnObjectOfAnotherClassIsReportedAndChangesNothing)
+{
+    CapturedMessages messages;
+    const Ptr<Table> pTable = Table::Construct(Value::Null);
+    const Ptr<List> pList = List::Construct(Value::Null);
+    Set("Root", pTable);
+    Set("Root", pList);
+    EXPECT_THAT(messages.TakeError(),
+                IsReport("Failed to set property - object is 'QBase.List', expected 'QBase.Table'"));
+    Set("Root", 5);
+    EXPECT_THAT(messages.TakeError(),
+                IsReport("Failed to set property - the value is no object, expected 'QBase.Table'"));
+    EXPECT_EQ(static_cast<Table*>(mpSpecimen->mpRoot), static_cast<Table*>(pTable));
+    Set("Root", Value::Null);
+    EXPECT_EQ(static_cast<Table*>(mpSpecimen->mpRoot), nullptr);
+    Find("Lists")->Insert(mpSpecimen, pTable);
+    EXPECT_THAT(messages.TakeError(), EndsWith("object is 'QBase.Table', expected 'QBase.List'"));
+    EXPECT_EQ(mpSpecimen->mLists.GetSize(), 0);
+}
+
+TEST_F(PropertyTest, ArrayOperationsWorkOnTheMember)
+{
+    Property* const pTexts = Find("Texts");
+    for (const char* const pText : {"a", "b", "a"}) {
+        pTexts->Insert(mpSpecimen, pText);
+    }
+    EXPECT_EQ(pTexts->GetSize(mpSpecimen), 3);
+    EXPECT_EQ(pTexts->Find(mpSpecimen, "a"), 0);
+    EXPECT_EQ(pTexts->Find(mpSpecimen, "z"), -1);
+    pTexts->Remove(mpSpecimen, "a");
+    pTexts->Remove(mpSpecimen, "z");
+    pTexts->InsertAt(mpSpecimen, 1, "c");
+    pTexts->SetAt(mpSpecimen, 0, "d");
+    ASSERT_EQ(mpSpecimen->mTexts.GetSize(), 3);
+    EXPECT_EQ(mpSpecimen->mTexts[0], String("d"));
+    EXPECT_EQ(mpSpecimen->mTexts[1], String("c"));
+    EXPECT_EQ(pTexts->GetAt(mpSpecimen, 2).AsString(), String("a"));
+    pTexts->RemoveAt(mpSpecimen, 0);
+    EXPECT_EQ(mpSpecimen->mTexts.GetSize(), 2);
+    pTexts->Clear(mpSpecimen);
+    EXPECT_EQ(mpSpecimen->mTexts.GetSize(), 0);
+}
+
+TEST_F(PropertyTest, AResumedWrongIndexChangesNothingAndHoldsNothing)
+{
+    CapturedMessages messages;
+    ResumedAssertions resumed;
+    const Ptr<List> pList = List::Construct(Value::Null);
+    Property* const pLists = Find("Lists");
+    pLists->SetAt(mpSpecimen, 0, pList);
+    pLists->InsertAt(mpSpecimen, 1, pList);
+    pLists->RemoveAt(mpSpecimen, -1);
+    EXPECT_EQ(pLists->GetAt(mpSpecimen, 0).AsObject(), nullptr);
+    EXPECT_EQ(resumed.GetCount(), 4);
+    EXPECT_EQ(messages.TakeAll().size(), 4u);
+    EXPECT_EQ(mpSpecimen->mLists.GetSize(), 0);
+    EXPECT_EQ(pList->GetReferenceCount(), 1);
+}
+
+TEST(PropertyDeathTest, AnIndexOutsideAClassArrayAsserts)
+{
+    const Ptr<Specimen> pSpecimen = Specimen::Make();
+    Property* const pInts = pSpecimen->FindProperty("Ints");
+    EXPECT_ASSERTION(pInts->SetAt(pSpecimen, 0, 1), "index >= 0 && index < mSize");
+    EXPECT_ASSERTION(pInts->GetAt(pSpecimen, -1), "index >= 0 && index < mSize");
+    EXPECT_ASSERTION(pInts->InsertAt(pSpecimen, 1, 1), "index >= 0 && index <= mSize");
+}
+
+TEST_F(PropertyTest, ScriptsReachTheOperationsByName)
+{
+    Property* const pInts = Find("Ints");
+    pInts->Call("Insert", mpSpecimen, 3);
+    pInts->Call("InsertAt", mpSpecimen, 0, 4);
+    pInts->Call("SetAt", mpSpecimen, 1, 5);
+    EXPECT_EQ(pInts->Call("GetSize", mpSpecimen).Get<int>(), 2);
+    EXPECT_EQ(pInts->Call("Find", mpSpecimen, 5).Get<int>(), 1);
+    EXPECT_EQ(pInts->Call("GetAt", mpSpecimen, 0).Get<int>(), 4);
+    pInts->Call("Remove", mpSpecimen, 4);
+    pInts->Call("RemoveAt", mpSpecimen, 0);
+    EXPECT_EQ(mpSpecimen->mInts.GetSize(), 0);
+    pInts->Call("Insert", mpSpecimen, 3);
+    pInts->Call("Clear", mpSpecimen);
+    EXPECT_EQ(mpSpecimen->mInts.GetSize(), 0);
+    EXPECT_TRUE(pInts->Call("IsArray").Get<bool>());
+    EXPECT_EQ(pInts->Call("GetType").Get<int>(), Value::TYPE_INT);
+    EXPECT_EQ(Find("Gear")->Call("GetEnumInfo").AsObject(), Find("Gear")->GetEnumInfo());
+    Find("Int")->Call("Set", mpSpecimen, 9);
+    EXPECT_EQ(Find("Int")->Call("Get", mpSpecimen).Get<int>(), 9);
+}
+
+TEST_F(PropertyTest, ScriptsGetAReportForAWrongIndexOrObject)
+{
+    CapturedMessages messages;
+    Property* const pInts = Find("Ints");
+    for (const char* const pName : {"RemoveAt", "SetAt", "GetAt"}) {
+        EXPECT_TRUE(pInts->Call(pName, mpSpecimen, 0, 1).IsVoid());
+        EXPECT_THAT(messages.TakeError(), EndsWith("index 0 is outside the array of size 0"));
+    }
+    pInts->Call("InsertAt", mpSpecimen, -1, 1);
+    EXPECT_THAT(messages.TakeError(), EndsWith("index -1 is outside the array of size 0"));
+    const Ptr<List> pList = List::Construct(Value::Null);
+    EXPECT_TRUE(Find("Int")->Call("Get", pList).IsVoid());
+    EXPECT_THAT(messages.TakeError(), EndsWith("the object is not of the property's class"));
+    EXPECT_TRUE(Find("Int")->Call("Get").IsVoid());
+    EXPECT_THAT(messages.TakeError(), EndsWith("the object is not of the property's class"));
+    Find("Int")->Call("GetAt", mpSpecimen, 0);
+    EXPECT_THAT(messages.TakeError(), IsReport("Tried to GetAt value from non-array property"));
+}
+
+TEST_F(PropertyTest, AnObjectThatGoesFindsThePropertyWithoutIt)
+{
+    const Ptr<Specimen> pSpecimen = Specimen::Make();
+    Property* const pObject = pSpecimen->FindProperty("Object");
+    Specimen* const pHeld = Specimen::Make();
+    Object* pSeen = pHeld;
+    pHeld->mOnDestroy = [&](Specimen*) { pSeen = pObject->Get(pSpecimen).AsObject(); };
+    pObject->Set(pSpecimen, pHeld);
+    pObject->Set(pSpecimen, Value::Null);
+    EXPECT_EQ(pSeen, nullptr);
+}
