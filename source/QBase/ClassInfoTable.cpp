@@ -2,7 +2,7 @@
 
 #include "QBase/Error.h"
 #include "QBase/Global.h"
-#include "QBase/PropertyList.h"
+#include "QBase/PropertyListData.h"
 #include "QBase/Reflection.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 #include "QBase/Error.h"
 #include "QBase/List.h"
 #include "QBase/ObjectDiffHandler.h"
-#include "QBase/PropertyList.h"
+#include "QBase/PropertyListData.h"
 #include "QBase/Reflection.h"
 #include "QBase/Table.h"
 

@@ -2,6 +2,7 @@
 
 #include "QBase/ClassInfoTable.h"
 #include "QBase/CriticalSection.h"
+#include "QBase/PropertyListData.h"
 
 #include <unordered_set>
 #include <utility>

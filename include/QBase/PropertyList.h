@@ -17,16 +17,14 @@
 
 #include "QBase/Property.h"
 
-#include <atomic>
 #include <cstdint>
-#include <vector>
 
 namespace QBase
 {
 
 class PropertyListData;
 
-class PropertyList
+class QBASE_API PropertyList
 {
 public:
     struct Entry
@@ -54,26 +52,6 @@ private:
     static void Renew(const ClassInfoTable* pTable, std::uint64_t stamp);
 
     PropertyListData* mpData; // holds one reference
-};
-
-// PropertyListData is one built list, shared by its table and by the PropertyLists that walk it.
-class PropertyListData
-{
-public:
-    void Access() { mReferenceCount.fetch_add(1, std::memory_order_relaxed); }
-    void Release()
-    {
-        if (mReferenceCount.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-            delete this;
-        }
-    }
-
-    std::vector<PropertyList::Entry>& GetEntries() { return mEntries; }
-    const std::vector<PropertyList::Entry>& GetEntries() const { return mEntries; }
-
-private:
-    std::vector<PropertyList::Entry> mEntries; // outside the library allocator, whose counts speak of objects
-    std::atomic<int> mReferenceCount{1};
 };
 
 } // namespace QBase
