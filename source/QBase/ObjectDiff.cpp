@@ -484,11 +484,9 @@ bool ObjectDiffPass::PollValue(Frame& frame, const PropertyList::Entry& entry, P
             --frame.mIndex;
             return false;
         }
-        if (Object* const pReferred = frame.mValue.AsObject()) {
-            frame.mbRead = true;
-            if (Enter(pReferred, state.GetTarget())) {
-                return true;
-            }
+        frame.mbRead = true;
+        if (Enter(frame.mValue.AsObject(), state.GetTarget())) { // without an object, forgets the old one's
+            return true;
         }
     }
     frame.mbRead = false;
