@@ -42,6 +42,10 @@ public:
     /// The bytes written, which may be fewer than `count` after a report.
     int Write(const void* pData, int count) override;
 
+    /// True when everything written so far is on the disk and survives a power failure. False, after a
+    /// report, when it does not, or the file is not open.
+    bool FlushToDisk();
+
     int Tell() override;
     int GetSize() override;
     String GetFilename() override;

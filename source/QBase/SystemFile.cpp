@@ -134,6 +134,19 @@ int SystemFile::Write(const void* pData, int count)
     return numWritten;
 }
 
+bool SystemFile::FlushToDisk()
+{
+    if (mpFile == nullptr) {
+        Error(QBASE_HERE, "Failed to flush file '%s' - file not open", mFilename.c_str());
+        return false;
+    }
+    if (!Platform::FlushFileToDisk(mpFile)) {
+        Error(QBASE_HERE, "Failed to flush file '%s'", mFilename.c_str());
+        return false;
+    }
+    return true;
+}
+
 void SystemFile::Seek(SeekMode mode, int offset)
 {
     if (mpFile == nullptr) {

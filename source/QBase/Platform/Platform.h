@@ -86,6 +86,19 @@ bool SeekFile(std::FILE* pFile, std::int64_t offset, int origin);
 bool FlushFileToDisk(std::FILE* pFile);
 
 bool FileExists(const char* pPath);
+
+/// False for directories, devices, pipes and what does not exist.
+bool IsOrdinaryFile(const char* pPath);
+
+/// The path of the existing file that `pPath` leads to through links; otherwise `pPath` itself.
+std::string ResolveLinks(const char* pPath);
+
+/// The characters that end a directory's name in a path.
+const char* PathSeparators();
+
+/// Gives `pTo` the access rights of `pFrom`. True as well when there is no `pFrom`.
+bool CopyAccessRights(const char* pFrom, const char* pTo);
+
 bool RemoveFile(const char* pPath);
 
 /// Puts `pFrom` in the place of `pTo` in one step: at any time `pTo` names the old or the new file.

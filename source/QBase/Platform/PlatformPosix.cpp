@@ -213,12 +213,39 @@ bool SeekFile(std::FILE* pFile, std::int64_t offset, int origin)
 
 bool FlushFileToDisk(std::FILE* pFile)
 {
-    return std::fflush(pFile) == 0 && fsync(fileno(pFile)) == 0;
+    return std::fflush(pFile) == 0 && !std::ferror(pFile) && fsync(fileno(pFile)) == 0;
 }
 
 bool FileExists(const char* pPath)
 {
     return access(pPath, F_OK) == 0;
+}
+
+bool IsOrdinaryFile(const char* pPath)
+{
+    struct stat status;
+    return stat(pPath, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+std::string ResolveLinks(const char* pPath)
+{
+    char* pResolved = realpath(pPath, nullptr);
+    std::string path = pResolved ? pResolved : pPath;
+    std::free(pResolved);
+    return path;
+}
+
+const char* PathSeparators()
+{
+    return "/";
+}
+
+bool CopyAccessRights(const char* pFrom, const char* pTo)
+{
+    struct stat status;
+    if (stat(pFrom, &status) != 0)
+        return true;
+    return chmod(pTo, status.st_mode & 07777) == 0;
 }
 
 bool RemoveFile(const char* pPath)
