@@ -331,6 +331,46 @@ TEST(SystemFileTest, AFullDiskIsReportedByWriteOrClose)
     EXPECT_THAT(messages.TakeError(), EndsWith("Failed to close file '/dev/full'"));
 }
 
+TEST(SystemFileTest, SmallWritesMeetAFullDiskWhenTheBufferIsFull)
+{
+    if (!std::filesystem::exists(FULL_DEVICE)) {
+        GTEST_SKIP() << "no such device on this system";
+    }
+    CapturedMessages messages;
+    Ptr<SystemFile> pFile = OpenFile(FULL_DEVICE, WRITE);
+    int numWrites = 0;
+
+    while (numWrites < 1000000 && pFile->Write("1234567", 7) == 7) {
+        ++numWrites;
+    }
+
+    EXPECT_LT(numWrites, 1000000);
+    EXPECT_THAT(messages.TakeError(), EndsWith("/7 bytes written"));
+    pFile->Close();
+    messages.TakeAll();
+}
+
+TEST(SystemFileTest, BytesOfEveryValueGoThroughSmallAndLargeTransfers)
+{
+    TempFolder folder;
+    std::string all;
+    for (int i = 0; i < 256; ++i) {
+        all += static_cast<char>(i);
+    }
+    for (int step : {1, 8, 16, 17, 64, 256}) {
+        Ptr<SystemFile> pFile = OpenFile(folder.Path("a"), WRITE);
+        for (int i = 0; i < 256; i += step) {
+            Put(pFile, all.substr(static_cast<std::size_t>(i), static_cast<std::size_t>(step)));
+        }
+        pFile->Open(String::Null, READ);
+        std::string read;
+        while (int left = pFile->BytesAvailable()) {
+            read += Take(pFile, left < step ? left : step);
+        }
+        EXPECT_EQ(read, all);
+    }
+}
+
 TEST(SystemFileTest, BytesThatCannotBeWrittenBeforeAReadAreReported)
 {
     if (!std::filesystem::exists(FULL_DEVICE)) {
@@ -424,13 +464,10 @@ TEST(SystemFileTest, ADeviceIsSoughtForItsSize)
     if (!std::filesystem::exists("/dev/zero")) {
         GTEST_SKIP() << "no such device on this system";
     }
-    CapturedMessages messages;
     Ptr<SystemFile> pFile = OpenFile("/dev/zero", READ);
 
     EXPECT_EQ(pFile->GetSize(), 0);
     EXPECT_EQ(Take(pFile, 4), std::string(4, '\0'));
-    EXPECT_EQ(pFile->GetSize(), -1); // it does not count what was read
-    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to tell file '/dev/zero'"));
     EXPECT_EQ(Take(pFile, 4), std::string(4, '\0'));
 }
 

@@ -181,18 +181,34 @@ std::FILE* OpenFile(const char* pPath, const char* pMode)
     return pFile;
 }
 
+// The single-byte calls are expanded in place and beat the others up to about this many bytes.
+constexpr int FEW_BYTES = 16;
+
 int ReadFile(std::FILE* pFile, void* pData, int count)
 {
-    const std::size_t wanted = static_cast<std::size_t>(count);
-    const std::size_t numRead = fread_unlocked(pData, 1, wanted, pFile);
-    if (numRead != wanted)
+    int numRead = 0;
+    if (count <= FEW_BYTES) {
+        char* const pBytes = static_cast<char*>(pData);
+        for (int byte; numRead < count && (byte = getc_unlocked(pFile)) != EOF; ++numRead)
+            pBytes[numRead] = static_cast<char>(byte);
+    } else {
+        numRead = static_cast<int>(fread_unlocked(pData, 1, static_cast<std::size_t>(count), pFile));
+    }
+    if (numRead != count)
         clearerr_unlocked(pFile); // the end met now may lie further back at the next read
-    return static_cast<int>(numRead);
+    return numRead;
 }
 
 int WriteFile(std::FILE* pFile, const void* pData, int count)
 {
-    return static_cast<int>(fwrite_unlocked(pData, 1, static_cast<std::size_t>(count), pFile));
+    if (count > FEW_BYTES)
+        return static_cast<int>(fwrite_unlocked(pData, 1, static_cast<std::size_t>(count), pFile));
+
+    const char* const pBytes = static_cast<const char*>(pData);
+    int numWritten = 0;
+    while (numWritten < count && putc_unlocked(static_cast<unsigned char>(pBytes[numWritten]), pFile) != EOF)
+        ++numWritten;
+    return numWritten;
 }
 
 std::int64_t FileSize(std::FILE* pFile)
