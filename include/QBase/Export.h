@@ -24,6 +24,14 @@
 #    define QBASE_API __attribute__((visibility("default")))
 #endif
 
+// QBASE_ENTRY marks the entry functions that Thread and Fiber start: they have the system's own calling
+// convention, which differs from the compiler's on 32-bit Windows.
+#if defined(_WIN32) && !defined(_WIN64)
+#    define QBASE_ENTRY __stdcall
+#else
+#    define QBASE_ENTRY
+#endif
+
 // QBASE_PRINTF(f, a): parameter f (counted from 1, `this` included) is a printf format whose arguments
 // start at parameter a.
 #if defined(__MINGW32__) && !defined(__clang__)

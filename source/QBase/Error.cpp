@@ -5,6 +5,7 @@
 #include "QBase/Object.h"
 #include "QBase/Platform/Platform.h"
 #include "QBase/Ptr.h"
+#include "QBase/StackState.h"
 #include "QBase/String.h"
 #include "QBase/Value.h"
 
@@ -44,7 +45,7 @@ public:
     /// False when the console has to take the text.
     bool Deliver(const char* pText)
     {
-        if (!mpHandler || (sRunning & mBit)) {
+        if (!mpHandler || (CurrentStackState().mRunningHandlers & mBit)) {
             return false;
         }
         const Ptr<Object> pHandler(mpHandler); // which may take itself out while it runs
@@ -58,8 +59,8 @@ private:
     class Running
     {
     public:
-        explicit Running(unsigned bit) : mBit(bit) { sRunning |= mBit; }
-        ~Running() { sRunning &= ~mBit; }
+        explicit Running(unsigned bit) : mBit(bit) { CurrentStackState().mRunningHandlers |= mBit; }
+        ~Running() { CurrentStackState().mRunningHandlers &= ~mBit; }
         Running(const Running&) = delete;
         Running& operator=(const Running&) = delete;
 
@@ -67,13 +68,9 @@ private:
         unsigned mBit;
     };
 
-    static thread_local unsigned sRunning; // the bits of the slots whose handlers this thread is in
-
     Object* mpHandler = nullptr; // holds one reference, kept to the very end: static destructors report, too
-    unsigned mBit;
+    unsigned mBit;               // in StackState::mRunningHandlers
 };
-
-thread_local unsigned HandlerSlot::sRunning = 0;
 
 constinit HandlerSlot g_InfoSlot(1);
 constinit HandlerSlot g_ErrorSlot(2);

@@ -1,4 +1,4 @@
-// ExecutionScope marks a container as executing on this thread, so that a container that contains itself,
+// ExecutionScope marks a container as executing on this stack, so that a container that contains itself,
 // directly or through others, ends instead of recursing.
 //
 //     ExecutionScope scope(this);
@@ -6,6 +6,8 @@
 //         return;
 
 #pragma once
+
+#include "QBase/StackState.h"
 
 namespace QBase
 {
@@ -15,7 +17,8 @@ class Object;
 class ExecutionScope
 {
 public:
-    explicit ExecutionScope(const Object* pContainer) : mpContainer(pContainer), mpOuter(tpInnermost)
+    explicit ExecutionScope(const Object* pContainer)
+        : mpContainer(pContainer), mpOuter(CurrentStackState().mpInnermostScope)
     {
         for (const ExecutionScope* pScope = mpOuter; pScope != nullptr; pScope = pScope->mpOuter) {
             if (pScope->mpContainer == pContainer) {
@@ -23,9 +26,9 @@ public:
                 break;
             }
         }
-        tpInnermost = this;
+        CurrentStackState().mpInnermostScope = this;
     }
-    ~ExecutionScope() { tpInnermost = mpOuter; }
+    ~ExecutionScope() { CurrentStackState().mpInnermostScope = mpOuter; }
     ExecutionScope(const ExecutionScope&) = delete;
     ExecutionScope& operator=(const ExecutionScope&) = delete;
 
@@ -35,8 +38,6 @@ private:
     const Object* mpContainer;
     ExecutionScope* mpOuter;
     bool mbFirst = true;
-
-    inline static thread_local ExecutionScope* tpInnermost = nullptr;
 };
 
 } // namespace QBase

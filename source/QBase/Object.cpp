@@ -10,6 +10,7 @@
 #include "QBase/PropertyHandle.h"
 #include "QBase/PropertyList.h"
 #include "QBase/Reflection.h"
+#include "QBase/StackState.h"
 
 #include <new>
 #include <vector>
@@ -28,18 +29,14 @@ constexpr int MAX_DESTRUCTION_DEPTH = 256;
 // destroy it a second time.
 constexpr int COUNT_DURING_DESTRUCTION = 0x40000000;
 
-thread_local int tDestructionDepth = 0;
-
 class DestructionScope
 {
 public:
-    DestructionScope() { ++tDestructionDepth; }
-    ~DestructionScope() { --tDestructionDepth; } // also when an error handler throws
+    DestructionScope() { ++CurrentStackState().mDestructionDepth; }
+    ~DestructionScope() { --CurrentStackState().mDestructionDepth; } // also when an error handler throws
     DestructionScope(const DestructionScope&) = delete;
     DestructionScope& operator=(const DestructionScope&) = delete;
 };
-
-thread_local std::vector<Object*>* tpWaiting = nullptr; // made on demand, never while nothing waits
 
 // For the report of a block trace. During a destructor this names the class whose destructor runs.
 Memory::ObjectDescription DescribeObject(Object* pObject)
@@ -358,12 +355,13 @@ Value Object::Call(const String& name, const Value& a1, const Value& a2, const V
 void Object::Destroy(Object* pObject)
 {
     pObject->mReferenceCount = InterlockedInt(COUNT_DURING_DESTRUCTION);
-    if (tDestructionDepth >= MAX_DESTRUCTION_DEPTH && LetWait(pObject)) {
+    if (CurrentStackState().mDestructionDepth >= MAX_DESTRUCTION_DEPTH && LetWait(pObject)) {
         return;
     }
     const DestructionScope scope;
     DestroyNow(pObject);
-    if (tDestructionDepth == 1 && tpWaiting != nullptr) {
+    const StackState& state = CurrentStackState();
+    if (state.mDestructionDepth == 1 && state.mpWaitingObjects != nullptr) {
         DestroyWaiting();
     }
 }
@@ -371,11 +369,12 @@ void Object::Destroy(Object* pObject)
 // False when there is no memory to remember the object.
 bool Object::LetWait(Object* pObject)
 {
+    std::vector<Object*>*& rpWaiting = CurrentStackState().mpWaitingObjects;
     try {
-        if (tpWaiting == nullptr) {
-            tpWaiting = new std::vector<Object*>;
+        if (rpWaiting == nullptr) {
+            rpWaiting = new std::vector<Object*>;
         }
-        tpWaiting->push_back(pObject);
+        rpWaiting->push_back(pObject);
         return true;
     } catch (const std::bad_alloc&) {
         return false;
@@ -384,13 +383,14 @@ bool Object::LetWait(Object* pObject)
 
 void Object::DestroyWaiting()
 {
-    while (!tpWaiting->empty()) {
-        Object* const pNext = tpWaiting->back();
-        tpWaiting->pop_back();
+    std::vector<Object*>* const pWaiting = CurrentStackState().mpWaitingObjects;
+    while (!pWaiting->empty()) {
+        Object* const pNext = pWaiting->back();
+        pWaiting->pop_back();
         DestroyNow(pNext);
     }
-    delete tpWaiting;
-    tpWaiting = nullptr;
+    CurrentStackState().mpWaitingObjects = nullptr;
+    delete pWaiting;
 }
 
 void Object::DestroyNow(Object* pObject)

@@ -119,11 +119,13 @@ unsigned long ProcessId();
 
 /// Milliseconds since an arbitrary start. Never jumps back; wraps around after 49 days.
 std::uint32_t Milliseconds();
+
+/// 0 lets other threads run first and returns at once.
 void Sleep(unsigned milliseconds);
 
 // Threads.
 
-struct Thread; // a started thread that was not joined yet
+struct Thread; // a started thread that was neither joined nor detached yet
 using ThreadEntry = unsigned (*)(void* pArgument);
 
 /// Names the calling thread among those that live. Never 0.
@@ -136,7 +138,31 @@ Thread* StartThread(ThreadEntry pEntry, void* pArgument, std::size_t stackSize =
 unsigned JoinThread(Thread* pThread);
 bool HasThreadExited(const Thread* pThread);
 
+/// Forgets the thread, which goes on and cleans up behind itself when it ends.
+void DetachThread(Thread* pThread);
+
 /// Lets other threads run first.
 void YieldThread();
+
+// Fibers: stacks that take turns on a thread. The caller sees to it that nobody switches to a fiber that runs
+// and that none is deleted while it runs; only a fiber can switch to another.
+
+struct Fiber;
+using FiberEntry = void (*)(void* pParameter); // never returns
+
+/// Makes the calling thread a fiber, and an ordinary thread again. Null when that fails.
+Fiber* ConvertThreadToFiber();
+void ConvertFiberToThread(Fiber* pFiber);
+
+/// A fiber that begins with `pEntry` at the first switch to it. A `stackSize` of 0 is 1 MiB; behind the
+/// stack's end lies a page that stops the program. Null when memory is short.
+Fiber* CreateFiber(FiberEntry pEntry, std::size_t stackSize, void* pParameter);
+
+/// Frees a suspended fiber and its stack. What stands on the stack is not destroyed.
+void DeleteFiber(Fiber* pFiber);
+
+/// Suspends `pFrom`, which is running on this thread, and goes on with `pTo`. Returns, perhaps on another
+/// thread, when something switches back to `pFrom`.
+void SwitchFiber(Fiber* pFrom, Fiber* pTo);
 
 } // namespace QBase::Platform

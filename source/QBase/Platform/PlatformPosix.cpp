@@ -312,6 +312,10 @@ std::uint32_t Milliseconds()
 
 void Sleep(unsigned milliseconds)
 {
+    if (milliseconds == 0) {
+        YieldThread(); // a sleep of no time would still wait for a timer
+        return;
+    }
     timespec rest{};
     rest.tv_sec = static_cast<time_t>(milliseconds / 1000u);
     rest.tv_nsec = static_cast<long>(milliseconds % 1000u) * 1000000L;
@@ -327,18 +331,27 @@ struct Thread
     pthread_t mHandle;
     ThreadEntry mpEntry;
     void* mpArgument;
-    unsigned mExitCode; // written before mbExited, read after it or after the join
-    std::atomic<bool> mbExited;
+    unsigned mExitCode;      // written before EXITED, read after it or after the join
+    std::atomic<int> mState; // RUNNING, then EXITED or DETACHED; the second of the two frees the record
 };
 
 namespace
 {
 
+enum ThreadState
+{
+    RUNNING,
+    EXITED,
+    DETACHED
+};
+
 extern "C" void* RunThread(void* p)
 {
     Thread* pThread = static_cast<Thread*>(p);
     pThread->mExitCode = pThread->mpEntry(pThread->mpArgument);
-    pThread->mbExited.store(true, std::memory_order_release);
+    if (pThread->mState.exchange(EXITED, std::memory_order_acq_rel) == DETACHED) {
+        delete pThread;
+    }
     return nullptr;
 }
 
@@ -351,7 +364,7 @@ std::uintptr_t CurrentThread()
 
 Thread* StartThread(ThreadEntry pEntry, void* pArgument, std::size_t stackSize)
 {
-    Thread* pThread = new (std::nothrow) Thread{{}, pEntry, pArgument, 0, {false}};
+    Thread* pThread = new (std::nothrow) Thread{{}, pEntry, pArgument, 0, {RUNNING}};
     if (!pThread)
         return nullptr;
 
@@ -378,7 +391,15 @@ unsigned JoinThread(Thread* pThread)
 
 bool HasThreadExited(const Thread* pThread)
 {
-    return pThread->mbExited.load(std::memory_order_acquire);
+    return pThread->mState.load(std::memory_order_acquire) == EXITED;
+}
+
+void DetachThread(Thread* pThread)
+{
+    pthread_detach(pThread->mHandle);
+    if (pThread->mState.exchange(DETACHED, std::memory_order_acq_rel) == EXITED) {
+        delete pThread;
+    }
 }
 
 void YieldThread()

@@ -1,0 +1,234 @@
+// Fibers over the raw context switch of Boost.Context, each on a stack of its own with a guard page. The
+// sanitizers are told of every switch, since they keep shadows of the stacks.
+
+#include "QBase/Platform/Platform.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+#include <boost/context/detail/fcontext.hpp>
+#include <cxxabi.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#if defined(__has_feature)
+#    if __has_feature(address_sanitizer)
+#        define QBASE_ADDRESS_SANITIZER
+#    endif
+#    if __has_feature(thread_sanitizer)
+#        define QBASE_THREAD_SANITIZER
+#    endif
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+#    define QBASE_ADDRESS_SANITIZER
+#endif
+#if defined(__SANITIZE_THREAD__)
+#    define QBASE_THREAD_SANITIZER
+#endif
+
+#if defined(QBASE_ADDRESS_SANITIZER)
+#    include <sanitizer/asan_interface.h>
+#    include <sanitizer/lsan_interface.h>
+#endif
+#if defined(QBASE_THREAD_SANITIZER)
+#    include <sanitizer/tsan_interface.h>
+#endif
+
+namespace QBase::Platform
+{
+
+namespace
+{
+
+using boost::context::detail::fcontext_t;
+using boost::context::detail::jump_fcontext;
+using boost::context::detail::make_fcontext;
+using boost::context::detail::transfer_t;
+
+constexpr std::size_t DEFAULT_STACK_SIZE = std::size_t(1) << 20;
+constexpr std::size_t MIN_STACK_SIZE = std::size_t(16) << 10; // room for a report
+
+// The stack of one fiber, growing down to a page that nobody may touch.
+class Stack
+{
+public:
+    Stack() = default;
+    Stack(const Stack&) = delete;
+    Stack& operator=(const Stack&) = delete;
+    ~Stack();
+
+    bool Allocate(std::size_t size);
+
+    void* GetTop() const { return static_cast<char*>(mpBottom) + mSize; }
+    const void* GetBottom() const { return mpBottom; }
+    std::size_t GetSize() const { return mSize; }
+
+private:
+    static std::size_t PageSize() { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE)); }
+
+    void* mpBottom = nullptr; // the guard page lies below
+    std::size_t mSize = 0;
+};
+
+bool Stack::Allocate(std::size_t size)
+{
+    const std::size_t page = PageSize();
+    if (size == 0) {
+        size = DEFAULT_STACK_SIZE;
+    }
+    if (size > SIZE_MAX / 2) {
+        return false;
+    }
+    size = (std::max(size, MIN_STACK_SIZE) + page - 1) / page * page;
+    void* const pBlock = mmap(nullptr, page + size, PROT_READ | PROT_WRITE,
+                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
+    if (pBlock == MAP_FAILED) {
+        return false;
+    }
+    if (mprotect(pBlock, page, PROT_NONE) != 0) {
+        munmap(pBlock, page + size);
+        return false;
+    }
+    mpBottom = static_cast<char*>(pBlock) + page;
+    mSize = size;
+#if defined(QBASE_ADDRESS_SANITIZER)
+    __lsan_register_root_region(mpBottom, mSize); // what a suspended fiber refers to is no leak
+#endif
+    return true;
+}
+
+Stack::~Stack()
+{
+    if (mpBottom == nullptr) {
+        return;
+    }
+#if defined(QBASE_ADDRESS_SANITIZER)
+    __lsan_unregister_root_region(mpBottom, mSize);
+    __asan_unpoison_memory_region(mpBottom, mSize); // the next owner of these addresses starts clean
+#endif
+    munmap(static_cast<char*>(mpBottom) - PageSize(), PageSize() + mSize);
+}
+
+// The C++ runtime keeps the exceptions being handled, and the number of those in flight, per thread. They
+// belong to a stack.
+struct ExceptionState
+{
+    void* mpCaught;
+    unsigned mNumUncaught;
+};
+
+// What one side of a switch hands to the other.
+struct Passage
+{
+    Fiber* mpFrom;
+    Fiber* mpTo;
+};
+
+} // namespace
+
+struct Fiber
+{
+    fcontext_t mpContext = nullptr; // where to go on; of no meaning while the fiber runs
+    Stack mStack;                   // not used by a thread's own fiber
+    FiberEntry mpEntry = nullptr;   // null in a thread's own fiber
+    void* mpParameter = nullptr;
+    ExceptionState mExceptions{nullptr, 0};
+#if defined(QBASE_ADDRESS_SANITIZER)
+    void* mpFakeStack = nullptr;
+    const void* mpStackBottom = nullptr; // of the stack that the sanitizer knows, a thread's own as well
+    std::size_t mStackSize = 0;
+#endif
+#if defined(QBASE_THREAD_SANITIZER)
+    void* mpSanitizerFiber = nullptr;
+#endif
+};
+
+namespace
+{
+
+void AnnounceSwitch([[maybe_unused]] Fiber* pFrom, [[maybe_unused]] Fiber* pTo)
+{
+    std::memcpy(static_cast<void*>(&pFrom->mExceptions), abi::__cxa_get_globals(), sizeof(ExceptionState));
+#if defined(QBASE_ADDRESS_SANITIZER)
+    __sanitizer_start_switch_fiber(&pFrom->mpFakeStack, pTo->mpStackBottom, pTo->mStackSize);
+#endif
+#if defined(QBASE_THREAD_SANITIZER)
+    __tsan_switch_to_fiber(pTo->mpSanitizerFiber, 0);
+#endif
+}
+
+// The first thing on the stack of `pTo`: `pFrom` is suspended now.
+void CompleteSwitch(Fiber* pFrom, Fiber* pTo, fcontext_t pFromContext)
+{
+#if defined(QBASE_ADDRESS_SANITIZER)
+    __sanitizer_finish_switch_fiber(pTo->mpFakeStack, &pFrom->mpStackBottom, &pFrom->mStackSize);
+#endif
+    std::memcpy(static_cast<void*>(abi::__cxa_get_globals()), &pTo->mExceptions, sizeof(ExceptionState));
+    pFrom->mpContext = pFromContext;
+}
+
+// The bottom frame of every fiber.
+void BeginFiber(transfer_t transfer) noexcept
+{
+    const Passage passage = *static_cast<const Passage*>(transfer.data);
+    CompleteSwitch(passage.mpFrom, passage.mpTo, transfer.fctx);
+    passage.mpTo->mpEntry(passage.mpTo->mpParameter);
+}
+
+} // namespace
+
+Fiber* ConvertThreadToFiber()
+{
+    Fiber* const pFiber = new (std::nothrow) Fiber;
+#if defined(QBASE_THREAD_SANITIZER)
+    if (pFiber != nullptr) {
+        pFiber->mpSanitizerFiber = __tsan_get_current_fiber();
+    }
+#endif
+    return pFiber;
+}
+
+void ConvertFiberToThread(Fiber* pFiber)
+{
+    delete pFiber;
+}
+
+Fiber* CreateFiber(FiberEntry pEntry, std::size_t stackSize, void* pParameter)
+{
+    Fiber* const pFiber = new (std::nothrow) Fiber;
+    if (pFiber == nullptr || !pFiber->mStack.Allocate(stackSize)) {
+        delete pFiber;
+        return nullptr;
+    }
+    pFiber->mpEntry = pEntry;
+    pFiber->mpParameter = pParameter;
+    pFiber->mpContext = make_fcontext(pFiber->mStack.GetTop(), pFiber->mStack.GetSize(), BeginFiber);
+#if defined(QBASE_ADDRESS_SANITIZER)
+    pFiber->mpStackBottom = pFiber->mStack.GetBottom();
+    pFiber->mStackSize = pFiber->mStack.GetSize();
+#endif
+#if defined(QBASE_THREAD_SANITIZER)
+    pFiber->mpSanitizerFiber = __tsan_create_fiber(0);
+#endif
+    return pFiber;
+}
+
+void DeleteFiber(Fiber* pFiber)
+{
+#if defined(QBASE_THREAD_SANITIZER)
+    __tsan_destroy_fiber(pFiber->mpSanitizerFiber);
+#endif
+    delete pFiber;
+}
+
+void SwitchFiber(Fiber* pFrom, Fiber* pTo)
+{
+    Passage passage{pFrom, pTo};
+    AnnounceSwitch(pFrom, pTo);
+    const transfer_t transfer = jump_fcontext(pTo->mpContext, &passage);
+    CompleteSwitch(static_cast<const Passage*>(transfer.data)->mpFrom, pFrom, transfer.fctx);
+}
+
+} // namespace QBase::Platform
