@@ -36,6 +36,9 @@ public:
     /// Undoes one Enter of this thread; asserts, and changes nothing, when this thread is not inside.
     void Exit();
 
+    /// Whether the calling thread is inside.
+    bool IsInside() const;
+
 private:
     std::mutex mMutex;
     std::atomic<std::uintptr_t> mOwner{0}; // the thread inside; only that thread ever reads its own id here

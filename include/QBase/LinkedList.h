@@ -80,6 +80,8 @@ private:
         bool operator==(const BasicIterator& other) const { return mpNode == other.mpNode; }
 
     private:
+        friend class LinkedList;
+
         Node* mpNode = nullptr;
     };
 
@@ -99,6 +101,10 @@ public:
 
     /// Appends at the back, which it finds by walking from the front.
     void Add(const T& value);
+
+    /// Inserts behind the element at `position`, which is in this list, without a walk: whoever remembers the
+    /// last element appends with it. The place of the new element; end() when there is no memory.
+    Iterator InsertBehind(Iterator position, const T& value);
 
     /// Removes the first element equal to `value`. False when there is none.
     bool Remove(typename LookupArgument<T>::Type value);
@@ -156,6 +162,19 @@ void LinkedList<T>::Add(const T& value)
     }
     *ppLink = pNode;
     ++mSize;
+}
+
+template <typename T>
+typename LinkedList<T>::Iterator LinkedList<T>::InsertBehind(Iterator position, const T& value)
+{
+    Node* pNode = new Node(value);
+    if (!pNode) {
+        return end();
+    }
+    pNode->mpNext = position.mpNode->mpNext; // with the reference that the element held
+    position.mpNode->mpNext = pNode;
+    ++mSize;
+    return Iterator(pNode);
 }
 
 template <typename T>

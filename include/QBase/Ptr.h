@@ -33,15 +33,20 @@ namespace QBase
 
 class ArrayPropertyCommon;
 class ClassInfoTable;
+class DeferredCall;
+class DeferredList;
 class EnumInfoObject;
 class Function;
 class List;
+class Lock;
 class ObjectDiff;
 class ObjectDiffHandler;
 class Object;
 class Property;
 class Table;
 class TablePath;
+class ThreadExecutor;
+class Timer;
 class Value;
 class ValuePropertyCommon;
 
@@ -126,15 +131,20 @@ private:
 // instantiated in Containers.cpp.
 extern template class QBASE_API Ptr<ArrayPropertyCommon>;
 extern template class QBASE_API Ptr<ClassInfoTable>;
+extern template class QBASE_API Ptr<DeferredCall>;
+extern template class QBASE_API Ptr<DeferredList>;
 extern template class QBASE_API Ptr<EnumInfoObject>;
 extern template class QBASE_API Ptr<Function>;
 extern template class QBASE_API Ptr<List>;
+extern template class QBASE_API Ptr<Lock>;
 extern template class QBASE_API Ptr<Object>;
 extern template class QBASE_API Ptr<ObjectDiff>;
 extern template class QBASE_API Ptr<ObjectDiffHandler>;
 extern template class QBASE_API Ptr<Property>;
 extern template class QBASE_API Ptr<Table>;
 extern template class QBASE_API Ptr<TablePath>;
+extern template class QBASE_API Ptr<ThreadExecutor>;
+extern template class QBASE_API Ptr<Timer>;
 extern template class QBASE_API Ptr<ValuePropertyCommon>;
 
 // Comparisons are those of the raw pointers. Without these, the two conversions of a Ptr would compete.

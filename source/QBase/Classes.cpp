@@ -2,12 +2,15 @@
 // order is then the same whatever order the linker put the units in.
 
 #include "QBase/ClassInfoTable.h"
+#include "QBase/DeferredCall.h"
+#include "QBase/DeferredList.h"
 #include "QBase/Enum.h"
 #include "QBase/ErrorHandler.h"
 #include "QBase/File.h"
 #include "QBase/Function.h"
 #include "QBase/IOStream.h"
 #include "QBase/List.h"
+#include "QBase/Lock.h"
 #include "QBase/MemoryFile.h"
 #include "QBase/ObjectDiff.h"
 #include "QBase/ObjectDiffHandler.h"
@@ -17,6 +20,8 @@
 #include "QBase/SystemFile.h"
 #include "QBase/Table.h"
 #include "QBase/TablePath.h"
+#include "QBase/ThreadExecutor.h"
+#include "QBase/Timer.h"
 
 namespace QBase
 {
@@ -45,6 +50,11 @@ struct Registrations
     Registration<ObjectDiffHandler, Object> mObjectDiffHandler;
     Registration<ObjectDiff, Object> mObjectDiff;
     Registration<ErrorHandler, Object> mErrorHandler;
+    Registration<Lock, Object> mLock;
+    Registration<DeferredCall, Object> mDeferredCall;
+    Registration<DeferredList, Object> mDeferredList;
+    Registration<ThreadExecutor, Object> mThreadExecutor;
+    Registration<Timer, Object> mTimer;
     Registration<Stream, Object> mStream;
     Registration<IOStream, Stream> mIOStream;
     Registration<File, Stream> mFile;

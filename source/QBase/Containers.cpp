@@ -3,12 +3,15 @@
 
 #include "QBase/Array.h"
 #include "QBase/ClassInfoTable.h"
+#include "QBase/DeferredCall.h"
+#include "QBase/DeferredList.h"
 #include "QBase/DynamicProperty.h"
 #include "QBase/Enum.h"
 #include "QBase/Function.h"
 #include "QBase/HashTable.h"
 #include "QBase/LinkedList.h"
 #include "QBase/List.h"
+#include "QBase/Lock.h"
 #include "QBase/Object.h"
 #include "QBase/ObjectDiff.h"
 #include "QBase/ObjectDiffHandler.h"
@@ -16,6 +19,8 @@
 #include "QBase/Ptr.h"
 #include "QBase/Table.h"
 #include "QBase/TablePath.h"
+#include "QBase/ThreadExecutor.h"
+#include "QBase/Timer.h"
 #include "QBase/Value.h"
 
 namespace QBase
@@ -23,15 +28,20 @@ namespace QBase
 
 template class Ptr<ArrayPropertyCommon>;
 template class Ptr<ClassInfoTable>;
+template class Ptr<DeferredCall>;
+template class Ptr<DeferredList>;
 template class Ptr<EnumInfoObject>;
 template class Ptr<Function>;
 template class Ptr<List>;
+template class Ptr<Lock>;
 template class Ptr<Object>;
 template class Ptr<ObjectDiff>;
 template class Ptr<ObjectDiffHandler>;
 template class Ptr<Property>;
 template class Ptr<Table>;
 template class Ptr<TablePath>;
+template class Ptr<ThreadExecutor>;
+template class Ptr<Timer>;
 template class Ptr<ValuePropertyCommon>;
 
 template class Array<Ptr<Object>>;

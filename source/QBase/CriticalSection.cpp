@@ -28,4 +28,9 @@ void CriticalSection::Exit()
     }
 }
 
+bool CriticalSection::IsInside() const
+{
+    return mOwner.load(std::memory_order_relaxed) == Platform::CurrentThread();
+}
+
 } // namespace QBase

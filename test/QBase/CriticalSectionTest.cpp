@@ -158,3 +158,30 @@ TEST(CriticalSectionTest, ExitOfAnotherThreadAssertsAndKeepsTheOwnerInside)
     EXPECT_THAT(console.TakeErrors(), ::testing::HasSubstr("ERROR: CriticalSection (line "));
     section.Exit();
 }
+
+TEST(CriticalSectionTest, IsInsideIsAboutTheCallingThread)
+{
+    CriticalSection section;
+    EXPECT_FALSE(section.IsInside());
+    CriticalSection::Block block(&section);
+    EXPECT_TRUE(section.IsInside());
+    std::thread([&section] { EXPECT_FALSE(section.IsInside()); }).join();
+}
+
+TEST(CriticalSectionThreadsTest, TwoThreadsCountWithoutALoss)
+{
+    CriticalSection section;
+    int count = 0;
+    const auto work = [&] {
+        for (int i = 0; i < 20000; ++i) {
+            CriticalSection::Block outer(&section);
+            CriticalSection::Block inner(&section);
+            ++count;
+        }
+    };
+    std::thread first(work);
+    std::thread second(work);
+    first.join();
+    second.join();
+    EXPECT_EQ(count, 40000);
+}

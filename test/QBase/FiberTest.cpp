@@ -2,9 +2,9 @@
 
 #include "QBase/List.h"
 #include "QBase/Object.h"
-#include "QBase/Reflection.h"
 
 #include "Support/CapturedMessages.h"
+#include "Support/TestAction.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -83,27 +83,6 @@ public:
 private:
     void* mpFiber;
 };
-
-// Calls a function when it is executed.
-class Action : public Object
-{
-    QBASE_OBJECT(Action, Object)
-
-public:
-    explicit Action(std::function<void()> work) : mWork(std::move(work)) {}
-    void Execute(const Value&) override { mWork(); }
-
-private:
-    explicit Action(const Value&) {}
-    Action(const Action&) = default;
-
-    std::function<void()> mWork;
-};
-
-QBASE_IMPLEMENT(FiberTest, Action)
-
-void Action::Implement()
-{}
 
 } // namespace
 
@@ -366,7 +345,7 @@ TEST(FiberTest, AListThatExecutesOnOneFiberMayExecuteOnAnother)
     Script* pScript = nullptr;
     int runs = 0;
     const Ptr<List> pList = List::Construct(Value::Null);
-    pList->Insert(new Action([&] {
+    pList->Insert(new TestAction([&](const Value&) {
         ++runs;
         if (!pScript->IsDone() && runs == 1) {
             pScript->Wait(); // leaves in the middle of the walk

@@ -312,3 +312,31 @@ TEST(LinkedListTest, StaysAsItIsWhenMemoryRunsOut)
     EXPECT_THAT(Walk(list), ElementsAre(1));
     EXPECT_EQ(list.GetSize(), 1);
 }
+
+TEST(LinkedListTest, InsertBehindPutsAnElementBehindAPlaceAndAnswersTheNewPlace)
+{
+    LinkedList<int> list = ListOf({1});
+
+    LinkedList<int>::Iterator last = list.InsertBehind(list.begin(), 4);
+    EXPECT_EQ(*last, 4);
+    list.InsertBehind(list.begin(), 2);
+    last = list.InsertBehind(last, *last); // an element of the list is a good argument
+    list.Add(5);
+
+    EXPECT_THAT(Walk(list), ElementsAre(1, 2, 4, 4, 5));
+    EXPECT_EQ(list.GetSize(), 5);
+    list.Clear();
+    EXPECT_EQ(list.GetSize(), 0);
+}
+
+TEST(LinkedListTest, InsertBehindAnswersTheEndAndChangesNothingWhenMemoryRunsOut)
+{
+    CapturedConsole console;
+    LinkedList<int> list = ListOf({1});
+    Memory::SetFailureHook([](unsigned, AllocType) { return true; });
+
+    EXPECT_EQ(list.InsertBehind(list.begin(), 2), list.end());
+    Memory::SetFailureHook(nullptr);
+
+    EXPECT_THAT(Walk(list), ElementsAre(1));
+}
