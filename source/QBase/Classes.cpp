@@ -1,12 +1,15 @@
 // Registers every class of the library, bases first, before any other registrar runs: the registry's walk
 // order is then the same whatever order the linker put the units in.
 
+#include "QBase/AsciiSerializer.h"
+#include "QBase/BinarySerializer.h"
 #include "QBase/ClassInfoTable.h"
 #include "QBase/DeferredCall.h"
 #include "QBase/DeferredList.h"
 #include "QBase/Enum.h"
 #include "QBase/ErrorHandler.h"
 #include "QBase/File.h"
+#include "QBase/FileSerializer.h"
 #include "QBase/Function.h"
 #include "QBase/IOStream.h"
 #include "QBase/List.h"
@@ -16,6 +19,7 @@
 #include "QBase/ObjectDiffHandler.h"
 #include "QBase/Property.h"
 #include "QBase/Resource.h"
+#include "QBase/Serializer.h"
 #include "QBase/Stream.h"
 #include "QBase/SystemFile.h"
 #include "QBase/Table.h"
@@ -61,6 +65,10 @@ struct Registrations
     Registration<SystemFile, File> mSystemFile;
     Registration<MemoryFile, File> mMemoryFile;
     Registration<Resource, Object> mResource;
+    Registration<Serializer, Object> mSerializer;
+    Registration<AsciiSerializer, Serializer> mAsciiSerializer;
+    Registration<BinarySerializer, Serializer> mBinarySerializer;
+    Registration<FileSerializer, Object> mFileSerializer;
 };
 
 [[maybe_unused]] const Registrations sRegistrations QBASE_INITIALISE_EARLY;

@@ -1,6 +1,7 @@
 #include "QBase/Global.h"
 
 #include "QBase/ClassInfoTable.h"
+#include "QBase/ConstructFunction.h"
 #include "QBase/DescribeClass.h"
 #include "QBase/Error.h"
 #include "QBase/Function.h"
@@ -30,7 +31,9 @@ Table* FindTable(const Table* pTable, const String& name)
                                                                            : nullptr;
 }
 
-Function* FindConstruct(const String& module, const String& className)
+} // namespace
+
+Function* FindConstructFunction(const String& module, const String& className)
 {
     static const String& sConstruct = *new String("Construct");
     if (spModuleTable == nullptr) {
@@ -42,8 +45,6 @@ Function* FindConstruct(const String& module, const String& className)
     return pEntry != nullptr && pEntry->IsDerivedType(Function::ClassTable()) ? static_cast<Function*>(pEntry)
                                                                               : nullptr;
 }
-
-} // namespace
 
 void Init()
 {
@@ -77,7 +78,7 @@ Table* LoadModule(const String& name)
 
 Ptr<Object> Construct(const String& module, const String& className, const Value& arg)
 {
-    Function* const pConstruct = FindConstruct(module, className);
+    Function* const pConstruct = FindConstructFunction(module, className);
     if (pConstruct == nullptr) {
         Error("Global", __LINE__, "Failed to construct '%s.%s'", module.c_str(), className.c_str());
         return nullptr;

@@ -1,0 +1,35 @@
+// AsciiSerializer keeps object graphs as XML that people can read and edit. docs/Formats.md describes the
+// format.
+//
+//     Ptr<AsciiSerializer> pSerializer = AsciiSerializer::Construct(Value::Null);
+//     pSerializer->Serialize(pScene, pFile);
+//     ...
+//     Value scene = pSerializer->Deserialize(pFile);
+//
+// A document takes the whole file: loading begins at the file's start, wherever its position is. A chain of
+// references makes paths as long as the chain, so a document grows with the square of the depth of its graph.
+// What only binary files keep: float vectors beyond six decimals, the payload of a NaN, empty names.
+
+#pragma once
+
+#include "QBase/Serializer.h"
+
+namespace QBase
+{
+
+class QBASE_API AsciiSerializer : public Serializer
+{
+    QBASE_OBJECT(AsciiSerializer, Serializer)
+
+public:
+    /// As told for Serializer; writes nothing at all when it fails.
+    bool Serialize(Object* pObject, File* pFile) override;
+    Value Deserialize(File* pFile) override;
+
+protected:
+    explicit AsciiSerializer(const Value& value);
+    AsciiSerializer(const AsciiSerializer& other) = default;
+    AsciiSerializer& operator=(const AsciiSerializer& other) = default;
+};
+
+} // namespace QBase

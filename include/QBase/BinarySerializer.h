@@ -1,0 +1,33 @@
+// BinarySerializer keeps object graphs as compact little-endian bytes: names and texts once, references as
+// numbers. docs/Formats.md describes the format.
+//
+//     Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
+//     pSerializer->Serialize(pScene, pFile);
+//     ...
+//     Value scene = pSerializer->Deserialize(pFile);
+//
+// A graph may stand anywhere in a file: saving and loading begin at the file's position, and after loading
+// the position is behind the graph's last byte. Saving takes two writes, loading two reads.
+
+#pragma once
+
+#include "QBase/Serializer.h"
+
+namespace QBase
+{
+
+class QBASE_API BinarySerializer : public Serializer
+{
+    QBASE_OBJECT(BinarySerializer, Serializer)
+
+public:
+    bool Serialize(Object* pObject, File* pFile) override;
+    Value Deserialize(File* pFile) override;
+
+protected:
+    explicit BinarySerializer(const Value& value);
+    BinarySerializer(const BinarySerializer& other) = default;
+    BinarySerializer& operator=(const BinarySerializer& other) = default;
+};
+
+} // namespace QBase

@@ -1,0 +1,42 @@
+// Serializer saves an object, with everything that can be reached from it, to a file, and loads it back:
+// values of properties, objects that properties, tables and lists refer to, shared references and cycles.
+//
+//     Ptr<Serializer> pSerializer = BinarySerializer::Construct(Value::Null); // or AsciiSerializer
+//     Ptr<File> pFile = SystemFile::Construct(Value::Null);
+//     if (pFile->Open("scene.dat", File::MODE_WRITE))
+//         pSerializer->Serialize(pScene, pFile);
+//
+// Which properties count, and in which order, is the same everywhere: see Property::IsExcluded. A class may
+// change between saving and loading; a stored value that no longer fits is passed over with a warning.
+//
+// Threads: a serializer holds nothing between calls, but the graph is to stand still during one.
+
+#pragma once
+
+#include "QBase/Object.h"
+
+namespace QBase
+{
+
+class File;
+
+class QBASE_API Serializer : public Object
+{
+    QBASE_OBJECT(Serializer, Object)
+
+public:
+    /// Writes from the file's position on and leaves the file open. False, after a report, when the graph
+    /// holds something that no file can, or when not all bytes could be written. A null object makes a file
+    /// without objects.
+    virtual bool Serialize(Object* pObject, File* pFile) = 0;
+
+    /// The object as a Value, or the void Value after a report. Damaged files leave nothing behind.
+    virtual Value Deserialize(File* pFile) = 0;
+
+protected:
+    explicit Serializer(const Value& value);
+    Serializer(const Serializer& other) = default;
+    Serializer& operator=(const Serializer& other) = default;
+};
+
+} // namespace QBase

@@ -1,0 +1,125 @@
+// BinaryReader rebuilds an object graph from the bytes that follow the header of a binary file.
+//
+//     BinaryReader reader(pBytes, size, filename);
+//     Value root = reader.Read();    // void after a report; once
+//     reader.GetRemaining();         // bytes behind the graph
+//
+// It trusts nothing that it reads: counts are held against the bytes left, indices against their tables.
+
+#pragma once
+
+#include "QBase/BuiltGraph.h"
+#include "QBase/ClassInfoTable.h"
+#include "QBase/Function.h"
+#include "QBase/PositionIndex.h"
+#include "QBase/Property.h"
+#include "QBase/ValueBytes.h"
+
+#include <vector>
+
+namespace QBase
+{
+
+class StoredProperty;
+
+class BinaryReader
+{
+public:
+    /// The bytes stay the caller's, with one to spare behind them. They are written to while reading, and
+    /// put back.
+    BinaryReader(unsigned char* pBytes, std::size_t size, const String& filename)
+        : mpBytes(pBytes), mBytes(pBytes, size), mFilename(filename)
+    {}
+
+    Value Read();
+    std::size_t GetRemaining() const { return mBytes.GetRemaining(); }
+
+private:
+    template <typename References>
+    friend bool ValueBytes::Read(ByteReader& rBytes, Value::Type type, Value& rValue,
+                                 References& rReferences);
+
+    // A class as the file names it.
+    struct StoredClass
+    {
+        String mModule;
+        String mName;
+        Ptr<Function> mpConstruct; // null for a class that is not registered
+    };
+
+    // What loading found out about a class of objects without properties of their own.
+    struct LoadedClass
+    {
+        ClassInfoTable* mpTable; // borrowed: class tables are never released
+        bool mbTable;            // a Table that is no ClassInfoTable: its entries are all the file's
+        bool mbChildren;         // a Table or a List
+        bool mbList;
+
+        // By the place of the property's record: most objects of a class are stored alike.
+        struct Slot
+        {
+            int mNameIndex;
+            Ptr<Property> mpProperty; // null for a name that the class does not know
+        };
+        std::vector<Slot> mSlots;
+    };
+
+    struct ObjectRecord
+    {
+        int mPropertyCount;
+        int mChildCount;
+    };
+
+    struct PropertyRecord
+    {
+        int mNameIndex;
+        const String& mName;
+        Value::Type mType;
+        bool mbArray;
+        bool mbDynamic;
+    };
+
+    bool ReadTexts(int count);
+    bool ReadObjects(int count);
+    bool ReadContents();
+    bool ReadProperty(Object* pObject, LoadedClass& rClass, int place);
+    bool ReadArray(Object* pObject, const PropertyRecord& record, Property* pProperty);
+    bool ReadChild(Object* pObject, const LoadedClass& loadedClass);
+    bool ReadText(ByteReader& rBytes, Value& rText);
+    bool ReadObject(ByteReader& rBytes, Value& rObject);
+    bool ReadTextIndex(int& rIndex);
+
+    Ptr<Object> ConstructObject(int moduleIndex, int nameIndex);
+    void NoteReference(Value::Type type, const StoredProperty& property);
+    void NoteLink(Object* pObject, Value::Type type, Property* pProperty);
+    Property* FindProperty(Object* pObject, LoadedClass& rClass, int place, const PropertyRecord& record);
+    LoadedClass& FindClass(Object* pObject);
+    const String& GetText(int index) const
+    {
+        return index < 0 ? String::Null : mTexts[static_cast<std::size_t>(index)];
+    }
+
+    bool CheckIndex(int index, std::size_t size) const;
+    bool Fail(const char* pWhat) const;
+    bool FailShort() const { return Fail("unexpected end of file"); }
+
+    unsigned char* mpBytes;
+    ByteReader mBytes;
+    String mFilename;
+    std::vector<String> mTexts;
+    std::vector<ObjectRecord> mRecords;
+    BuiltGraph mGraph;
+    int mPosition = 0;    // of the object whose contents are being read
+    int mLastObject = -1; // the index that ReadObject read
+
+    std::vector<StoredClass> mStoredClasses;
+    PositionIndex mStoredClassIndex; // by both name indices
+    std::uint64_t mLastClassKey = ~std::uint64_t(0);
+    int mLastStoredClass = 0;
+
+    std::vector<LoadedClass> mClasses;
+    PositionIndex mClassIndex; // by class table
+    int mLastClass = -1;
+};
+
+} // namespace QBase

@@ -1,0 +1,113 @@
+#include "QBase/BinarySerializer.h"
+
+#include "QBase/BinaryReader.h"
+#include "QBase/BinaryWriter.h"
+#include "QBase/Error.h"
+#include "QBase/File.h"
+#include "QBase/FileFormat.h"
+#include "QBase/Reflection.h"
+#include "QBase/ValueBytes.h"
+
+#include <limits>
+#include <memory>
+
+namespace QBase
+{
+
+namespace
+{
+
+constexpr int HEADER_SIZE = 8; // id, version
+
+bool CheckVersion(int version, File* pFile)
+{
+    if (version == FileFormat::VERSION) {
+        return true;
+    }
+    const String filename = pFile->GetFilename();
+    if (version < FileFormat::VERSION) {
+        Info("WARNING: File '%s' is stored in legacy version %d (system at version %d)", filename.c_str(),
+             version, FileFormat::VERSION);
+    }
+    // The readers of versions 1 and 2 would stand in BinarySerializer01 and BinarySerializer02.
+    Error(QBASE_HERE, "Deserialize failed, file '%s' version %d not supported (system at version %d)",
+          filename.c_str(), version, FileFormat::VERSION);
+    return false;
+}
+
+// Reads the header. A file that ends before it does has said so itself.
+bool ReadHeader(File* pFile)
+{
+    unsigned char header[HEADER_SIZE];
+    if (pFile->Read(header, HEADER_SIZE) != HEADER_SIZE) {
+        return false;
+    }
+    if (ValueBytes::LoadInt(header) != FileFormat::ID) {
+        Error(QBASE_HERE, "Deserialize failed, file id mismatch for file '%s'.",
+              pFile->GetFilename().c_str());
+        return false;
+    }
+    return CheckVersion(ValueBytes::LoadInt(header + 4), pFile);
+}
+
+} // namespace
+
+QBASE_IMPLEMENT(QBase, BinarySerializer)
+
+void BinarySerializer::Implement()
+{}
+
+BinarySerializer::BinarySerializer(const Value& value) : Serializer(value)
+{}
+
+bool BinarySerializer::Serialize(Object* pObject, File* pFile)
+{
+    if (pFile == nullptr) {
+        return false;
+    }
+    const KeepAlive keepFile(pFile);
+    unsigned char header[HEADER_SIZE];
+    ValueBytes::StoreInt(header, FileFormat::ID);
+    ValueBytes::StoreInt(header + 4, FileFormat::VERSION);
+    if (pFile->Write(header, HEADER_SIZE) != HEADER_SIZE) {
+        return false;
+    }
+    BinaryWriter writer;
+    ByteBuffer bytes;
+    if (!writer.Write(pObject, bytes)) {
+        return false;
+    }
+    if (bytes.GetSize() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+        Error(QBASE_HERE, "Failed to serialize to file '%s' - the graph takes %llu bytes",
+              pFile->GetFilename().c_str(), static_cast<unsigned long long>(bytes.GetSize()));
+        return false;
+    }
+    const int size = static_cast<int>(bytes.GetSize());
+    return pFile->Write(bytes.GetData(), size) == size;
+}
+
+Value BinarySerializer::Deserialize(File* pFile)
+{
+    if (pFile == nullptr) {
+        return Value();
+    }
+    const KeepAlive keepFile(pFile);
+    if (!ReadHeader(pFile)) {
+        return Value();
+    }
+    const int size = pFile->BytesAvailable();
+    // One byte more, so that the last text of the table has room for a terminator.
+    const std::unique_ptr<unsigned char[]> pBytes(
+        new unsigned char[static_cast<std::size_t>(size > 0 ? size : 0) + 1]);
+    if (size > 0 && pFile->Read(pBytes.get(), size) != size) {
+        return Value();
+    }
+    BinaryReader reader(pBytes.get(), static_cast<std::size_t>(size > 0 ? size : 0), pFile->GetFilename());
+    const Value root = reader.Read();
+    if (!root.IsVoid() && reader.GetRemaining() > 0) {
+        pFile->SeekCurrent(-static_cast<int>(reader.GetRemaining()));
+    }
+    return root;
+}
+
+} // namespace QBase

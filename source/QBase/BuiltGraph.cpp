@@ -1,0 +1,154 @@
+#include "QBase/BuiltGraph.h"
+
+#include "QBase/List.h"
+#include "QBase/Property.h"
+#include "QBase/PropertyList.h"
+#include "QBase/Table.h"
+
+#include <algorithm>
+
+namespace QBase
+{
+
+BuiltGraph::~BuiltGraph()
+{
+    if (mbHandedOver) {
+        return;
+    }
+    for (const Link& link : mExcludedLinks) {
+        Unlink(link.mpObject, link.mpProperty);
+    }
+    for (std::size_t i = 0; i < mObjects.size(); ++i) {
+        if (mIsOurs[i]) {
+            Unlink(mObjects[i]);
+        }
+    }
+}
+
+void BuiltGraph::AddExcludedLink(Object* pObject, Property* pProperty)
+{
+    mExcludedLinks.push_back({pObject, pProperty});
+}
+
+Value BuiltGraph::HandOver()
+{
+    mbHandedOver = true;
+    Value root(mObjects.front());
+    ReleaseUnreachable();
+    return root;
+}
+
+// Files list objects in the order of a walk, in which each is reached from one before it. Only when that does
+// not hold is there anything to look for.
+void BuiltGraph::ReleaseUnreachable()
+{
+    if (std::find(mIsReached.begin(), mIsReached.end(), false) == mIsReached.end()) {
+        return;
+    }
+    const int size = GetSize();
+    for (int position = 0; position < size; ++position) {
+        mPositions.Insert(PositionIndex::KeyOf(GetAt(position)), position);
+    }
+    mIsReached.assign(mIsReached.size(), false);
+    mIsReached[0] = true;
+    std::vector<int> reached{0};
+    Spread(reached);
+
+    // An object that somebody else holds, beside this list and the other unreached ones, stays as it is.
+    std::vector<int> references(static_cast<std::size_t>(size), 1);
+    for (int position = 0; position < size; ++position) {
+        if (!mIsReached[static_cast<std::size_t>(position)]) {
+            VisitTargets(position, [&](int target) { ++references[static_cast<std::size_t>(target)]; });
+        }
+    }
+    for (int position = 0; position < size; ++position) {
+        const std::size_t i = static_cast<std::size_t>(position);
+        if (!mIsReached[i] && (!mIsOurs[i] || mObjects[i]->GetReferenceCount() > references[i])) {
+            mIsReached[i] = true;
+            reached.push_back(position);
+        }
+    }
+    Spread(reached);
+    for (std::size_t i = 0; i < mObjects.size(); ++i) {
+        if (!mIsReached[i]) {
+            Unlink(mObjects[i]);
+        }
+    }
+}
+
+// Marks everything that the reached objects lead to.
+void BuiltGraph::Spread(std::vector<int>& rReached)
+{
+    while (!rReached.empty()) {
+        const int position = rReached.back();
+        rReached.pop_back();
+        VisitTargets(position, [&](int target) {
+            if (!mIsReached[static_cast<std::size_t>(target)]) {
+                mIsReached[static_cast<std::size_t>(target)] = true;
+                rReached.push_back(target);
+            }
+        });
+    }
+}
+
+// Calls `visit` with the position of each object of the graph that the one at `position` refers to.
+template <typename Visit>
+void BuiltGraph::VisitTargets(int position, Visit visit) const
+{
+    Object* const pObject = GetAt(position);
+    const auto visitObject = [&](Object* pTarget) {
+        const int target = mPositions.Find(PositionIndex::KeyOf(pTarget));
+        if (target != PositionIndex::NONE) {
+            visit(target);
+        }
+    };
+    for (const PropertyList::Entry& entry : PropertyList(pObject)) {
+        const Value::Type type = entry.mpProperty->GetType();
+        if (type != Value::TYPE_OBJECT && type != Value::TYPE_VALUE) {
+            continue;
+        }
+        if (!entry.mpProperty->IsArray()) {
+            visitObject(entry.mpProperty->Get(pObject).AsObject());
+            continue;
+        }
+        for (int i = 0; i < entry.mpProperty->GetSize(pObject); ++i) {
+            visitObject(entry.mpProperty->GetAt(pObject, i).AsObject());
+        }
+    }
+    if (pObject->IsDerivedType(Table::ClassTable())) {
+        for (const auto& node : static_cast<Table*>(pObject)->GetEntries()) {
+            visitObject(node.GetValue());
+        }
+    } else if (pObject->IsDerivedType(List::ClassTable())) {
+        for (const Ptr<Object>& pItem : static_cast<List*>(pObject)->GetObjects()) {
+            visitObject(pItem);
+        }
+    }
+}
+
+void BuiltGraph::Unlink(Object* pObject)
+{
+    for (const PropertyList::Entry& entry : PropertyList(pObject)) {
+        Property* const pProperty = entry.mpProperty;
+        const Value::Type type = pProperty->GetType();
+        if ((type == Value::TYPE_OBJECT || type == Value::TYPE_VALUE) && !pProperty->IsExcluded()) {
+            Unlink(pObject, pProperty);
+        }
+    }
+    if (pObject->IsDerivedType(Table::ClassTable())) {
+        static_cast<Table*>(pObject)->Clear();
+    } else if (pObject->IsDerivedType(List::ClassTable())) {
+        static_cast<List*>(pObject)->Clear();
+    }
+}
+
+void BuiltGraph::Unlink(Object* pObject, Property* pProperty)
+{
+    if (pProperty->IsArray()) {
+        pProperty->Clear(pObject);
+    } else {
+        pProperty->Set(pObject, Value(nullptr));
+    }
+}
+
+} // namespace QBase

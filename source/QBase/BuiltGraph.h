@@ -1,0 +1,78 @@
+// BuiltGraph holds the objects that a load has made so far. When the load fails, the links that it made among
+// them are undone, so that half-built cycles do not keep themselves alive. When it succeeds, the same happens
+// to objects that the root does not lead to, because what led to them no longer fits its class.
+//
+//     BuiltGraph graph;
+//     graph.Add(Construct(module, className));
+//     ...                                        // an early return undoes everything
+//     return graph.HandOver();                   // the first object
+
+#pragma once
+
+#include "QBase/Object.h"
+#include "QBase/PositionIndex.h"
+#include "QBase/Ptr.h"
+#include "QBase/Value.h"
+
+#include <utility>
+#include <vector>
+
+namespace QBase
+{
+
+class BuiltGraph
+{
+public:
+    BuiltGraph() = default;
+    BuiltGraph(const BuiltGraph&) = delete;
+    BuiltGraph& operator=(const BuiltGraph&) = delete;
+    ~BuiltGraph();
+
+    /// Holds an object, which is not null.
+    void Add(Ptr<Object> pObject)
+    {
+        mIsOurs.push_back(pObject->GetReferenceCount() == 1);
+        mIsReached.push_back(mObjects.empty());
+        mObjects.push_back(std::move(pObject));
+    }
+
+    int GetSize() const { return static_cast<int>(mObjects.size()); }
+    Object* GetAt(int index) const { return mObjects[static_cast<std::size_t>(index)]; }
+
+    /// The file links objects through this property, which the general clean-up would pass over.
+    void AddExcludedLink(Object* pObject, Property* pProperty);
+
+    /// The object at `from` now refers to the one at `to`.
+    void NoteReference(int from, int to)
+    {
+        if (from < to) {
+            mIsReached[static_cast<std::size_t>(to)] = true;
+        }
+    }
+
+    /// The first object. From now on nothing is undone.
+    Value HandOver();
+
+private:
+    struct Link
+    {
+        Object* mpObject; // one of mObjects
+        Ptr<Property> mpProperty;
+    };
+
+    void ReleaseUnreachable();
+    void Spread(std::vector<int>& rReached);
+    template <typename Visit>
+    void VisitTargets(int position, Visit visit) const;
+    static void Unlink(Object* pObject);
+    static void Unlink(Object* pObject, Property* pProperty);
+
+    std::vector<Ptr<Object>> mObjects;
+    std::vector<bool> mIsOurs;    // false for an object that a class's Construct gave out before
+    std::vector<bool> mIsReached; // true for one that an object before it refers to; hence from the root
+    PositionIndex mPositions;     // of the objects, once unreached ones are looked for
+    std::vector<Link> mExcludedLinks;
+    bool mbHandedOver = false;
+};
+
+} // namespace QBase

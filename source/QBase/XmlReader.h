@@ -1,0 +1,115 @@
+// XmlReader rebuilds an object graph from the text of an XML document.
+//
+//     XmlReader reader(filename);
+//     if (reader.Parse(pText, size))
+//         Value root = reader.Read();   // void after a report; once
+
+#pragma once
+
+#include "QBase/BuiltGraph.h"
+#include "QBase/ClassInfoTable.h"
+#include "QBase/Function.h"
+#include "QBase/List.h"
+#include "QBase/PositionIndex.h"
+#include "QBase/Property.h"
+#include "QBase/Table.h"
+
+#include <tinyxml2.h>
+
+#include <deque>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace QBase
+{
+
+class StoredProperty;
+
+class XmlReader
+{
+public:
+    explicit XmlReader(const String& filename)
+        : mFilename(filename), mDocument(false, tinyxml2::PRESERVE_WHITESPACE)
+    {}
+
+    /// False, after a report, when the text is no well-formed document.
+    bool Parse(const char* pText, std::size_t size);
+    Value Read();
+
+private:
+    // What loading found out about a class of objects without properties of their own.
+    struct LoadedClass
+    {
+        ClassInfoTable* mpTable; // borrowed: class tables are never released
+        bool mbTable;
+        bool mbList;
+        bool mbOwnEntries; // a ClassInfoTable, which keeps what its class put into it
+
+        // By the place of the property's element: most objects of a class are stored alike.
+        struct Slot
+        {
+            String mName;
+            Ptr<Property> mpProperty; // null for a name that the class does not know
+        };
+        std::vector<Slot> mSlots;
+    };
+
+    // The attributes of a "Property" element.
+    struct PropertyElement
+    {
+        std::string_view mName; // borrowed from the document, or from mNameText
+        Value::Type mType;
+        bool mbArray;
+        bool mbDynamic;
+    };
+
+    bool CheckDocument() const;
+    bool ReportParseError(const char* pDescription) const;
+    bool CheckHeader(const tinyxml2::XMLElement* pRoot) const;
+    Ptr<Object> ConstructObject(const tinyxml2::XMLElement* pElement);
+    bool ReadObjects(const tinyxml2::XMLElement* pRoot);
+    bool ReadObject(const tinyxml2::XMLElement* pElement);
+    bool ReadContents(const tinyxml2::XMLElement* pElement, Object* pObject);
+    bool ReadProperty(const tinyxml2::XMLElement* pElement, Object* pObject, LoadedClass& rClass, int place);
+    bool ReadArray(const tinyxml2::XMLElement* pElement, Object* pObject, Value::Type type,
+                   const LoadedClass::Slot& slot);
+    bool ReadEntry(const tinyxml2::XMLElement* pElement, Table* pTable);
+    bool ReadItem(const tinyxml2::XMLElement* pElement, List* pList);
+    bool ReadValue(const tinyxml2::XMLElement* pElement, Value::Type type, Property* pProperty,
+                   Value& rValue);
+    bool ReadEnum(const char* pText, Property* pProperty, Value& rValue) const;
+
+    PropertyElement ReadAttributes(const tinyxml2::XMLElement* pElement);
+    const LoadedClass::Slot& FindProperty(Object* pObject, LoadedClass& rClass, int place,
+                                          const PropertyElement& element);
+    LoadedClass& FindClass(Object* pObject);
+    void NoteReference(Value::Type type, const StoredProperty& property);
+    void NoteLink(Object* pObject, Value::Type type, Property* pProperty);
+
+    const char* GetText(const tinyxml2::XMLElement* pElement);
+    static std::string_view Unescape(const char* pText, std::string& rScratch);
+    bool FindObject(std::string_view path, Value& rObject);
+
+    String mFilename;
+    tinyxml2::XMLDocument mDocument;
+    BuiltGraph mGraph;
+    int mPosition = 0;                       // of the object whose contents are being read
+    int mLastObject = -1;                    // the position that FindObject found; -1 for null
+    std::deque<std::string> mUnescapedPaths; // of those that stand escaped in the document
+    std::vector<std::string_view> mPaths;    // by position
+    PositionIndex mPathIndex;
+
+    std::vector<LoadedClass> mClasses;
+    PositionIndex mClassIndex; // by class table
+    int mLastClass = -1;
+    LoadedClass::Slot mOwnSlot; // of an object with properties of its own
+
+    std::string mLastModule; // of the object before
+    std::string mLastClassName;
+    Ptr<Function> mpLastConstruct;
+    std::string mText; // scratch
+    std::string mNameText;
+};
+
+} // namespace QBase
