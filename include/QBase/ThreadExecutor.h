@@ -53,6 +53,9 @@ public:
     /// Ends the thread and waits for it.
     void Stop();
 
+    /// Whether there is a thread that has not come to its end.
+    bool IsRunning() const;
+
     /// Stops, unless on its own thread, which then ends by itself.
     ~ThreadExecutor() override;
 

@@ -31,8 +31,8 @@ struct ThreadExecutor::State
     std::atomic<int> mSleep{10}; // milliseconds
     std::atomic<unsigned> mStopRequests{0};
 
-    std::mutex mControl;        // held by other threads' Start and Stop; never entered by the thread itself
-    unsigned mThreadHandle = 0; // guarded by mControl; 0 when no thread runs
+    std::mutex mControl; // held by other threads' Start and Stop; never entered by the thread itself
+    std::atomic<unsigned> mThreadHandle{0}; // changed with mControl held; 0 when no thread runs
 };
 
 namespace
@@ -153,6 +153,11 @@ void ThreadExecutor::Stop()
     }
     const std::lock_guard<std::mutex> guard(mpState->mControl);
     mpState->Join();
+}
+
+bool ThreadExecutor::IsRunning() const
+{
+    return !Thread::HasExited(mpState->mThreadHandle);
 }
 
 unsigned ThreadExecutor::RunExecutor(void* pExecutor)

@@ -140,6 +140,28 @@ TEST_F(ThreadExecutorThreadsTest, StopWithoutAThreadDoesNothing)
     EXPECT_EQ(mRuns, runs);
 }
 
+TEST_F(ThreadExecutorThreadsTest, IsRunningFromItsStartToTheEndOfItsThread)
+{
+    std::atomic<bool> bStop{false};
+    Ptr<ThreadExecutor> pExecutor;
+    pExecutor = NewExecutor(new TestAction([&](const Value&) {
+        EXPECT_TRUE(pExecutor->IsRunning());
+        if (bStop) {
+            pExecutor->Stop();
+        }
+    }));
+    EXPECT_FALSE(pExecutor->IsRunning());
+    pExecutor->Start();
+    EXPECT_TRUE(pExecutor->IsRunning());
+    bStop = true;
+    WaitFor([&] { return !pExecutor->IsRunning(); });
+    bStop = false;
+    pExecutor->Start();
+    EXPECT_TRUE(pExecutor->IsRunning());
+    pExecutor->Stop();
+    EXPECT_FALSE(pExecutor->IsRunning());
+}
+
 TEST_F(ThreadExecutorThreadsTest, StopWaitsForTheCallAndTheSleepBehindIt)
 {
     std::atomic<bool> bEntered{false};
@@ -195,6 +217,7 @@ TEST_F(ThreadExecutorThreadsTest, AFailedStartReportsAndLeavesTheExecutorStopped
     SetStartHook([] { return false; });
     pExecutor->Start();
     SetStartHook(nullptr);
+    EXPECT_FALSE(pExecutor->IsRunning());
 
     EXPECT_THAT(messages.TakeError(), EndsWith("Failed to start thread - the system starts no more threads"));
     pExecutor->Stop();
