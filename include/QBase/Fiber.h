@@ -14,6 +14,8 @@
 // - An entry function had better switch away for good at its end. One that returns is reported, the thread's
 //   own fiber goes on, and the returned one can only be deleted.
 // - A CriticalSection belongs to the thread, not to the fiber: all fibers of a thread are inside together.
+// - Compilers assume that a function stays on its thread. A fiber that goes on on another one must not use
+//   thread-local variables on both sides of a switch in one function.
 //
 // A handle that was deleted must not be used again.
 //

@@ -157,7 +157,7 @@ void ThreadExecutor::Stop()
 
 bool ThreadExecutor::IsRunning() const
 {
-    return !Thread::HasExited(mpState->mThreadHandle);
+    return IsOnOwnThread() || !Thread::HasExited(mpState->mThreadHandle);
 }
 
 unsigned ThreadExecutor::RunExecutor(void* pExecutor)
