@@ -1,6 +1,7 @@
 // The example programs, run as a reader runs them.
 
 #include "Support/Paths.h"
+#include "Support/TempFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -53,4 +54,51 @@ TEST(ExampleThreadsTest, FramesShowsWhatAnotherThreadSimulatedAndEndsByItself)
     EXPECT_THAT(outcome.mOutput, ContainsRegex("Frame  7 .*\nand comes up again\\.\nFrame  8 "));
     EXPECT_THAT(outcome.mOutput,
                 ContainsRegex("\n12 frames in [0-9]+ ms showed [0-9]+ results; the script said 3 things\n$"));
+}
+
+TEST(ExampleThreadsTest, SolarRunAdvancesASceneByItsStepsAndSavesIt)
+{
+    if (!IsBuilt("SolarRun")) {
+        GTEST_SKIP() << "the examples are not built";
+    }
+    const TempFolder folder;
+    const std::string output = folder.Path("later.QXml").c_str();
+    const Outcome outcome =
+        RunProgram(BinaryPath("SolarRun") + " " + SourcePath("example/solar/solar.QXml") + " 200 " + output);
+
+    EXPECT_EQ(outcome.mExitCode, 0) << outcome.mOutput;
+    EXPECT_THAT(outcome.mOutput, HasSubstr("|##################################################|\n"));
+    EXPECT_THAT(outcome.mOutput, HasSubstr("200 steps brought the scene to day 50\n"));
+    EXPECT_THAT(folder.Read("later.QXml"), HasSubstr("<Property Name=\"Time\" Type=\"float\">50</Property>"));
+}
+
+TEST(ExampleThreadsTest, SolarRunGoesOnFromAFileThatItSavedAsBinary)
+{
+    if (!IsBuilt("SolarRun")) {
+        GTEST_SKIP() << "the examples are not built";
+    }
+    const TempFolder folder;
+    const std::string program = BinaryPath("SolarRun") + " ";
+    const std::string half = folder.Path("half.qobj").c_str();
+    RunProgram(program + SourcePath("example/solar/solar.QXml") + " 100 " + half);
+    RunProgram(program + half + " 100 " + folder.Path("twice.QXml").c_str());
+    RunProgram(program + SourcePath("example/solar/solar.QXml") + " 200 " + folder.Path("once.QXml").c_str());
+
+    EXPECT_EQ(folder.Read("twice.QXml"), folder.Read("once.QXml"));
+    EXPECT_THAT(folder.Read("once.QXml"), HasSubstr("Class=\"Simulation\""));
+}
+
+TEST(ExampleThreadsTest, SolarRunFailsOnAMissingSceneAndWritesNothing)
+{
+    if (!IsBuilt("SolarRun")) {
+        GTEST_SKIP() << "the examples are not built";
+    }
+    const TempFolder folder;
+    const std::string output = folder.Path("later.QXml").c_str();
+    const Outcome outcome =
+        RunProgram(BinaryPath("SolarRun") + " " + folder.Path("missing.QXml").c_str() + " 5 " + output);
+
+    EXPECT_NE(outcome.mExitCode, 0);
+    EXPECT_THAT(outcome.mOutput, HasSubstr("file open failed"));
+    EXPECT_FALSE(std::filesystem::exists(output));
 }

@@ -1,10 +1,15 @@
 #include "QBase/ThreadExecutor.h"
 
+#include "QBase/BinarySerializer.h"
+#include "QBase/FileSerializer.h"
 #include "QBase/Memory.h"
 #include "QBase/Property.h"
+#include "QBase/Reflection.h"
+#include "QBase/SystemFile.h"
 #include "QBase/ThreadTable.h"
 
 #include "Support/CapturedMessages.h"
+#include "Support/TempFolder.h"
 #include "Support/TestAction.h"
 
 #include <gmock/gmock.h>
@@ -420,4 +425,77 @@ TEST_F(ThreadExecutorThreadsTest, IsSetUpAndDrivenByNamesAlone)
     EXPECT_EQ(pExecutor->FindProperty("Executable")->Get(pExecutor).AsObject(), pCounter);
     EXPECT_EQ(pExecutor->FindProperty("ExecutableArg")->Get(pExecutor), Value(4));
     EXPECT_EQ(sLastSleep, 1u);
+}
+
+namespace
+{
+
+// Adds up what it is executed with, as files can say it.
+class Adder : public Object
+{
+    QBASE_OBJECT(Adder, Object)
+
+public:
+    void Execute(const Value& value) override { sSum += value.Get<int>(); }
+
+    inline static std::atomic<int> sSum{0};
+
+private:
+    explicit Adder(const Value&) {}
+    Adder(const Adder&) = default;
+};
+
+QBASE_IMPLEMENT(Test, Adder)
+
+void Adder::Implement()
+{}
+
+constexpr char EXECUTOR_FILE[] = R"(<?xml version="1.0"?>
+<QuirlData id="1784827729" version="3">
+    <Object Module="QBase" Class="ThreadExecutor" Path="root">
+        <Property Name="Executable" Type="Object">root.Executable</Property>
+        <Property Name="ExecutableArg" Type="int">5</Property>
+        <Property Name="Sleep" Type="int">3</Property>
+    </Object>
+    <Object Module="Test" Class="Adder" Path="root.Executable" />
+</QuirlData>
+)";
+
+// Starts and stops a loaded executor by nothing but names.
+void RunLoadedExecutor(const String& path, const std::atomic<unsigned>& lastSleep)
+{
+    Adder::sSum = 0;
+    const Ptr<FileSerializer> pLoader = FileSerializer::Construct(Value::Null);
+    const Ptr<Object> pExecutor = pLoader->Deserialize(path).AsObject();
+    ASSERT_NE(pExecutor, nullptr);
+    EXPECT_EQ(pExecutor->GetClassName(), String("ThreadExecutor"));
+    EXPECT_EQ(Adder::sSum, 0); // loading starts nothing
+
+    pExecutor->Call("Start");
+    while (Adder::sSum < 15) {
+        std::this_thread::yield();
+    }
+    pExecutor->Call("Stop");
+
+    EXPECT_EQ(Adder::sSum % 5, 0);
+    EXPECT_EQ(lastSleep, 3u);
+}
+
+} // namespace
+
+TEST_F(ThreadExecutorThreadsTest, IsBuiltFromAnObjectFileAndDrivenByCalls)
+{
+    const TempFolder folder;
+    const String text = folder.Write("executor.QXml", EXECUTOR_FILE);
+    RunLoadedExecutor(text, sLastSleep);
+
+    const Ptr<FileSerializer> pLoader = FileSerializer::Construct(Value::Null);
+    const Ptr<Object> pExecutor = pLoader->Deserialize(text).AsObject();
+    ASSERT_NE(pExecutor, nullptr);
+    const Ptr<BinarySerializer> pSaver = BinarySerializer::Construct(Value::Null);
+    Ptr<SystemFile> pFile = SystemFile::Construct(Value::Null);
+    ASSERT_TRUE(pFile->Open(folder.Path("executor.qobj"), File::MODE_WRITE));
+    EXPECT_TRUE(pSaver->Serialize(pExecutor, pFile));
+    pFile->Close();
+    RunLoadedExecutor(folder.Path("executor.qobj"), sLastSleep);
 }
