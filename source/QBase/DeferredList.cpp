@@ -7,6 +7,23 @@
 namespace QBase
 {
 
+namespace
+{
+
+class Flagged
+{
+public:
+    explicit Flagged(bool& rbFlag) : mrbFlag(rbFlag) { mrbFlag = true; }
+    ~Flagged() { mrbFlag = false; } // also when an exception passes
+    Flagged(const Flagged&) = delete;
+    Flagged& operator=(const Flagged&) = delete;
+
+private:
+    bool& mrbFlag;
+};
+
+} // namespace
+
 QBASE_IMPLEMENT(QBase, DeferredList)
 
 void DeferredList::Implement()
@@ -72,17 +89,14 @@ void DeferredList::Execute(const Value& value)
         Error(QBASE_HERE, "Failed to execute deferred list - it is executing already");
         return;
     }
-    mbExecuting = true;
+    const Flagged executing(mbExecuting);
     const Value argument = value; // which may live in an entry's own arguments
     for (const Ptr<Object>& pObject : mEntries) {
         pObject->Execute(argument);
     }
     // Emptied before anything is released: what a destructor inserts stays for the next pass.
-    {
-        const Entries executed = mEntries;
-        mEntries.Clear();
-    }
-    mbExecuting = false;
+    const Entries executed = mEntries;
+    mEntries.Clear();
 }
 
 } // namespace QBase

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -352,4 +353,21 @@ TEST_F(DeferredListTest, WithoutMemoryACallIsLostButTheQueueStaysWhole)
     Execute();
 
     EXPECT_THAT(mLog, ElementsAre("A", "B"));
+}
+
+TEST_F(DeferredListTest, AfterAnExceptionTheQueueIsStillThereAndExecutesAgain)
+{
+    bool bThrow = true;
+    mpList->Insert(new TestAction([&](const Value&) {
+        if (bThrow) {
+            throw std::runtime_error("passes");
+        }
+        mLog.push_back("ran");
+    }));
+
+    EXPECT_THROW(Execute(), std::runtime_error);
+    bThrow = false;
+    Execute();
+
+    EXPECT_THAT(mLog, ElementsAre("ran"));
 }
