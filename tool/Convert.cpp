@@ -1,0 +1,134 @@
+// quirl convert: a graph from one format to the other.
+
+#include "Commands.h"
+#include "Compare.h"
+#include "Graph.h"
+#include "Input.h"
+#include "Report.h"
+#include "Save.h"
+#include "System.h"
+#include "Text.h"
+
+#include "QBase/MemoryFile.h"
+#include "QBase/Serializer.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <memory>
+
+using namespace QBase;
+
+namespace Quirl
+{
+
+namespace
+{
+
+constexpr char FOOTER[] =
+    R"(The format is that of OUT's path: one with "QXml" in it means XML, every other one binary. What was written is
+read back and compared; OUT is replaced whole or not at all.
+
+Examples:
+  quirl convert solar.QXml solar.qobj
+  quirl convert scene.qobj - --to xml | less
+  download | quirl convert - scene.qobj)";
+
+struct ConvertOptions
+{
+    std::string mIn;
+    std::string mOut;
+    InputOptions mInput;
+    std::string mTo;
+    bool mbLossy = false;
+};
+
+std::string Serialize(Object* pRoot, Format format, const std::string& name)
+{
+    const Progress progress("Writing " + name);
+    Messages messages;
+    Ptr<MemoryFile> pFile = MemoryFile::Construct(Value::Null);
+    pFile->Open("graph", File::MODE_READ | File::MODE_WRITE);
+    const bool bWritten = MakeSerializer(format)->Serialize(pRoot, pFile);
+    messages.Print();
+    if (!bWritten) {
+        throw Trouble("Failed to write the graph as " + std::string(GetFormatName(format)) +
+                      " - it holds a value that this format has no form for; see `quirl show` of the input");
+    }
+    std::string bytes(static_cast<std::size_t>(pFile->GetSize()), '\0');
+    pFile->SeekStart(0);
+    pFile->Read(bytes.data(), pFile->GetSize());
+    return bytes;
+}
+
+// Says what the new bytes no longer hold. (XML rounds the components of vectors to six decimals.)
+void ReportRounding(const Graph& graph, const std::string& bytes, Format format,
+                    const ConvertOptions& options)
+{
+    const Input written(options.mOut, bytes, format, options.mInput);
+    if (written.GetRoot() == nullptr) {
+        RequireRoot(written); // throws, and says why
+    }
+    std::size_t numDifferences = 0;
+    Difference first;
+    const Graph writtenGraph(written.GetRoot());
+    Compare(graph, writtenGraph, [&](const Difference& difference) {
+        if (++numDifferences == 1) {
+            first = difference;
+        }
+        return true;
+    });
+    if (numDifferences > 0) {
+        PrintMessage({Message::WARNING, std::to_string(numDifferences) +
+                                            " values are not kept exactly by the format " +
+                                            GetFormatName(format) + ", the first is " + first.mPath + ": " +
+                                            first.mFirst + " becomes " + first.mSecond});
+    }
+}
+
+void CheckOutput(const ConvertOptions& options, Format format)
+{
+    if (options.mOut == "-" && format == Format::BINARY && IsTerminal(stdout)) {
+        throw Trouble("Failed to write binary to the terminal; say --to xml, or name a file");
+    }
+}
+
+int RunConvert(const ConvertOptions& options)
+{
+    const Format format = options.mTo.empty() ? GetFormatOfPath(options.mOut) : FindFormat(options.mTo);
+    CheckOutput(options, format);
+    const Input input(options.mIn, options.mInput);
+    const Graph graph(RequireRoot(input));
+    if (input.HasLostValues() && !options.mbLossy) {
+        throw Trouble("Failed to convert " + GetDisplayName(options.mIn) +
+                      " - the values warned about above would be lost; load the modules that they were saved "
+                      "with, or say --lossy to do without them");
+    }
+    const std::string bytes = Serialize(graph.GetObject(0), format, GetDisplayName(options.mOut));
+    ReportRounding(graph, bytes, format, options);
+    if (options.mOut == "-") {
+        SaveToStandardOutput(bytes);
+    } else {
+        SaveFile(options.mOut, bytes);
+    }
+    return EXIT_FINE;
+}
+
+} // namespace
+
+void AddConvert(CLI::App& rApp, int& rExitCode)
+{
+    CLI::App* const pCommand = rApp.add_subcommand("convert", "Convert a file to XML or binary");
+    const auto pOptions = std::make_shared<ConvertOptions>();
+    pCommand->add_option("IN", pOptions->mIn, "The file to read; - for standard input")->required();
+    pCommand->add_option("OUT", pOptions->mOut, "The file to write; - for standard output")->required();
+    pCommand->add_option("--to", pOptions->mTo, "The format to write, whatever OUT is called")
+        ->check(CLI::IsMember({"xml", "binary"}));
+    pCommand->add_flag("--lossy", pOptions->mbLossy,
+                       "Convert even when values of the file have no place in its classes");
+    AddInputOptions(*pCommand, pOptions->mInput);
+    pCommand->footer(FOOTER);
+    pCommand->callback([pOptions, &rExitCode] { rExitCode = RunConvert(*pOptions); });
+}
+
+} // namespace Quirl

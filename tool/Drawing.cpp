@@ -1,0 +1,155 @@
+// quirl graph: a graph as a drawing, by Graphviz.
+
+#include "Commands.h"
+#include "Graph.h"
+#include "Input.h"
+#include "Output.h"
+#include "Report.h"
+#include "Save.h"
+#include "System.h"
+#include "Text.h"
+
+#include "QBase/Enum.h"
+#include "QBase/FileReplacement.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+using namespace QBase;
+
+namespace Quirl
+{
+
+namespace
+{
+
+constexpr char FOOTER[] = R"(Prints the text that Graphviz draws: a box per object, an arrow per reference.
+
+Examples:
+  quirl graph solar.QXml --svg solar.svg
+  quirl graph scene.qobj | dot -Tpng -o scene.png)";
+
+struct GraphOptions
+{
+    std::string mPath;
+    InputOptions mInput;
+    std::string mSvg;
+};
+
+constexpr std::size_t MAX_TEXT = 40; // bytes of a value in a box
+
+// Within the quotes of a label a backslash begins a code of Graphviz; ToPrintable makes some, too.
+std::string EscapeLabel(const std::string& text)
+{
+    std::string escaped;
+    for (const char character : text) {
+        if (character == '"' || character == '\\') {
+            escaped += '\\';
+        }
+        escaped += character;
+    }
+    return escaped;
+}
+
+// Cuts between two characters, not within one.
+std::string Shorten(std::string text)
+{
+    if (text.size() <= MAX_TEXT) {
+        return text;
+    }
+    std::size_t end = MAX_TEXT;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+        --end;
+    }
+    return text.substr(0, end) + "...";
+}
+
+std::string MakeLabel(Object* pObject)
+{
+    std::string label = EscapeLabel(ToPrintable(GetFullClassName(pObject)));
+    ForEachPlainProperty(pObject, [&](const String& name, Property* pProperty) {
+        const std::string text = pProperty->IsArray()
+                                     ? std::to_string(pProperty->GetSize(pObject)) + " elements"
+                                     : ToText(pProperty->Get(pObject), pProperty->GetEnumInfo());
+        label += "\\l" + EscapeLabel(ToPrintable(name.c_str()) + " = " + Shorten(text));
+    });
+    return label + "\\l"; // each line ends flush left
+}
+
+std::string MakeNode(const Graph& graph, std::size_t number)
+{
+    std::string text =
+        "  o" + std::to_string(number) + " [label=\"" + MakeLabel(graph.GetObject(number)) + "\"];\n";
+    for (const Reference& reference : graph.GetReferences(number)) {
+        if (reference.mTarget != Reference::NOTHING) {
+            text += "  o" + std::to_string(number) + " -> o" + std::to_string(reference.mTarget) +
+                    " [label=\"" + EscapeLabel(ToPrintable(reference.GetLabel())) + "\"";
+            text += reference.mbFirst ? "];\n" : ", style=dashed];\n";
+        }
+    }
+    return text;
+}
+
+std::string MakeDrawing(const Graph& graph)
+{
+    Progress progress("Drawing objects", graph.GetSize());
+    std::string text = "digraph {\n  rankdir=LR;\n  node [shape=box, fontname=\"sans-serif\"];\n"
+                       "  edge [fontname=\"sans-serif\"];\n";
+    for (std::size_t number = 0; number < graph.GetSize(); ++number) {
+        text += MakeNode(graph, number);
+        progress.SetDone(number + 1);
+    }
+    return text + "}\n";
+}
+
+void SaveSvg(const std::string& path, const std::string& drawing)
+{
+    Messages messages;
+    FileReplacement replacement(MakePath(path));
+    if (replacement.GetFile() == nullptr) {
+        messages.Print();
+        throw Trouble("Failed to save " + GetDisplayName(path) + SAVE_ADVICE);
+    }
+    const Progress progress("Running dot");
+    const String temporary = replacement.GetFile()->GetFilename();
+    if (RunProgram({"dot", "-Tsvg", "-o", temporary.c_str()}, drawing) != 0) {
+        throw Trouble(
+            "Failed to draw " + GetDisplayName(path) +
+            " - the program dot cannot be run or failed; install the package graphviz, or do without "
+            "--svg and give the text to another program");
+    }
+    if (!replacement.Commit()) {
+        messages.Print();
+        throw Trouble("Failed to save " + GetDisplayName(path) + SAVE_ADVICE);
+    }
+}
+
+int RunGraph(const GraphOptions& options)
+{
+    const Input input(options.mPath, options.mInput);
+    const Graph graph(RequireRoot(input));
+    const std::string drawing = MakeDrawing(graph);
+    if (options.mSvg.empty()) {
+        SaveToStandardOutput(drawing);
+    } else {
+        SaveSvg(options.mSvg, drawing);
+    }
+    return EXIT_FINE;
+}
+
+} // namespace
+
+void AddGraph(CLI::App& rApp, int& rExitCode)
+{
+    CLI::App* const pCommand = rApp.add_subcommand("graph", "Draw the objects of a file with Graphviz");
+    const auto pOptions = std::make_shared<GraphOptions>();
+    pCommand->add_option("FILE", pOptions->mPath, "The file; - for standard input")->required();
+    pCommand->add_option("--svg", pOptions->mSvg, "Run dot and write this drawing; print nothing")
+        ->type_name("OUT");
+    AddInputOptions(*pCommand, pOptions->mInput);
+    pCommand->footer(FOOTER);
+    pCommand->callback([pOptions, &rExitCode] { rExitCode = RunGraph(*pOptions); });
+}
+
+} // namespace Quirl

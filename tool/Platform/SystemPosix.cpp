@@ -1,0 +1,132 @@
+#include "System.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern "C" char** environ;
+
+namespace Quirl
+{
+
+namespace
+{
+
+constinit int g_Output = -1; // where standard output led when the program started; -1 when nowhere
+
+// The library reports its version to standard output while it loads, which is before main and before any
+// static of this program. Only the functions in an executable's .preinit_array run earlier: the dynamic
+// linker calls them when all libraries are mapped and none is initialised. Nothing but system calls is safe
+// here.
+void HideStandardOutput(int, char**, char**)
+{
+    g_Output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (g_Output < 0 || nowhere < 0) {
+        return; // started without standard output, or in a place without devices
+    }
+    dup2(nowhere, STDOUT_FILENO);
+    close(nowhere);
+}
+
+[[gnu::section(".preinit_array"), gnu::used]] void (*g_pHideStandardOutput)(int, char**,
+                                                                            char**) = &HideStandardOutput;
+
+// Writes all of `input`, unless the reader goes away first.
+void Feed(int pipe, const std::string& input)
+{
+    std::size_t written = 0;
+    while (written < input.size()) {
+        const ssize_t count = write(pipe, input.data() + written, input.size() - written);
+        if (count < 0 && errno != EINTR) {
+            return;
+        }
+        written += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+}
+
+int WaitFor(pid_t process)
+{
+    int status = 0;
+    while (waitpid(process, &status, 0) < 0) {
+        if (errno != EINTR) {
+            return -1;
+        }
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+} // namespace
+
+void OpenStandardOutput()
+{
+    if (g_Output >= 0) {
+        dup2(g_Output, STDOUT_FILENO);
+        close(g_Output);
+        g_Output = -1;
+    }
+}
+
+void SetBinaryMode(std::FILE*)
+{}
+
+bool IsTerminal(std::FILE* pFile)
+{
+    return isatty(fileno(pFile)) != 0;
+}
+
+std::FILE* OpenForReading(const std::string& path, std::string& rReason)
+{
+    std::FILE* const pFile = std::fopen(path.c_str(), "rbe");
+    struct stat status = {};
+    if (pFile == nullptr || fstat(fileno(pFile), &status) != 0) {
+        rReason = std::strerror(errno);
+    } else if (S_ISDIR(status.st_mode)) {
+        rReason = std::strerror(EISDIR);
+    } else {
+        return pFile;
+    }
+    if (pFile != nullptr) {
+        std::fclose(pFile);
+    }
+    return nullptr;
+}
+
+int RunProgram(const std::vector<std::string>& words, const std::string& input)
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        return -1;
+    }
+    std::vector<char*> arguments;
+    for (const std::string& word : words) {
+        arguments.push_back(const_cast<char*>(word.c_str()));
+    }
+    arguments.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[0], STDIN_FILENO);
+    pid_t process = 0;
+    const int error = posix_spawnp(&process, arguments[0], &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(ends[0]);
+    if (error != 0) {
+        close(ends[1]);
+        return -1;
+    }
+    const auto pOldHandler =
+        std::signal(SIGPIPE, SIG_IGN); // a program that stops reading is no reason to die
+    Feed(ends[1], input);
+    close(ends[1]);
+    std::signal(SIGPIPE, pOldHandler);
+    return WaitFor(process);
+}
+
+} // namespace Quirl

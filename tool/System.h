@@ -1,0 +1,31 @@
+// System.h: what the tool asks of an operating system, beside what the library does for it. A new port is one
+// new Platform/System<System>.cpp. Texts are UTF-8.
+//
+// Threads: IsTerminal may be called by any thread; everything else belongs to the main thread.
+
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace Quirl
+{
+
+/// Gives standard output back to the program. Before, and so while libraries load and print what they like,
+/// it leads nowhere: what the tool prints is read by other programs. First of all in main.
+void OpenStandardOutput();
+
+/// Keeps every byte as it is in a standard stream.
+void SetBinaryMode(std::FILE* pFile);
+
+bool IsTerminal(std::FILE* pFile);
+
+/// Opens a file for reading. Null on failure; `rReason` then says why.
+std::FILE* OpenForReading(const std::string& path, std::string& rReason);
+
+/// Runs a program, looked for as a shell does, and gives it `input` to read. Its exit code; -1 when it
+/// cannot be started or was stopped.
+int RunProgram(const std::vector<std::string>& words, const std::string& input);
+
+} // namespace Quirl

@@ -1,0 +1,83 @@
+// quirl shows, converts, compares and checks files of object graphs. Each subcommand has a source unit of
+// its own; see Commands.h.
+
+#include "Commands.h"
+#include "Report.h"
+#include "System.h"
+#include "Text.h"
+
+#include "QBase/Global.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <string>
+
+namespace
+{
+
+constexpr char DESCRIPTION[] = "Shows, converts, compares and checks files of object graphs.";
+
+constexpr char FOOTER[] = R"(Examples:
+  quirl show solar.QXml                  what is in a file
+  quirl convert solar.QXml solar.qobj    XML to binary; a path with "QXml" in it means XML
+  quirl diff solar.QXml solar.qobj       whether two files hold the same graph
+
+FILE may be "-" for standard input. `quirl COMMAND --help` tells more about a command.
+Exit codes: 0 fine, 1 found something (diff, check), 2 trouble.)";
+
+std::string MakeVersion()
+{
+    return "quirl " + std::to_string(QBase::g_VersionMajor) + "." + std::to_string(QBase::g_VersionMinor);
+}
+
+void AddCommands(CLI::App& rApp, int& rExitCode)
+{
+    rApp.name("quirl");
+    rApp.footer(FOOTER);
+    rApp.set_version_flag("--version", MakeVersion(), "Print the version and end");
+    rApp.require_subcommand(1);
+    rApp.get_formatter()->column_width(28);
+    Quirl::AddShow(rApp, rExitCode);
+    Quirl::AddConvert(rApp, rExitCode);
+    Quirl::AddDiff(rApp, rExitCode);
+    Quirl::AddCheck(rApp, rExitCode);
+    Quirl::AddClasses(rApp, rExitCode);
+    Quirl::AddGraph(rApp, rExitCode);
+}
+
+int Run(int numArguments, char** pArguments)
+{
+    CLI::App app(DESCRIPTION);
+    int exitCode = Quirl::EXIT_FINE;
+    AddCommands(app, exitCode);
+    try {
+        app.parse(numArguments, pArguments);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? Quirl::EXIT_FINE : Quirl::EXIT_TROUBLE; // help is no error
+    }
+    return exitCode;
+}
+
+int Fail(const std::string& text)
+{
+    std::fflush(stdout);
+    Quirl::PrintMessage({Quirl::Message::ERROR, text});
+    return Quirl::EXIT_TROUBLE;
+}
+
+} // namespace
+
+int main(int numArguments, char** pArguments)
+{
+    Quirl::OpenStandardOutput();
+    try {
+        return Run(numArguments, pArguments);
+    } catch (const std::bad_alloc&) {
+        return Fail("Failed for lack of memory; close other programs or use a machine with more");
+    } catch (const std::exception& error) {
+        return Fail(error.what());
+    }
+}
