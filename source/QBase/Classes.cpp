@@ -17,6 +17,7 @@
 #include "QBase/MemoryFile.h"
 #include "QBase/ObjectDiff.h"
 #include "QBase/ObjectDiffHandler.h"
+#include "QBase/ObjectDiffSerializer.h"
 #include "QBase/Property.h"
 #include "QBase/Resource.h"
 #include "QBase/Serializer.h"
@@ -53,6 +54,7 @@ struct Registrations
     Registration<List, Object> mList;
     Registration<ObjectDiffHandler, Object> mObjectDiffHandler;
     Registration<ObjectDiff, Object> mObjectDiff;
+    Registration<ObjectDiffSerializer, ObjectDiffHandler> mObjectDiffSerializer;
     Registration<ErrorHandler, Object> mErrorHandler;
     Registration<Lock, Object> mLock;
     Registration<DeferredCall, Object> mDeferredCall;

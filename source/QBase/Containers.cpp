@@ -15,6 +15,7 @@
 #include "QBase/Object.h"
 #include "QBase/ObjectDiff.h"
 #include "QBase/ObjectDiffHandler.h"
+#include "QBase/ObjectDiffSerializer.h"
 #include "QBase/Property.h"
 #include "QBase/Ptr.h"
 #include "QBase/Table.h"
@@ -37,6 +38,7 @@ template class Ptr<Lock>;
 template class Ptr<Object>;
 template class Ptr<ObjectDiff>;
 template class Ptr<ObjectDiffHandler>;
+template class Ptr<ObjectDiffSerializer>;
 template class Ptr<Property>;
 template class Ptr<Table>;
 template class Ptr<TablePath>;

@@ -1,0 +1,94 @@
+// PacketApplier applies the packets of one received frame to a replica.
+//
+//     PacketApplier applier(state, inStream, pBytes, size);
+//     if (applier.Apply()) {
+//         // all packets were applied: the frame may be passed on
+//     }
+//
+// The bytes may come from anybody: each packet is read to its end, within the frame, before anything is
+// looked up or changed.
+
+#pragma once
+
+#include "QBase/ReplicationState.h"
+#include "QBase/ValueBytes.h"
+
+namespace QBase
+{
+
+class PacketApplier
+{
+public:
+    PacketApplier(ReplicationState& state, InStream& stream, const unsigned char* pBytes, std::size_t size)
+        : mState(state), mStream(stream), mBytes(pBytes, size)
+    {}
+
+    /// False when some packet was not applied. The stream is stopped when there is no going on.
+    bool Apply();
+
+private:
+    using Operation = void (PacketApplier::*)();
+    static const Operation OPERATIONS[NUM_PACKET_KINDS];
+
+    // What is read of a value before it is known whether its object is.
+    struct WireValue
+    {
+        Value mValue;
+        bool mbKnown = true; // false for an object whose id is unknown
+    };
+
+    void ApplyNewRoot();
+    void ApplyAddObject();
+    void ApplyRemoveObject();
+    void ApplyAddPropertyValue();
+    void ApplyModifyPropertyValue();
+    void ApplyRemoveProperty();
+    void ApplyAddPropertyArray();
+    void ApplyAddArrayElement();
+    void ApplyModifyArrayElement();
+    void ApplyDownsizeArray();
+    void ApplyAddTableChild();
+    void ApplyModifyTableChild();
+    void ApplyRemoveTableChild();
+    void ApplyAddListChild();
+    void ApplyModifyListChild();
+    void ApplyDownsizeList();
+    void ApplyFunction();
+    void ApplyFunctionCall();
+
+    bool Read(std::uint8_t& rNumber);
+    bool Read(std::uint16_t& rNumber);
+    bool Read(std::uint32_t& rNumber);
+    bool Read(String& rText);
+    bool Read(Value::Type& rType); // of a value on the wire
+    template <typename First, typename Second, typename... Rest>
+    bool Read(First& rFirst, Second& rSecond, Rest&... rRest)
+    {
+        return Read(rFirst) && Read(rSecond, rRest...);
+    }
+    bool ReadValue(Value::Type type, WireValue& rValue);
+    bool ReadElement(const NamedId& property, WireValue& rValue);
+
+    // Each answers null or false after Require reported what is missing.
+    const NamedId* FindTypedProperty(std::uint32_t id);
+    Property* FindArray(const NamedId& property);
+    bool FindReferred(std::uint32_t id, Object*& rpObject);
+    template <typename Class>
+    Class* FindObjectOf(std::uint32_t id, const char* pText);
+    bool RequireFreeId(NamedIdTable& rTable, std::uint32_t id, const char* pText);
+    bool RequireWritable(Property* pProperty, bool bArray);
+
+    // A promise between peers: asserted for a trusted stream, reported for another.
+    bool Require(bool bHolds, const char* pText, int line);
+
+    // Bytes that make no packet: nothing behind them can be read. Always false.
+    bool Damaged(int line, const char* pWhat);
+
+    ReplicationState& mState;
+    InStream& mStream;
+    ByteReader mBytes;
+    std::uint8_t mKind = 0;
+    bool mbApplied = true;
+};
+
+} // namespace QBase

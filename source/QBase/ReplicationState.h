@@ -1,0 +1,133 @@
+// ReplicationState is what the writing and the reading half of an ObjectDiffSerializer share: types, ids,
+// streams and the root.
+
+#pragma once
+
+#include "QBase/ClassInfoTable.h"
+#include "QBase/FrameBuffer.h"
+#include "QBase/ObjectDiff.h"
+#include "QBase/RemovedObjects.h"
+#include "QBase/ReplicationIds.h"
+#include "QBase/Stream.h"
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace QBase
+{
+
+// Packet kinds; the numbers are those on the wire.
+enum PacketKind : std::uint8_t
+{
+    PACKET_NEW_ROOT = 0,
+    PACKET_ADD_OBJECT = 1,
+    PACKET_REMOVE_OBJECT = 2,
+    PACKET_ADD_PROPERTY_VALUE = 3,
+    PACKET_MODIFY_PROPERTY_VALUE = 4,
+    PACKET_REMOVE_PROPERTY = 5,
+    PACKET_ADD_PROPERTY_ARRAY = 6,
+    PACKET_ADD_ARRAY_ELEMENT = 7,
+    PACKET_MODIFY_ARRAY_ELEMENT = 8,
+    PACKET_DOWNSIZE_ARRAY = 9,
+    PACKET_ADD_TABLE_CHILD = 10,
+    PACKET_MODIFY_TABLE_CHILD = 11,
+    PACKET_REMOVE_TABLE_CHILD = 12,
+    PACKET_ADD_LIST_CHILD = 13,
+    PACKET_MODIFY_LIST_CHILD = 14,
+    PACKET_DOWNSIZE_LIST = 15,
+    PACKET_FUNCTION = 16,
+    PACKET_FUNCTION_CALL = 17,
+    NUM_PACKET_KINDS = 18
+};
+
+struct OutStream
+{
+    Ptr<Stream> mpStream;
+    bool mbCallsOnly = false;
+    bool mbInStep = false;  // the peer has the graph of the last pass
+    bool mbStopped = false; // it took less than a frame
+    bool mbRemoved = false;
+};
+
+struct InStream
+{
+    Ptr<Stream> mpStream;
+    bool mbTrusted = true;
+    bool mbSizePending = false; // the size of a frame was read, its bytes were not
+    std::uint32_t mFrameSize = 0;
+    int mNumFrames = 0;
+    bool mbStopped = false;
+    bool mbRemoved = false;
+};
+
+struct QueuedCall
+{
+    Ptr<Stream> mpStream; // null for all out streams
+    Ptr<Object> mpObject;
+    String mName;
+    std::vector<Value> mArguments;
+};
+
+class ReplicationState
+{
+public:
+    ReplicationState() : mpDiff(ObjectDiff::Construct(Value::Null)) {}
+
+    Object* GetRoot() const { return mpDiff != nullptr ? mpDiff->GetRoot() : nullptr; }
+    void SetRoot(Object* pRoot)
+    {
+        if (mpDiff != nullptr) {
+            mpDiff->SetRoot(pRoot);
+        }
+    }
+
+    void ForgetObject(Object* pObject)
+    {
+        mProperties.RemoveOwner(pObject);
+        mTableChildren.RemoveOwner(pObject);
+        mFunctions.RemoveOwner(pObject);
+        mObjects.Remove(pObject);
+    }
+
+    Ptr<ObjectDiff> mpDiff; // holds the root
+
+    std::vector<Ptr<ClassInfoTable>> mRegisteredTypes;
+    std::unordered_map<const ClassInfoTable*, int> mTypeIds;                       // the first of each class
+    std::unordered_map<const ClassInfoTable*, std::vector<String>> mFunctionNames; // as announced, per class
+
+    ObjectIdTable mObjects;
+    NamedIdTable mProperties;
+    NamedIdTable mTableChildren;
+    NamedIdTable mFunctions;
+    IdCounter mNextObjectId;
+    IdCounter mNextPropertyId;
+    IdCounter mNextTableChildId;
+    IdCounter mNextFunctionId;
+
+    std::vector<std::shared_ptr<OutStream>> mOutStreams;
+    std::vector<std::shared_ptr<InStream>> mInStreams;
+    std::vector<std::shared_ptr<OutStream>> mForwardingStreams;
+    std::vector<QueuedCall> mCalls;
+
+    // Writing.
+    FrameBuffer mFrame;                                 // the packets for all addressed streams
+    FrameBuffer mCallFrame;                             // calls that found no room behind them
+    std::vector<std::shared_ptr<OutStream>> mAddressed; // who gets the packets of the pass under way
+    std::unordered_map<const Object*, Ptr<Object>> mNotReplicated; // of classes that are not registered
+    std::unordered_map<const Object*, Ptr<Object>> mUnknown;       // met by a snapshot without having an id
+    bool mbSnapshot = false;                                       // ids are looked up, not assigned
+    bool mbExecuting = false;
+
+    // Reading.
+    std::unordered_set<String> mAllowed; // names of functions that others may call
+    int mFrameSizeLimit = 16 * 1024 * 1024;
+    RemovedObjects mRemoved;
+    bool mbUpdating = false;
+};
+
+} // namespace QBase

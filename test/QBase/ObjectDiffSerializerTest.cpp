@@ -1,0 +1,1531 @@
+#include "QBase/ObjectDiffSerializer.h"
+
+#include "Support/Assertions.h"
+#include "Support/CapturedMessages.h"
+#include "Support/GraphEditor.h"
+
+#include "QBase/ClassInfoTable.h"
+#include "QBase/Function.h"
+#include "QBase/Global.h"
+#include "QBase/IOStream.h"
+#include "QBase/List.h"
+#include "QBase/Property.h"
+#include "QBase/Reflection.h"
+#include "QBase/Table.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+using namespace QBase;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace
+{
+
+using Serializer = ObjectDiffSerializer;
+
+// "01 0A" and back. Blanks do not matter.
+std::string FromHex(const std::string& hex)
+{
+    std::string bytes;
+    int digits = 0;
+    int byte = 0;
+    for (const char c : hex) {
+        const std::size_t digit = std::string("0123456789ABCDEF").find(c);
+        if (digit == std::string::npos) {
+            continue;
+        }
+        byte = byte * 16 + static_cast<int>(digit);
+        if (++digits % 2 == 0) {
+            bytes += static_cast<char>(byte);
+            byte = 0;
+        }
+    }
+    return bytes;
+}
+
+std::string ToHex(const std::string& bytes)
+{
+    std::string hex;
+    for (const char c : bytes) {
+        char text[4];
+        std::snprintf(text, sizeof(text), "%02X ", static_cast<unsigned char>(c));
+        hex += text;
+    }
+    return hex;
+}
+
+std::string Tidy(const std::string& hex)
+{
+    return ToHex(FromHex(hex));
+}
+
+// The 32-bit count and the packets.
+std::string Frame(const std::string& packets)
+{
+    std::string frame;
+    for (int shift = 0; shift < 32; shift += 8) {
+        frame += static_cast<char>(packets.size() >> shift & 0xFF);
+    }
+    return frame + packets;
+}
+
+std::string TakeBytes(Stream* pStream)
+{
+    std::string bytes(static_cast<std::size_t>(pStream->BytesAvailable()), '\0');
+    if (!bytes.empty()) {
+        pStream->Read(bytes.data(), static_cast<int>(bytes.size()));
+    }
+    return bytes;
+}
+
+void Put(Stream* pStream, const std::string& bytes)
+{
+    pStream->Write(bytes.data(), static_cast<int>(bytes.size()));
+}
+
+// The packets of each frame.
+std::vector<std::string> SplitFrames(const std::string& bytes)
+{
+    std::vector<std::string> frames;
+    for (std::size_t i = 0; i + 4 <= bytes.size();) {
+        std::size_t size = 0;
+        for (std::size_t k = 0; k < 4; ++k) {
+            size |= static_cast<std::size_t>(static_cast<unsigned char>(bytes[i + k])) << (8 * k);
+        }
+        frames.push_back(bytes.substr(i + 4, size));
+        i += 4 + size;
+    }
+    return frames;
+}
+
+// An id as it stands in packets.
+std::string Id(std::uint32_t id)
+{
+    char text[16];
+    std::snprintf(text, sizeof(text), " %02X%02X0000 ", id & 0xFF, id >> 8 & 0xFF);
+    return text;
+}
+
+Ptr<IOStream> MakePipe()
+{
+    return IOStream::Construct(Value::Null);
+}
+
+// Object 0, Table 1, List 2, Probe 3.
+Ptr<Serializer> MakeSerializer()
+{
+    const Ptr<Serializer> pSerializer = Serializer::Construct(Value::Null);
+    pSerializer->RegisterType(Object::ClassTable());
+    pSerializer->RegisterType(Table::ClassTable());
+    pSerializer->RegisterType(List::ClassTable());
+    pSerializer->RegisterType(Probe::ClassTable());
+    return pSerializer;
+}
+
+Ptr<Object> MakePlain()
+{
+    return Object::Construct(Value::Null);
+}
+
+// A source and the stream that it writes to.
+class SourceTest : public testing::Test
+{
+protected:
+    SourceTest() : mpSource(MakeSerializer()), mpPipe(MakePipe()) { mpSource->AddOutStream(mpPipe); }
+
+    // What one Execute writes, in hex.
+    std::string Send()
+    {
+        mpSource->Execute(Value::Null);
+        return ToHex(TakeBytes(mpPipe));
+    }
+
+    void Watch(Object* pRoot)
+    {
+        mpSource->SetRoot(pRoot);
+        Send();
+    }
+
+    Ptr<Serializer> mpSource;
+    Ptr<IOStream> mpPipe;
+};
+
+// A replica and the stream that it reads from.
+class ReplicaTest : public testing::Test
+{
+protected:
+    ReplicaTest() : mpReplica(MakeSerializer()), mpPipe(MakePipe()) { mpReplica->AddInStream(mpPipe); }
+
+    void Receive(const std::string& hexPackets)
+    {
+        Put(mpPipe, Frame(FromHex(hexPackets)));
+        mpReplica->UpdateInput();
+    }
+
+    Object* Find(std::uint32_t id) { return mpReplica->FindObject(id); }
+    Table* FindTable(std::uint32_t id) { return static_cast<Table*>(Find(id)); }
+    List* FindList(std::uint32_t id) { return static_cast<List*>(Find(id)); }
+    Probe* FindProbe(std::uint32_t id) { return static_cast<Probe*>(Find(id)); }
+
+    bool IsStopped() { return mpReplica->GetInStreamInfo()[0].mbStopped; }
+
+    Ptr<Serializer> mpReplica;
+    Ptr<IOStream> mpPipe;
+};
+
+// What the packets below speak of: object 1 with the property 1 "P", an int, and the array 2 "A" of two
+// ints; table 2 with the child 1 "c"; list 3 with object 1 in it; probe 4 with the function 1 "Touch".
+const char* const SETUP = "01 00 01000000"
+                          "03 01000000 01000000 01 01000000 50 07000000"
+                          "06 01000000 02000000 01 01000000 41"
+                          "07 02000000 0000 05000000"
+                          "07 02000000 0100 06000000"
+                          "01 01 02000000"
+                          "0A 02000000 01000000 01000000 01000000 63"
+                          "01 02 03000000"
+                          "0D 03000000 0000 01000000"
+                          "01 03 04000000"
+                          "10 04000000 01000000 05000000 546F756368"
+                          "00 02000000";
+
+// One packet of each kind that fits SETUP.
+const std::vector<std::string> PACKETS = {
+    "00 03000000",
+    "01 00 09000000",
+    "02 04000000",
+    "03 01000000 09000000 04 01000000 51 02000000 4869",
+    "04 01000000 08000000",
+    "05 01000000",
+    "06 01000000 09000000 05 01000000 42",
+    "07 02000000 0200 07000000",
+    "08 02000000 0100 09000000",
+    "09 02000000 0100",
+    "0A 02000000 09000000 00000000 01000000 64",
+    "0B 01000000 03000000",
+    "0C 01000000",
+    "0D 03000000 0100 02000000",
+    "0E 03000000 0000 04000000",
+    "0F 03000000 0000",
+    "10 04000000 09000000 04000000 4B656570",
+    "11 01000000 02 01 2A000000 04 02000000 4869",
+};
+
+struct Violation
+{
+    const char* mpPacket;
+    const char* mpCondition;
+};
+
+// Packets that break a promise on SETUP.
+const std::vector<Violation> VIOLATIONS = {
+    {"00 63000000", "pObject"},
+    {"01 00 01000000", "!FindObject( packet.objectId )"},
+    {"01 00 00000000", "packet.objectId != NullObjectId"},
+    {"01 04 09000000", "packet.typeId < mRegisteredTypes.GetSize()"},
+    {"01 FF 09000000", "packet.typeId < mRegisteredTypes.GetSize()"},
+    {"02 63000000", "pObject"},
+    {"03 01000000 01000000 01 01000000 51 07000000", "!FindProperty( packet.propertyId )"},
+    {"03 01000000 00000000 01 01000000 51 07000000", "!FindProperty( packet.propertyId )"},
+    {"03 63000000 09000000 01 01000000 51 07000000", "pObject"},
+    {"03 01000000 09000000 05 01000000 51 63000000", "pObject"},
+    {"03 01000000 09000000 03 01000000 50 01", "packet.propertyType == value.GetType()"},
+    {"03 01000000 09000000 01 01000000 41 01000000", "!pProperty->IsArray()"},
+    {"03 04000000 09000000 01 06000000 536563726574 01000000", "!pProperty->IsExcluded()"},
+    {"05 63000000", "pObject"},
+    {"06 01000000 02000000 01 01000000 43", "!FindProperty( packet.propertyId )"},
+    {"06 63000000 09000000 01 01000000 43", "pObject"},
+    {"06 01000000 09000000 01 01000000 50", "pProperty->IsArray()"},
+    {"06 01000000 09000000 04 01000000 41", "packet.propertyType == type"},
+    {"06 01000000 09000000 0D 01000000 43", "pProperty"},
+    {"07 02000000 0300 07000000", "pProperty->GetSize( pObject ) == packet.index"},
+    {"07 02000000 0100 07000000", "pProperty->GetSize( pObject ) == packet.index"},
+    {"07 01000000 0000 07000000", "pProperty->IsArray()"},
+    {"04 02000000 07000000", "!pProperty->IsArray()"},
+    {"08 02000000 0200 07000000", "packet.index == index"},
+    {"09 02000000 0300", "packet.size == size"},
+    {"09 63000000 0000", "pObject"},
+    {"0A 02000000 01000000 01000000 01000000 64", "!FindTableChild( packet.tableChildId )"},
+    {"0A 03000000 09000000 01000000 01000000 64", "pTable"},
+    {"0A 63000000 09000000 01000000 01000000 64", "pTable"},
+    {"0A 02000000 09000000 01000000 00000000", "childName != String::Null"},
+    {"0A 02000000 09000000 63000000 01000000 64", "pObject"},
+    {"0B 63000000 01000000", "pTable"},
+    {"0B 01000000 63000000", "pObject"},
+    {"0C 63000000", "pTable"},
+    {"0D 03000000 0200 01000000", "pList->GetSize() == packet.index"},
+    {"0D 02000000 0000 01000000", "pList"},
+    {"0D 03000000 0100 63000000", "pObject"},
+    {"0E 03000000 0100 01000000", "packet.index == index"},
+    {"0E 63000000 0000 01000000", "pList"},
+    {"0F 03000000 0200", "packet.size == size"},
+    {"0F 01000000 0000", "pList"},
+    {"10 04000000 01000000 05000000 546F756368", "!FindFunction( packet.functionId )"},
+    {"10 04000000 09000000 05000000 546F756378", "pFunction"},
+    {"10 63000000 09000000 05000000 546F756368", "pObject"},
+};
+
+// Takes only so many bytes.
+class NarrowStream : public Stream
+{
+    QBASE_OBJECT(NarrowStream, Stream)
+
+public:
+    int Write(const void*, int count) override
+    {
+        const int numWritten = count < mLimit ? count : mLimit;
+        mLimit -= numWritten;
+        ++mNumWrites;
+        if (mOnWrite) {
+            mOnWrite();
+        }
+        return numWritten;
+    }
+    int Read(void*, int) override { return 0; }
+    int BytesAvailable() override { return mAvailable; }
+
+    int mLimit = 0;
+    int mNumWrites = 0;
+    int mAvailable = 0;
+    std::function<void()> mOnWrite;
+
+protected:
+    explicit NarrowStream(const Value& value) : Stream(value) {}
+    NarrowStream(const NarrowStream& other) : Stream(other) {}
+};
+
+QBASE_IMPLEMENT(SerializerTest, NarrowStream)
+
+void NarrowStream::Implement()
+{}
+
+// Its constructor fills what it has.
+class Furnished : public Object
+{
+    QBASE_OBJECT(Furnished, Object)
+
+public:
+    Array<int> mNumbers;
+    Ptr<List> mpList;
+
+protected:
+    explicit Furnished(const Value& value) : Object(value), mpList(List::Construct(Value::Null))
+    {
+        mNumbers.Insert(1);
+        mNumbers.Insert(2);
+        mNumbers.Insert(3);
+        mpList->Insert(nullptr);
+    }
+};
+
+QBASE_IMPLEMENT(SerializerTest, Furnished)
+
+void Furnished::Implement()
+{
+    AddProperty<&Furnished::mNumbers>("Numbers");
+    AddProperty<&Furnished::mpList>("List");
+}
+
+// A list with two items from the start.
+class FurnishedList : public List
+{
+    QBASE_OBJECT(FurnishedList, List)
+
+protected:
+    explicit FurnishedList(const Value& value) : List(value)
+    {
+        Insert(nullptr);
+        Insert(nullptr);
+    }
+};
+
+QBASE_IMPLEMENT(SerializerTest, FurnishedList)
+
+void FurnishedList::Implement()
+{}
+
+// Does what the test says when it is called from afar or read.
+class Actor : public Object
+{
+    QBASE_OBJECT(Actor, Object)
+
+public:
+    void Act()
+    {
+        if (mOnAct) {
+            mOnAct();
+        }
+    }
+    Ptr<Object> GetThing() const { return mOnRead ? mOnRead() : mpThing; }
+    void SetThing(const Ptr<Object>& pThing) { mpThing = pThing; }
+
+    std::function<void()> mOnAct;
+    std::function<Ptr<Object>()> mOnRead;
+    Ptr<Object> mpThing;
+
+protected:
+    explicit Actor(const Value& value) : Object(value) {}
+    Actor(const Actor& other) : Object(other) {}
+};
+
+QBASE_IMPLEMENT(SerializerTest, Actor)
+
+void Actor::Implement()
+{
+    AddFunction<&Actor::Act>("Act");
+    AddProperty<&Actor::GetThing, &Actor::SetThing>("Thing");
+}
+
+} // namespace
+
+// --- the bytes of every kind ---
+
+TEST_F(SourceTest, TheFirstFrameAnnouncesObjectsPropertiesAndTheRoot)
+{
+    const Ptr<Object> pRoot = MakePlain();
+    pRoot->AddPropertyValueFromValue("Ab", Value(7));
+    mpSource->SetRoot(pRoot);
+    EXPECT_EQ(Send(), Tidy("1F000000"                /* 31 bytes of packets */
+                           "01 00 01000000"          /* add object: type 0, object 1 */
+                           "03 01000000 01000000 01" /* add property: object 1, property 1, int */
+                           "02000000 4162 07000000"  /* "Ab" = 7 */
+                           "00 01000000"));          /* root: object 1 */
+}
+
+TEST_F(SourceTest, AFrameWithoutChangesAndCallsIsNotWritten)
+{
+    const Ptr<Object> pRoot = MakePlain();
+    Watch(pRoot);
+    EXPECT_EQ(Send(), "");
+    mpSource->SetRoot(nullptr);
+    EXPECT_NE(Send(), "");
+    EXPECT_EQ(Send(), "");
+}
+
+TEST_F(SourceTest, EveryTypeOfValueHasItsBytes)
+{
+    const Ptr<Object> pRoot = MakePlain();
+    Watch(pRoot);
+    const std::vector<std::pair<Value, std::string>> cases = {
+        {Value(-2), "01 01000000 50 FEFFFFFF"},
+        {Value(1.0f), "02 01000000 50 0000803F"},
+        {Value(true), "03 01000000 50 01"},
+        {Value("Hi"), "04 01000000 50 02000000 4869"},
+        {Value(""), "04 01000000 50 00000000"},
+        {Value(static_cast<Object*>(pRoot)), "05 01000000 50 01000000"},
+        {Value(nullptr), "05 01000000 50 00000000"},
+        {Value(Vector2(1, 2)), "06 01000000 50 0000803F 00000040"},
+        {Value(Vector3(1, 2, 0)), "07 01000000 50 0000803F 00000040 00000000"},
+        {Value(Vector4(1, 2, 0, 1)), "08 01000000 50 0000803F 00000040 00000000 0000803F"},
+        {Value(Vector2i(1, 2)), "09 01000000 50 01000000 02000000"},
+        {Value(Vector3i(1, 2, 3)), "0A 01000000 50 01000000 02000000 03000000"},
+        {Value(Vector4i(1, 2, 3, -1)), "0B 01000000 50 01000000 02000000 03000000 FFFFFFFF"},
+        {Value(Color(1, 2, 3, 4)), "0C 01000000 50 01020304"},
+        {Value(Probe::CURIOUS), "0E 01000000 50 01000000"},
+        {Value(Quaternion(1, 2, 0, 1)), "0F 01000000 50 0000803F 00000040 00000000 0000803F"},
+    };
+    std::uint32_t id = 1;
+    for (const auto& [value, bytes] : cases) {
+        pRoot->AddPropertyValueFromValue("P", value);
+        EXPECT_EQ(Send(), ToHex(Frame(FromHex("03 01000000" + Id(id++) + bytes)))) << value.GetType();
+        pRoot->RemoveProperty("P");
+        Send();
+    }
+}
+
+TEST_F(SourceTest, APropertyIsModifiedAndRemovedByItsId)
+{
+    const Ptr<Object> pRoot = MakePlain();
+    Property* const pProperty = pRoot->AddPropertyValueFromValue("P", Value(7));
+    Watch(pRoot);
+    pProperty->Set(pRoot, Value(8));
+    EXPECT_EQ(Send(), Tidy("09000000 04 01000000 08000000"));
+    pRoot->RemoveProperty("P");
+    EXPECT_EQ(Send(), Tidy("05000000 05 01000000"));
+    pRoot->AddPropertyValueFromValue("P", Value(true));
+    EXPECT_EQ(Send(), Tidy("10000000 03 01000000 02000000 03 01000000 50 01")); // ids are not used again
+}
+
+TEST_F(SourceTest, AnArrayIsAnnouncedFilledModifiedCutAndRemoved)
+{
+    const Ptr<Object> pRoot = MakePlain();
+    Watch(pRoot);
+    Property* const pArray = pRoot->AddPropertyArray("A", Value::TYPE_INT);
+    pArray->Insert(pRoot, Value(5));
+    pArray->Insert(pRoot, Value(6));
+    EXPECT_EQ(Send(), Tidy("25000000"
+                           "06 01000000 01000000 01 01000000 41" /* object 1, property 1, of int, "A" */
+                           "07 01000000 0000 05000000"           /* [0] = 5 */
+                           "07 01000000 0100 06000000"));        /* [1] = 6 */
+    pArray->SetAt(pRoot, 1, Value(9));
+    EXPECT_EQ(Send(), Tidy("0B000000 08 01000000 0100 09000000"));
+    pArray->RemoveAt(pRoot, 1);
+    EXPECT_EQ(Send(), Tidy("07000000 09 01000000 0100"));
+    pRoot->RemoveProperty("A");
+    EXPECT_EQ(Send(), Tidy("05000000 05 01000000")); // the same kind as for a single value
+}
+
+TEST_F(SourceTest, ATableChildIsAddedModifiedAndRemoved)
+{
+    const Ptr<Table> pRoot = Table::Construct(Value::Null);
+    Watch(pRoot);
+    pRoot->Insert("c", nullptr);
+    EXPECT_EQ(Send(), Tidy("12000000 0A 01000000 01000000 00000000 01000000 63"));
+    pRoot->Insert("c", pRoot);
+    EXPECT_EQ(Send(), Tidy("09000000 0B 01000000 01000000"));
+    pRoot->Remove("c");
+    EXPECT_EQ(Send(), Tidy("05000000 0C 01000000"));
+}
+
+TEST_F(SourceTest, AListChildIsAddedModifiedAndCut)
+{
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    Watch(pRoot);
+    pRoot->Insert(nullptr);
+    EXPECT_EQ(Send(), Tidy("0B000000 0D 01000000 0000 00000000"));
+    pRoot->SetAt(0, MakePlain());
+    EXPECT_EQ(Send(), Tidy("11000000 01 00 02000000 0E 01000000 0000 02000000"));
+    pRoot->Clear();
+    EXPECT_EQ(Send(), Tidy("0C000000 0F 01000000 0000 02 02000000")); // the object goes at the end
+}
+
+TEST_F(SourceTest, FunctionsAreAnnouncedBehindTheirObject)
+{
+    mpSource = Serializer::Construct(Value::Null);
+    mpSource->RegisterType(Actor::ClassTable());
+    mpSource->AddOutStream(mpPipe);
+    const Ptr<Actor> pRoot = Actor::Construct(Value::Null);
+    mpSource->SetRoot(pRoot);
+    const std::string act = "03000000 416374";
+    const std::string construct = "09000000 436F6E737472756374";
+    std::vector<std::string> names; // in the walk order of the class table
+    for (const auto& node : Actor::ClassTable()->GetEntries()) {
+        if (node.GetKey() == String("Act")) {
+            names.push_back(act);
+        } else if (node.GetKey() == String("Construct")) {
+            names.push_back(construct);
+        }
+    }
+    ASSERT_EQ(names.size(), 2u);
+    EXPECT_EQ(Send(), ToHex(Frame(FromHex("01 00 01000000"
+                                          "10 01000000 01000000" +
+                                          names[0] + "10 01000000 02000000" + names[1] +
+                                          "03 01000000 01000000 05 05000000 5468696E67 00000000"
+                                          "00 01000000"))));
+}
+
+TEST_F(SourceTest, ACallCarriesTheArgumentsBeforeTheFirstVoidOne)
+{
+    const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
+    Watch(pRoot);
+    mpSource->RemoteFunctionCall(mpPipe, pRoot, "Touch", Value(42), Value::Null, Value(1), Value(2),
+                                 Value(3));
+    const std::string id = Id(mpSource->GetFunctionId(pRoot, "Touch"));
+    EXPECT_EQ(Send(), Tidy("0B000000 11" + id + "01 01 2A000000"));
+    mpSource->BroadcastFunctionCall(pRoot, "Touch", Value("Hi"), Value(static_cast<Object*>(pRoot)));
+    EXPECT_EQ(Send(), Tidy("12000000 11" + id + "02 04 02000000 4869 05 01000000"));
+    mpSource->BroadcastFunctionCall(pRoot, "Touch");
+    EXPECT_EQ(Send(), Tidy("06000000 11" + id + "00"));
+}
+
+TEST_F(SourceTest, StreamsWithDifferentCallsReceiveTheSameCommonPart)
+{
+    const Ptr<IOStream> pOther = MakePipe();
+    mpSource->AddOutStream(pOther);
+    const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
+    Watch(pRoot);
+    TakeBytes(pOther);
+    pRoot->mNumber = 5;
+    mpSource->RemoteFunctionCall(mpPipe, pRoot, "Touch", Value(1));
+    mpSource->RemoteFunctionCall(pOther, pRoot, "Touch", Value("two"));
+    mpSource->BroadcastFunctionCall(pRoot, "Touch");
+    mpSource->Execute(Value::Null);
+    const std::string first = SplitFrames(TakeBytes(mpPipe)).at(0);
+    const std::string second = SplitFrames(TakeBytes(pOther)).at(0);
+    EXPECT_EQ(first.size(), 9u + 11u + 6u);
+    EXPECT_EQ(second.size(), 9u + 14u + 6u);
+    EXPECT_EQ(first.substr(0, 9), second.substr(0, 9));
+    EXPECT_EQ(ToHex(first).substr(0, 3), "04 ");
+    EXPECT_EQ(first.substr(20), second.substr(23)); // the broadcast one
+}
+
+TEST_F(SourceTest, APropertyOfAnyTypeIsAnnouncedAnewWhenItsTypeChanges)
+{
+    mpSource = Serializer::Construct(Value::Null);
+    mpSource->RegisterType(Probe::ClassTable());
+    mpSource->AddOutStream(mpPipe);
+    const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
+    Watch(pRoot);
+    const std::string oldId = Id(mpSource->GetPropertyId(pRoot, "Any"));
+    pRoot->mAny = Value(1);
+    std::string sent = Send();
+    std::string newId = Id(mpSource->GetPropertyId(pRoot, "Any"));
+    EXPECT_NE(newId, oldId);
+    EXPECT_EQ(sent, Tidy("1A000000 05" + oldId + "03 01000000" + newId + "01 03000000 416E79 01000000"));
+    pRoot->mAny = Value(2);
+    EXPECT_EQ(Send(), Tidy("09000000 04" + newId + "02000000"));
+    pRoot->mAny = Value::Null;
+    sent = Send();
+    EXPECT_EQ(sent, Tidy("16000000 05" + newId + "03 01000000" + Id(mpSource->GetPropertyId(pRoot, "Any")) +
+                         "00 03000000 416E79"));
+}
+
+TEST_F(SourceTest, AnElementOfAnArrayOfAnyTypeBringsItsTypeAlong)
+{
+    const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
+    Watch(pRoot);
+    const std::string id = Id(mpSource->GetPropertyId(pRoot, "Anything"));
+    pRoot->mAnything.Insert(Value(true));
+    pRoot->mAnything.Insert(Value::Null);
+    EXPECT_EQ(Send(), Tidy("11000000 07" + id + "0000 03 01  07" + id + "0100 00"));
+    pRoot->mAnything[1] = Value("x");
+    EXPECT_EQ(Send(), Tidy("0D000000 08" + id + "0100 04 01000000 78"));
+}
+
+TEST_F(SourceTest, AnObjectOfAnUnregisteredClassStaysBehindAndIsReportedOnce)
+{
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    const Ptr<Actor> pStranger = Actor::Construct(Value::Null);
+    Watch(pRoot);
+    pRoot->Insert(pStranger);
+    pRoot->AddPropertyValueFromValue("P", Value(pStranger));
+    CapturedMessages messages;
+    EXPECT_EQ(Send(),
+              Tidy("1E000000 03 01000000 01000000 05 01000000 50 00000000 0D 01000000 0000 00000000"));
+    EXPECT_THAT(messages.TakeError(),
+                EndsWith("Failed to get TypeId for SerializerTest.Actor - type not registered."));
+    pStranger->mpThing = MakePlain(); // reached through the stranger, and nothing is said about the place
+    EXPECT_EQ(Send(), Tidy("06000000 01 00 02000000"));
+    const Ptr<IOStream> pLate = MakePipe();
+    mpSource->AddOutStream(pLate);
+    Send();
+    EXPECT_GT(pLate->BytesAvailable(), 0);
+    pRoot->Clear();
+    pRoot->RemoveProperty("P");
+    EXPECT_EQ(Send(), Tidy("11000000 05 01000000 0F 01000000 0000 02 02000000"));
+}
+
+TEST_F(SourceTest, TypeIdsAreThePositionsOfTheFirstRegistration)
+{
+    const Ptr<Serializer> pSerializer = Serializer::Construct(Value::Null);
+    pSerializer->RegisterType(List::ClassTable());
+    pSerializer->RegisterType(List::ClassTable());
+    pSerializer->RegisterType(Table::ClassTable());
+    const Ptr<List> pList = List::Construct(Value::Null);
+    EXPECT_EQ(pSerializer->GetTypeId(pList), 0);
+    const Ptr<Table> pTable = Table::Construct(Value::Null);
+    EXPECT_EQ(pSerializer->GetTypeId(pTable), 2);
+    EXPECT_EQ(pSerializer->GetTypeId(nullptr), 255);
+    CapturedMessages messages;
+    pSerializer->RegisterType(nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to register type - class is null"));
+    EXPECT_EQ(pSerializer->GetTypeId(pTable), 2);
+}
+
+TEST_F(SourceTest, TheTwoHundredFiftySixthTypeCannotBeSent)
+{
+    const Ptr<Serializer> pSerializer = Serializer::Construct(Value::Null);
+    for (int i = 0; i < 254; ++i) {
+        pSerializer->RegisterType(Object::ClassTable());
+    }
+    pSerializer->RegisterType(Table::ClassTable()); // 254
+    pSerializer->RegisterType(List::ClassTable());  // 255
+    const Ptr<List> pList = List::Construct(Value::Null);
+    const Ptr<Table> pTable = Table::Construct(Value::Null);
+    EXPECT_EQ(pSerializer->GetTypeId(pTable), 254);
+    CapturedMessages messages;
+    EXPECT_EQ(pSerializer->GetTypeId(pList), 255);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to get TypeId for QBase.List - type not registered."));
+    pSerializer->SetRoot(pList);
+    pSerializer->AddOutStream(mpPipe);
+    pSerializer->Execute(Value::Null);
+    EXPECT_EQ(ToHex(TakeBytes(mpPipe)), Tidy("05000000 00 00000000"));
+    messages.TakeError();
+}
+
+TEST_F(SourceTest, ATableChildWithAnEmptyNameIsReportedAndNotSent)
+{
+    const Ptr<Table> pRoot = Table::Construct(Value::Null);
+    Watch(pRoot);
+    CapturedMessages messages;
+    pRoot->Insert("", nullptr);
+    EXPECT_EQ(Send(), "");
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to send table child of QBase.Table - name is empty"));
+    pRoot->Insert("", pRoot);
+    EXPECT_EQ(Send(), "");
+    pRoot->Remove("");
+    EXPECT_EQ(Send(), "");
+}
+
+TEST_F(SourceTest, RemovingAnObjectForgetsTheIdsOfAllThatBelongsToIt)
+{
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    const Ptr<Probe> pProbe = Probe::Construct(Value::Null);
+    const Ptr<Table> pTable = Table::Construct(Value::Null);
+    pTable->Insert("c", nullptr);
+    pRoot->Insert(pProbe);
+    pRoot->Insert(pTable);
+    Watch(pRoot);
+    EXPECT_NE(mpSource->GetPropertyId(pProbe, "Text"), 0u);
+    EXPECT_NE(mpSource->GetFunctionId(pProbe, "Touch"), 0u);
+    const std::uint32_t childId = mpSource->GetTableChildId(pTable, "c");
+    String name;
+    EXPECT_EQ(mpSource->FindTableChild(childId, &name), pTable);
+    EXPECT_EQ(name, String("c"));
+    pRoot->Clear();
+    Send();
+    EXPECT_EQ(mpSource->FindTableChild(childId), nullptr);
+    CapturedMessages messages;
+    EXPECT_EQ(mpSource->GetObjectId(pProbe), 0u);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to get object id for Replication.Probe"));
+    EXPECT_EQ(mpSource->GetPropertyId(pProbe, "Text"), 0u);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to get property 'Text' id for Replication.Probe"));
+    EXPECT_EQ(mpSource->GetTableChildId(pTable, "c"), 0u);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to get table child 'c' id for QBase.Table"));
+    EXPECT_EQ(mpSource->GetFunctionId(pProbe, "Touch"), 0u);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to get function 'Touch' id for Replication.Probe"));
+    EXPECT_EQ(mpSource->RemoveObjectId(pProbe), 0u);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to remove object id for Replication.Probe"));
+    EXPECT_EQ(mpSource->RemovePropertyId(pProbe, "Text"), 0u);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to remove property 'Text' id for Replication.Probe"));
+    EXPECT_EQ(mpSource->RemoveTableChildId(pTable, "c"), 0u);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to remove table child 'c' id for QBase.Table"));
+    EXPECT_EQ(mpSource->RemoveFunctionId(pProbe, "Touch"), 0u);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to remove function 'Touch' id for Replication.Probe"));
+}
+
+TEST_F(SourceTest, IdsGivenByHandAreKept)
+{
+    const Ptr<Object> pRoot = MakePlain();
+    EXPECT_EQ(mpSource->AddObjectId(pRoot), Serializer::FirstObjectId);
+    EXPECT_EQ(mpSource->AddObjectId(pRoot), 1u);
+    EXPECT_EQ(mpSource->AddPropertyId(pRoot, "P"), Serializer::FirstPropertyId);
+    EXPECT_EQ(mpSource->AddPropertyId(pRoot, "Q"), 2u);
+    EXPECT_EQ(mpSource->AddPropertyId(pRoot, "P"), 1u);
+    EXPECT_EQ(mpSource->AddFunctionId(pRoot, "F"), Serializer::FirstFunctionId);
+    EXPECT_EQ(mpSource->FindObject(1), pRoot);
+    String name;
+    EXPECT_EQ(mpSource->FindProperty(2, &name), pRoot);
+    EXPECT_EQ(name, String("Q"));
+    EXPECT_EQ(mpSource->FindFunction(1, &name), pRoot);
+    EXPECT_EQ(name, String("F"));
+    EXPECT_EQ(mpSource->RemovePropertyId(pRoot, "Q"), 2u);
+    EXPECT_EQ(mpSource->RemoveFunctionId(pRoot, "F"), 1u);
+    EXPECT_EQ(mpSource->RemoveObjectId(pRoot), 1u);
+    EXPECT_EQ(mpSource->FindProperty(1), nullptr);
+    EXPECT_EQ(mpSource->AddObjectId(pRoot), 2u);
+    mpSource->RemoveObjectId(pRoot);
+}
+
+// --- frames and streams ---
+
+TEST_F(SourceTest, AnIndexOf65535IsTheLastThatCanBeSent)
+{
+    const Ptr<Object> pRoot = MakePlain();
+    Property* const pArray = pRoot->AddPropertyArray("A", Value::TYPE_BOOL);
+    for (int i = 0; i < 65536; ++i) {
+        pArray->Insert(pRoot, Value(true));
+    }
+    Watch(pRoot);
+    pArray->Insert(pRoot, Value(true));
+    CapturedMessages messages;
+    ResumedAssertions resumed;
+    EXPECT_EQ(Send(), "");
+    EXPECT_THAT(messages.TakeError(), HasSubstr("ERROR: ObjectDiffSerializer (line "));
+    EXPECT_EQ(resumed.GetCount(), 1);
+    for (int i = 0; i < 70000 - 65537; ++i) {
+        pArray->Insert(pRoot, Value(true));
+    }
+    Send();
+    EXPECT_EQ(messages.TakeAll().size(), 70000u - 65537u);
+    pArray->RemoveAt(pRoot, 0);
+    Send();
+    EXPECT_THAT(messages.TakeError(), EndsWith("ASSERT( packet.size == size )"));
+}
+
+TEST(ObjectDiffSerializerDeathTest, AnArrayOf70000ElementsStopsTheSource)
+{
+    const Ptr<Serializer> pSource = MakeSerializer();
+    const Ptr<Object> pRoot = MakePlain();
+    Property* const pArray = pRoot->AddPropertyArray("A", Value::TYPE_BOOL);
+    for (int i = 0; i < 70000; ++i) {
+        pArray->Insert(pRoot, Value(true));
+    }
+    pSource->SetRoot(pRoot);
+    EXPECT_ASSERTION(pSource->Execute(Value::Null), "packet.index == index");
+}
+
+TEST_F(SourceTest, MoreThanAFrameGoesOutInFramesThatEndBetweenPackets)
+{
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    Watch(pRoot);
+    for (int i = 0; i < 10000; ++i) {
+        pRoot->Insert(MakePlain());
+    }
+    const std::string text(1 << 20, 'x');
+    pRoot->AddPropertyValueFromValue("Long", Value(text.c_str()));
+    const Ptr<IOStream> pLate = MakePipe();
+    mpSource->AddOutStream(pLate);
+    mpSource->Execute(Value::Null);
+    for (const Ptr<IOStream>& pPipe : {mpPipe, pLate}) {
+        const std::string bytes = TakeBytes(pPipe);
+        int numLong = 0;
+        for (const std::string& frame : SplitFrames(bytes)) {
+            EXPECT_FALSE(frame.empty());
+            if (frame.size() > static_cast<std::size_t>(Serializer::FrameBufferSize)) {
+                EXPECT_EQ(frame.size(), 10u + 4 + 4 + 4 + text.size()); // the one packet
+                ++numLong;
+            }
+        }
+        EXPECT_EQ(numLong, 1);
+        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<IOStream> pIn = MakePipe();
+        pReplica->AddInStream(pIn);
+        if (pPipe == mpPipe) {
+            Put(pIn, Frame(FromHex("01 02 01000000 00 01000000"))); // what it had before
+        }
+        Put(pIn, bytes);
+        pReplica->UpdateInput();
+        EXPECT_EQ(static_cast<List*>(pReplica->GetRoot())->GetSize(), 10000);
+        EXPECT_EQ(DescribeGraph(pReplica->GetRoot()), DescribeGraph(pRoot));
+    }
+}
+
+TEST_F(SourceTest, CallsThatFindNoRoomFollowInFramesOfTheirOwn)
+{
+    const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
+    Watch(pRoot);
+    const Ptr<IOStream> pOther = MakePipe();
+    mpSource->AddOutStream(pOther);
+    Send();
+    TakeBytes(pOther);
+    pRoot->mNumber = 3;
+    for (int i = 0; i < 5000; ++i) {
+        mpSource->RemoteFunctionCall(mpPipe, pRoot, "Touch", Value(i));
+    }
+    mpSource->BroadcastFunctionCall(pRoot, "Touch", Value(std::string(40000, 'y').c_str()));
+    mpSource->Execute(Value::Null);
+    std::size_t numCalls = 0;
+    for (const std::string& frame : SplitFrames(TakeBytes(mpPipe))) {
+        numCalls += frame.size() > 40000 ? 1 : frame.size() / 11;
+    }
+    EXPECT_EQ(numCalls, 5001u);
+    const std::vector<std::string> frames = SplitFrames(TakeBytes(pOther));
+    ASSERT_EQ(frames.size(), 2u);
+    EXPECT_EQ(frames[0].size(), 9u);
+    EXPECT_EQ(frames[1].size(), 6u + 1 + 4 + 40000);
+}
+
+TEST_F(SourceTest, AFrameIsOneWriteAndAShortOneStopsItsStreamOnly)
+{
+    const Ptr<NarrowStream> pNarrow = NarrowStream::Construct(Value::Null);
+    pNarrow->mLimit = 20;
+    mpSource->AddOutStream(pNarrow);
+    const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
+    mpSource->SetRoot(pRoot);
+    CapturedMessages messages;
+    EXPECT_NE(Send(), "");
+    EXPECT_EQ(pNarrow->mNumWrites, 1);
+    EXPECT_THAT(messages.TakeError(),
+                HasSubstr("Failed to write frame to SerializerTest.NarrowStream - 20/"));
+    pRoot->mNumber = 4;
+    EXPECT_NE(Send(), "");
+    EXPECT_EQ(pNarrow->mNumWrites, 1);
+}
+
+TEST_F(SourceTest, AStreamMayTakeItselfAndOthersOutWhileItIsWrittenTo)
+{
+    const Ptr<NarrowStream> pFirst = NarrowStream::Construct(Value::Null);
+    pFirst->mLimit = 1000000;
+    const Ptr<NarrowStream> pSecond = NarrowStream::Construct(Value::Null);
+    mpSource->AddOutStream(pFirst);
+    mpSource->AddOutStream(pSecond);
+    pFirst->mOnWrite = [&] {
+        mpSource->RemoveOutStream(pFirst);
+        mpSource->RemoveOutStream(pSecond);
+    };
+    mpSource->SetRoot(MakePlain());
+    EXPECT_NE(Send(), "");
+    EXPECT_EQ(pFirst->mNumWrites, 1);
+    EXPECT_EQ(pSecond->mNumWrites, 0);
+}
+
+TEST_F(SourceTest, ExecutingWithinAnExecuteIsRefused)
+{
+    const Ptr<NarrowStream> pStream = NarrowStream::Construct(Value::Null);
+    pStream->mLimit = 1000;
+    mpSource->AddOutStream(pStream);
+    mpSource->SetRoot(MakePlain());
+    pStream->mOnWrite = [&] {
+        mpSource->Execute(Value::Null);
+        mpSource->UpdateInput();
+    };
+    CapturedMessages messages;
+    EXPECT_NE(Send(), "");
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to execute serializer - it is executing already"));
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to update input - serializer is busy"));
+}
+
+TEST_F(SourceTest, AStreamThatIsAddedTwiceOrUnknownOrNullIsReported)
+{
+    CapturedMessages messages;
+    mpSource->AddOutStream(mpPipe);
+    EXPECT_THAT(messages.TakeError(),
+                EndsWith("Failed to add out stream QBase.IOStream - stream was added already"));
+    mpSource->AddInStream(nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to add in stream - stream is null"));
+    mpSource->RemoveForwardingStream(mpPipe);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to remove forwarding stream - stream not found"));
+}
+
+TEST_F(SourceTest, ACallForAStreamThatIsNoOutStreamIsReportedAndDropped)
+{
+    const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
+    Watch(pRoot);
+    const Ptr<IOStream> pOther = MakePipe();
+    CapturedMessages messages;
+    mpSource->RemoteFunctionCall(pOther, pRoot, "Touch");
+    EXPECT_EQ(Send(), "");
+    EXPECT_THAT(messages.TakeError(),
+                EndsWith("Failed to call 'Touch' on Replication.Probe - stream is no out stream"));
+    mpSource->RemoteFunctionCall(mpPipe, pRoot, "Nothing");
+    EXPECT_EQ(Send(), "");
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to get function 'Nothing' id for Replication.Probe"));
+    mpSource->BroadcastFunctionCall(nullptr, "Touch");
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to call 'Touch' - object is null"));
+    mpSource->RemoteFunctionCall(nullptr, pRoot, "Touch");
+    EXPECT_THAT(messages.TakeError(), HasSubstr("stream is null"));
+}
+
+TEST_F(SourceTest, ALateStreamLearnsTheSameIds)
+{
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    for (int i = 0; i < 3; ++i) {
+        pRoot->Insert(MakePlain());
+    }
+    Watch(pRoot);
+    pRoot->RemoveAt(0); // object 2 goes
+    Send();
+    const Ptr<IOStream> pLate = MakePipe();
+    mpSource->AddOutStream(pLate);
+    EXPECT_EQ(Send(), "");
+    EXPECT_EQ(ToHex(TakeBytes(pLate)), Tidy("2D000000 01 02 01000000"
+                                            "01 00 03000000 0D 01000000 0000 03000000"
+                                            "01 00 04000000 0D 01000000 0100 04000000"
+                                            "00 01000000"));
+    pRoot->Insert(nullptr);
+    const std::string sent = Send();
+    EXPECT_EQ(ToHex(TakeBytes(pLate)), sent); // both in step
+}
+
+TEST_F(SourceTest, ALateStreamWithoutAGraphIsInStepAtOnce)
+{
+    EXPECT_EQ(Send(), "");
+    mpSource->SetRoot(MakePlain());
+    EXPECT_EQ(Send(), Tidy("0B000000 01 00 01000000 00 01000000"));
+}
+
+TEST_F(SourceTest, CallsForALateStreamFollowItsSnapshot)
+{
+    const Ptr<Actor> pRoot = Actor::Construct(Value::Null);
+    mpSource->RegisterType(Actor::ClassTable());
+    mpSource->SetRoot(pRoot);
+    mpSource->RemoteFunctionCall(mpPipe, pRoot, "Act"); // before the first frame
+    mpSource->BroadcastFunctionCall(pRoot, "Act");
+    const std::string frame = SplitFrames(FromHex(Send())).at(0);
+    const std::string call = FromHex("11" + Id(mpSource->GetFunctionId(pRoot, "Act")) + "00");
+    EXPECT_EQ(ToHex(frame.substr(0, 6)), Tidy("01 04 01000000"));
+    EXPECT_EQ(ToHex(frame.substr(frame.size() - 12)), ToHex(call + call));
+}
+
+TEST_F(SourceTest, AnObjectThatAGetterMakesForTheSnapshotAloneIsReportedOnceAndSentAsNull)
+{
+    mpSource->RegisterType(Actor::ClassTable());
+    const Ptr<Actor> pRoot = Actor::Construct(Value::Null);
+    pRoot->mOnRead = [] { return MakePlain(); };
+    mpSource->SetRoot(pRoot);
+    CapturedMessages messages;
+    const std::string sent = Send(); // the snapshot of a stream that is new
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to get object id for QBase.Object"));
+    EXPECT_THAT(sent, HasSubstr(Tidy("05000000 5468696E67 00000000")));
+    EXPECT_THAT(Send(), HasSubstr(Tidy("01 00 03000000")));
+}
+
+TEST_F(SourceTest, AnExceptionOutOfAGetterStopsTheStreamsItCutShort)
+{
+    mpSource->RegisterType(Actor::ClassTable());
+    const Ptr<Actor> pRoot = Actor::Construct(Value::Null);
+    Watch(pRoot);
+    pRoot->mOnRead = []() -> Ptr<Object> { throw 7; };
+    EXPECT_THROW(mpSource->Execute(Value::Null), int);
+    pRoot->mOnRead = nullptr;
+    const Ptr<IOStream> pNew = MakePipe();
+    mpSource->AddOutStream(pNew);
+    EXPECT_EQ(Send(), ""); // stopped
+    const Ptr<Serializer> pReplica = MakeSerializer();
+    pReplica->RegisterType(Actor::ClassTable());
+    pReplica->AddInStream(pNew);
+    pReplica->UpdateInput();
+    EXPECT_EQ(DescribeGraph(pReplica->GetRoot()), DescribeGraph(pRoot));
+}
+
+// --- applying packets ---
+
+TEST_F(ReplicaTest, EveryKindOfPacketIsApplied)
+{
+    Receive(SETUP);
+    EXPECT_EQ(mpReplica->GetRoot(), Find(2));
+    EXPECT_EQ(Find(1)->FindProperty("P")->Get(Find(1)), Value(7));
+    EXPECT_EQ(Find(1)->FindProperty("A")->GetAt(Find(1), 1), Value(6));
+    EXPECT_EQ(FindTable(2)->Find("c"), Find(1));
+    EXPECT_EQ(FindList(3)->GetAt(0), Find(1));
+
+    Receive(PACKETS[0]);
+    EXPECT_EQ(mpReplica->GetRoot(), Find(3));
+    Receive(PACKETS[1]);
+    EXPECT_TRUE(Find(9)->IsExactType(Object::ClassTable()));
+    Receive(PACKETS[3]);
+    EXPECT_EQ(Find(1)->FindProperty("Q")->Get(Find(1)), Value("Hi"));
+    Receive(PACKETS[4]);
+    EXPECT_EQ(Find(1)->FindProperty("P")->Get(Find(1)), Value(8));
+    Receive(PACKETS[5]);
+    EXPECT_EQ(Find(1)->FindProperty("P"), nullptr);
+    EXPECT_EQ(mpReplica->FindProperty(1), nullptr);
+    mpReplica->RemovePropertyId(Find(1), "Q");
+    Receive(PACKETS[6]);
+    EXPECT_EQ(Find(1)->FindProperty("B")->GetType(), Value::TYPE_OBJECT);
+    Property* const pArray = Find(1)->FindProperty("A");
+    Receive(PACKETS[7]);
+    EXPECT_EQ(pArray->GetAt(Find(1), 2), Value(7));
+    Receive(PACKETS[8]);
+    EXPECT_EQ(pArray->GetAt(Find(1), 1), Value(9));
+    Receive(PACKETS[9]);
+    EXPECT_EQ(pArray->GetSize(Find(1)), 1);
+    Receive(PACKETS[10]);
+    EXPECT_EQ(mpReplica->FindTableChild(9), FindTable(2));
+    Receive(PACKETS[11]);
+    EXPECT_EQ(FindTable(2)->Find("c"), Find(3));
+    Receive(PACKETS[12]);
+    EXPECT_EQ(FindTable(2)->Find("c"), nullptr);
+    Receive(PACKETS[13]);
+    EXPECT_EQ(FindList(3)->GetAt(1), Find(2));
+    Receive(PACKETS[14]);
+    EXPECT_EQ(FindList(3)->GetAt(0), Find(4));
+    Receive(PACKETS[15]);
+    EXPECT_EQ(FindList(3)->GetSize(), 0);
+    Receive(PACKETS[16]);
+    EXPECT_EQ(mpReplica->FindFunction(9), Find(4));
+    Receive(PACKETS[17]);
+    EXPECT_EQ(FindProbe(4)->mNumber, 42);
+    EXPECT_EQ(FindProbe(4)->mText, String("Hi"));
+    Receive(PACKETS[2]);
+    EXPECT_EQ(Find(4), nullptr);
+    EXPECT_EQ(mpReplica->FindFunction(1), nullptr);
+    EXPECT_FALSE(IsStopped());
+    EXPECT_EQ(mpReplica->GetInStreamInfo()[0].mNumFrames, 19);
+    EXPECT_EQ(mpReplica->GetInStreamInfo()[0].mpStream, mpPipe);
+}
+
+TEST_F(ReplicaTest, EveryPacketCutAtEveryByteIsReportedAndStopsItsStream)
+{
+    for (const std::string& hex : PACKETS) {
+        const std::string packet = FromHex(hex);
+        for (std::size_t size = 1; size < packet.size(); ++size) {
+            const Ptr<Serializer> pReplica = MakeSerializer();
+            const Ptr<IOStream> pIn = MakePipe();
+            pReplica->AddInStream(pIn);
+            Put(pIn, Frame(FromHex(SETUP)));
+            Put(pIn, Frame(packet.substr(0, size)));
+            Put(pIn, Frame(packet)); // not read any more
+            const Ptr<IOStream> pForward = MakePipe();
+            pReplica->AddForwardingStream(pForward);
+            CapturedMessages messages;
+            pReplica->UpdateInput();
+            EXPECT_THAT(messages.TakeError(), EndsWith("from QBase.IOStream - the packet is cut off"));
+            EXPECT_TRUE(pReplica->GetInStreamInfo()[0].mbStopped);
+            EXPECT_EQ(pIn->BytesAvailable(), static_cast<int>(packet.size()) + 4);
+            EXPECT_EQ(TakeBytes(pForward), Frame(FromHex(SETUP)));
+        }
+    }
+}
+
+TEST_F(ReplicaTest, UnknownKindsAndTypesAndTooManyArgumentsStopTheStream)
+{
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"12", "the kind is unknown"},
+        {"FF 01000000", "the kind is unknown"},
+        {"03 01000000 09000000 0D 01000000 51", "the type is unknown"},
+        {"03 01000000 09000000 10 01000000 51", "the type is unknown"},
+        {"06 01000000 09000000 00 01000000 51", "the type is unknown"},
+        {"06 01000000 09000000 10 01000000 51", "the type is unknown"},
+        {"11 01000000 06 01 01000000", "the call has too many arguments"},
+        {"11 01000000 FF", "the call has too many arguments"},
+        {"11 01000000 01 0D", "the type is unknown"},
+        {"0A 02000000 09000000 00000000 FFFFFFFF 64", "the packet is cut off"},
+        {"0A 02000000 09000000 00000000 FFFFFF7F 64", "the packet is cut off"},
+    };
+    for (const auto& [packet, text] : cases) {
+        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<IOStream> pIn = MakePipe();
+        pReplica->AddInStream(pIn);
+        Put(pIn, Frame(FromHex(SETUP)) + Frame(FromHex(packet + "00 00000000")));
+        CapturedMessages messages;
+        pReplica->UpdateInput();
+        EXPECT_THAT(messages.TakeError(), EndsWith(text));
+        EXPECT_TRUE(pReplica->GetInStreamInfo()[0].mbStopped);
+        EXPECT_NE(pReplica->GetRoot(), nullptr);
+    }
+}
+
+TEST(ObjectDiffSerializerDeathTest, EveryViolatedPromiseStopsTheProgram)
+{
+    for (const Violation& violation : VIOLATIONS) {
+        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<IOStream> pIn = MakePipe();
+        pReplica->AddInStream(pIn);
+        Put(pIn, Frame(FromHex(SETUP)));
+        pReplica->UpdateInput();
+        Put(pIn, Frame(FromHex(violation.mpPacket)));
+        EXPECT_DEATH(pReplica->UpdateInput(),
+                     testing::AllOf(HasSubstr("ERROR: ObjectDiffSerializer (line "),
+                                    HasSubstr(std::string("ASSERT( ") + violation.mpCondition + " )")))
+            << violation.mpPacket;
+    }
+}
+
+TEST_F(ReplicaTest, AResumedViolationConsumesItsPacketWithoutEffect)
+{
+    for (const Violation& violation : VIOLATIONS) {
+        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<IOStream> pIn = MakePipe();
+        pReplica->AddInStream(pIn);
+        Put(pIn, Frame(FromHex(SETUP)));
+        pReplica->UpdateInput();
+        const std::string before = DescribeGraph(pReplica->GetRoot());
+        CapturedMessages messages;
+        ResumedAssertions resumed;
+        // What follows in the same frame is applied.
+        Put(pIn, Frame(FromHex(std::string(violation.mpPacket) + "11 01000000 01 01 2A000000")));
+        pReplica->UpdateInput();
+        EXPECT_EQ(resumed.GetCount(), 1) << violation.mpPacket;
+        EXPECT_THAT(messages.TakeError(), EndsWith(std::string("ASSERT( ") + violation.mpCondition + " )"));
+        Probe* const pProbe = static_cast<Probe*>(pReplica->FindObject(4));
+        EXPECT_EQ(pProbe->mCalls, 1) << violation.mpPacket;
+        EXPECT_EQ(DescribeGraph(pReplica->GetRoot()), before) << violation.mpPacket;
+        EXPECT_FALSE(pReplica->GetInStreamInfo()[0].mbStopped);
+    }
+}
+
+TEST_F(ReplicaTest, AViolationByAnUntrustedStreamIsReportedAndStopsThatStreamAlone)
+{
+    for (const Violation& violation : VIOLATIONS) {
+        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<IOStream> pIn = MakePipe();
+        const Ptr<IOStream> pGood = MakePipe();
+        pReplica->AddInStream(pIn);
+        pReplica->AddInStream(pGood);
+        pReplica->SetInStreamTrusted(pIn, false);
+        Put(pIn, Frame(FromHex(SETUP)) + Frame(FromHex(violation.mpPacket)) + Frame(FromHex("00 00000000")));
+        Put(pGood, Frame(FromHex("01 00 70000000")));
+        CapturedMessages messages;
+        pReplica->UpdateInput();
+        const std::string error = messages.TakeError();
+        EXPECT_THAT(error, StartsWith("ERROR: ObjectDiffSerializer (line "));
+        EXPECT_THAT(error, EndsWith(std::string("ASSERT( ") + violation.mpCondition + " )"));
+        EXPECT_TRUE(pReplica->GetInStreamInfo()[0].mbStopped);
+        EXPECT_FALSE(pReplica->GetInStreamInfo()[1].mbStopped);
+        EXPECT_NE(pReplica->FindObject(0x70), nullptr);
+        EXPECT_NE(pReplica->GetRoot(), nullptr);
+    }
+}
+
+TEST_F(ReplicaTest, AValueForAnUnknownPropertyCannotBeSkippedAndEndsTheStream)
+{
+    for (const char* const pPacket :
+         {"04 63000000 07000000", "07 63000000 0000 07000000", "08 63000000 0000 07000000"}) {
+        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<IOStream> pIn = MakePipe();
+        pReplica->AddInStream(pIn);
+        Put(pIn, Frame(FromHex(SETUP)) + Frame(FromHex(pPacket)));
+        CapturedMessages messages;
+        ResumedAssertions resumed;
+        pReplica->UpdateInput();
+        EXPECT_EQ(resumed.GetCount(), 1);
+        EXPECT_THAT(messages.TakeError(), EndsWith("ASSERT( pObject )"));
+        EXPECT_THAT(messages.TakeError(), EndsWith("the length of its value is unknown"));
+        EXPECT_TRUE(pReplica->GetInStreamInfo()[0].mbStopped);
+    }
+}
+
+TEST_F(ReplicaTest, ACallOfSomethingDeletedIsSkippedWithAWarning)
+{
+    Receive(SETUP);
+    CapturedMessages messages;
+    Receive("11 63000000 02 01 2A000000 04 02000000 4869  04 01000000 09000000");
+    EXPECT_THAT(messages.TakeInfo(),
+                EndsWith("WARNING: Skipping invalid functionId '99' - Object most likely already deleted"));
+    EXPECT_EQ(Find(1)->FindProperty("P")->Get(Find(1)), Value(9)); // the packet behind it
+    Receive("11 01000000 01 05 63000000  04 01000000 0A000000");
+    EXPECT_THAT(
+        messages.TakeInfo(),
+        EndsWith("WARNING: Skipping invalid functionId '1' - Argument object most likely already deleted"));
+    EXPECT_EQ(Find(1)->FindProperty("P")->Get(Find(1)), Value(10));
+    EXPECT_EQ(FindProbe(4)->mCalls, 0);
+    EXPECT_FALSE(IsStopped());
+}
+
+TEST_F(ReplicaTest, AnUntrustedStreamCallsOnlyWhatIsAllowedByName)
+{
+    mpReplica->SetInStreamTrusted(mpPipe, false);
+    mpReplica->AllowFunction("Touch");
+    Receive(SETUP);
+    Receive(PACKETS[17]);
+    EXPECT_EQ(FindProbe(4)->mCalls, 1);
+    CapturedMessages messages;
+    Receive("10 04000000 09000000 04000000 4B656570  11 09000000 00");
+    EXPECT_THAT(messages.TakeError(),
+                EndsWith("Failed to call 'Keep' on Replication.Probe - function not allowed"));
+    EXPECT_EQ(FindProbe(4)->mCalls, 1);
+    EXPECT_TRUE(IsStopped());
+}
+
+TEST_F(ReplicaTest, FrameSizesThatNoStreamCanHoldStopTheStream)
+{
+    for (const char* const pSize : {"FFFFFFFF", "00000080"}) {
+        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<IOStream> pIn = MakePipe();
+        pReplica->AddInStream(pIn);
+        Put(pIn, FromHex(std::string(pSize) + "00 00000000"));
+        CapturedMessages messages;
+        pReplica->UpdateInput();
+        EXPECT_THAT(messages.TakeError(), HasSubstr("Failed to read frame from QBase.IOStream - size "));
+        EXPECT_TRUE(pReplica->GetInStreamInfo()[0].mbStopped);
+        EXPECT_EQ(pIn->BytesAvailable(), 5);
+    }
+}
+
+TEST_F(ReplicaTest, AnEmptyFrameCountsAndIsNotForwarded)
+{
+    const Ptr<IOStream> pForward = MakePipe();
+    mpReplica->AddForwardingStream(pForward);
+    Receive("");
+    Receive("");
+    EXPECT_EQ(mpReplica->GetInStreamInfo()[0].mNumFrames, 2);
+    EXPECT_EQ(pForward->BytesAvailable(), 0);
+    EXPECT_FALSE(IsStopped());
+}
+
+TEST_F(ReplicaTest, AnUntrustedFrameMayBeAsLongAsTheHostSays)
+{
+    mpReplica->SetInStreamTrusted(mpPipe, false);
+    mpReplica->SetFrameSizeLimit(6);
+    Receive("01 00 01000000");
+    EXPECT_NE(Find(1), nullptr);
+    CapturedMessages messages;
+    Receive("01 00 02000000 00");
+    EXPECT_THAT(messages.TakeError(), EndsWith("size 7 is over the limit of 6 bytes"));
+    EXPECT_TRUE(IsStopped());
+    mpReplica->SetFrameSizeLimit(-1);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to set frame size limit - invalid size -1"));
+}
+
+TEST_F(ReplicaTest, AStreamWithNegativeOrFalseAvailabilityIsHarmless)
+{
+    const Ptr<NarrowStream> pStream = NarrowStream::Construct(Value::Null);
+    mpReplica->AddInStream(pStream);
+    pStream->mAvailable = -5;
+    mpReplica->UpdateInput();
+    pStream->mAvailable = 100; // and reads nothing
+    CapturedMessages messages;
+    mpReplica->UpdateInput();
+    EXPECT_THAT(messages.TakeError(),
+                EndsWith("Failed to read frame from SerializerTest.NarrowStream - 0/4 bytes read"));
+    EXPECT_TRUE(mpReplica->GetInStreamInfo()[1].mbStopped);
+}
+
+TEST_F(ReplicaTest, WhatAConstructorPutsInIsReplacedByWhatThePeerHas)
+{
+    const Ptr<Serializer> pSource = MakeSerializer();
+    for (const Ptr<Serializer>& pSerializer : {pSource, mpReplica}) {
+        pSerializer->RegisterType(Furnished::ClassTable());
+        pSerializer->RegisterType(FurnishedList::ClassTable());
+    }
+    const Ptr<Furnished> pRoot = Furnished::Construct(Value::Null);
+    pRoot->mNumbers.RemoveAt(2);
+    const Ptr<List> pList = FurnishedList::Construct(Value::Null);
+    pList->RemoveAt(0);
+    pRoot->mpList = pList;
+    pSource->SetRoot(pRoot);
+    pSource->AddOutStream(mpPipe);
+    pSource->Execute(Value::Null);
+    mpReplica->UpdateInput();
+    EXPECT_EQ(DescribeGraph(mpReplica->GetRoot()), DescribeGraph(pRoot));
+}
+
+TEST_F(ReplicaTest, ARemovedObjectLivesUntilItsFrameWasApplied)
+{
+    Receive(SETUP);
+    Ptr<Object> pTable = Find(2);
+    Receive("0C 01000000 05 01000000 0F 03000000 0000 02 01000000");
+    EXPECT_EQ(Find(1), nullptr);
+    Receive("01 00 01000000"); // the same id again: another object
+    EXPECT_NE(Find(1), nullptr);
+    EXPECT_EQ(Find(1)->FindProperty("A"), nullptr);
+}
+
+TEST_F(ReplicaTest, ObjectsThatReferToEachOtherGoWhenTheyAreRemoved)
+{
+    // Two lists in a cycle, removed without being emptied: nothing may be left of them.
+    Receive("01 02 01000000 01 02 02000000 01 02 03000000"
+            "0D 01000000 0000 02000000 0D 02000000 0000 03000000 0D 03000000 0000 02000000 00 01000000");
+    const Ptr<Object> pKept = Find(1);
+    Receive("0F 01000000 0000 02 02000000 02 03000000");
+    EXPECT_EQ(static_cast<List*>(static_cast<Object*>(pKept))->GetSize(), 0);
+}
+
+TEST_F(ReplicaTest, RemovedObjectsThatTheHostStillHoldsStayWhole)
+{
+    Receive("01 02 01000000 01 02 02000000 01 02 03000000"
+            "0D 01000000 0000 02000000 0D 02000000 0000 03000000 0D 03000000 0000 02000000 00 01000000");
+    const Ptr<List> pHeld = FindList(2);
+    Receive("0F 01000000 0000 02 02000000 02 03000000");
+    ASSERT_EQ(pHeld->GetSize(), 1);
+    EXPECT_EQ(static_cast<List*>(pHeld->GetAt(0))->GetAt(0), pHeld);
+    Dissolve(pHeld);
+}
+
+TEST_F(ReplicaTest, ACalledFunctionMayRemoveItsStreamAndReleaseTheSerializer)
+{
+    mpReplica->RegisterType(Actor::ClassTable());
+    Receive("01 04 01000000 10 01000000 01000000 03000000 416374 00 01000000");
+    const Ptr<Actor> pActor = static_cast<Actor*>(Find(1));
+    pActor->mOnAct = [&] {
+        mpReplica->RemoveInStream(mpPipe);
+        mpReplica = nullptr;
+    };
+    Serializer* const pReplica = mpReplica;
+    Put(mpPipe, Frame(FromHex("11 01000000 00 00 00000000")) + Frame(FromHex("00 00000000")));
+    pReplica->UpdateInput();
+    EXPECT_EQ(mpReplica, nullptr);
+    EXPECT_EQ(mpPipe->BytesAvailable(), 9); // the second frame
+}
+
+TEST_F(ReplicaTest, ACalledFunctionMayNotUpdateTheInputAgain)
+{
+    mpReplica->RegisterType(Actor::ClassTable());
+    Receive("01 04 01000000 10 01000000 01000000 03000000 416374 00 01000000");
+    static_cast<Actor*>(Find(1))->mOnAct = [&] { mpReplica->UpdateInput(); };
+    CapturedMessages messages;
+    Receive("11 01000000 00");
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to update input - serializer is busy"));
+}
+
+// --- whole graphs ---
+
+namespace
+{
+
+// A replica that reads what it is given byte by byte.
+class Peer
+{
+public:
+    Peer() : mpSerializer(MakeSerializer()), mpWire(MakePipe()), mpIn(MakePipe())
+    {
+        mpSerializer->AddInStream(mpIn);
+    }
+    ~Peer() { Dissolve(mpSerializer->GetRoot()); }
+
+    void Update()
+    {
+        for (const char byte : TakeBytes(mpWire)) {
+            mpIn->Write(&byte, 1);
+            mpSerializer->UpdateInput();
+        }
+    }
+
+    std::string Describe() const { return DescribeGraph(mpSerializer->GetRoot()); }
+
+    Ptr<Serializer> mpSerializer;
+    Ptr<IOStream> mpWire; // what the source writes to
+    Ptr<IOStream> mpIn;
+};
+
+} // namespace
+
+TEST(ObjectDiffSerializerTest, EarlyLateAndRelayedReplicasEqualTheSourceAfterEveryPass)
+{
+    for (std::uint32_t seed = 1; seed <= 25; ++seed) {
+        GraphEditor editor(seed);
+        if (seed % 3 == 0) {
+            editor.AllowRootChanges();
+        }
+        const Ptr<Serializer> pSource = MakeSerializer();
+        Peer early;
+        Peer late;
+        Peer relayed;
+        Peer lateRelayed;
+        pSource->AddOutStream(early.mpWire);
+        early.mpSerializer->AddForwardingStream(relayed.mpWire);
+        for (int pass = 0; pass < 24; ++pass) {
+            editor.Edit(editor.Random(14));
+            pSource->SetRoot(editor.GetRoot());
+            if (pass == 9) {
+                pSource->AddOutStream(late.mpWire);
+            }
+            pSource->Execute(Value::Null);
+            early.Update();
+            relayed.Update();
+            if (pass == 12) {
+                early.mpSerializer->SendSnapshot(lateRelayed.mpWire);
+                early.mpSerializer->AddForwardingStream(lateRelayed.mpWire);
+            }
+            const std::string expected = DescribeGraph(editor.GetRoot());
+            ASSERT_EQ(early.Describe(), expected) << "seed " << seed << " pass " << pass;
+            ASSERT_EQ(relayed.Describe(), expected) << "seed " << seed << " pass " << pass;
+            if (pass >= 9) {
+                late.Update();
+                ASSERT_EQ(late.Describe(), expected) << "seed " << seed << " pass " << pass;
+            }
+            if (pass >= 12) {
+                lateRelayed.Update();
+                ASSERT_EQ(lateRelayed.Describe(), expected) << "seed " << seed << " pass " << pass;
+            }
+        }
+        pSource->SetRoot(nullptr);
+        pSource->Execute(Value::Null);
+        early.Update();
+        relayed.Update();
+        late.Update();
+        lateRelayed.Update();
+    }
+}
+
+TEST(ObjectDiffSerializerTest, ARelayPassesFramesOnByteForByte)
+{
+    GraphEditor editor(5);
+    editor.Edit(60);
+    const Ptr<Serializer> pSource = MakeSerializer();
+    Peer relay;
+    const Ptr<IOStream> pForward = MakePipe();
+    const Ptr<IOStream> pTwin = MakePipe();
+    pSource->AddOutStream(relay.mpWire);
+    pSource->AddOutStream(pTwin);
+    relay.mpSerializer->AddForwardingStream(pForward);
+    pSource->SetRoot(editor.GetRoot());
+    pSource->Execute(Value::Null);
+    relay.Update();
+    EXPECT_EQ(TakeBytes(pForward), TakeBytes(pTwin));
+}
+
+TEST(ObjectDiffSerializerTest, AReplicaCallsItsSourceOverAStreamForCallsOnly)
+{
+    const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
+    const Ptr<Serializer> pSource = MakeSerializer();
+    pSource->SetRoot(pRoot);
+    Peer replica;
+    pSource->AddOutStream(replica.mpWire);
+    pSource->Execute(Value::Null);
+    replica.Update();
+    const Ptr<IOStream> pBack = MakePipe();
+    replica.mpSerializer->AddCallStream(pBack);
+    pSource->AddInStream(pBack);
+    Object* const pMirror = replica.mpSerializer->GetRoot();
+    replica.mpSerializer->BroadcastFunctionCall(pMirror, "Keep", Value(0.5f), Value(pMirror), Value("any"),
+                                                Value(Probe::CURIOUS), Value(Color(9, 8, 7, 6)));
+    replica.mpSerializer->RemoteFunctionCall(pBack, pMirror, "Touch", Value(11), Value("back"));
+    replica.mpSerializer->Execute(Value::Null);
+    EXPECT_EQ(SplitFrames(std::string()).size(), 0u);
+    pSource->UpdateInput();
+    EXPECT_EQ(pRoot->mCalls, 2);
+    EXPECT_EQ(pRoot->mKeptReal, 0.5f);
+    EXPECT_EQ(pRoot->mpKeptObject, pRoot);
+    EXPECT_EQ(pRoot->mKeptAny, Value("any"));
+    EXPECT_EQ(pRoot->mKeptMood, Probe::CURIOUS);
+    EXPECT_EQ(Value(pRoot->mKeptColor), Value(Color(9, 8, 7, 6)));
+    pRoot->mpKeptObject = nullptr;
+    pSource->Execute(Value::Null);
+    replica.Update();
+    EXPECT_EQ(replica.Describe(), DescribeGraph(pRoot));
+    EXPECT_EQ(static_cast<Probe*>(pMirror)->mText, String("back"));
+}
+
+TEST(ObjectDiffSerializerTest, AnObjectThatComesBackIsANewOneWithANewId)
+{
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    const Ptr<Probe> pItem = Probe::Construct(Value::Null);
+    pRoot->Insert(pItem);
+    const Ptr<Serializer> pSource = MakeSerializer();
+    pSource->SetRoot(pRoot);
+    Peer replica;
+    pSource->AddOutStream(replica.mpWire);
+    pSource->Execute(Value::Null);
+    replica.Update();
+    const std::uint32_t oldId = pSource->GetObjectId(pItem);
+    const std::uint32_t oldFunction = pSource->GetFunctionId(pItem, "Touch");
+    pRoot->Clear();
+    pSource->Execute(Value::Null);
+    pRoot->Insert(pItem);
+    pSource->Execute(Value::Null);
+    replica.Update();
+    EXPECT_NE(pSource->GetObjectId(pItem), oldId);
+    EXPECT_EQ(replica.Describe(), DescribeGraph(pRoot));
+    CapturedMessages messages;
+    Put(replica.mpIn, Frame(FromHex("11" + Id(oldFunction) + "00")));
+    replica.mpSerializer->UpdateInput();
+    EXPECT_THAT(messages.TakeInfo(), HasSubstr("Object most likely already deleted"));
+}
+
+TEST(ObjectDiffSerializerTest, ASerializerDrivenByCallsAloneReplicatesAGraph)
+{
+    const Ptr<Object> pSource = Construct("QBase", "ObjectDiffSerializer");
+    const Ptr<Object> pReplica = Construct("QBase", "ObjectDiffSerializer");
+    const Ptr<IOStream> pPipe = MakePipe();
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    const Ptr<Probe> pItem = Probe::Construct(Value::Null);
+    pRoot->Insert(pItem);
+    for (const Ptr<Object>& pSerializer : {pSource, pReplica}) {
+        pSerializer->Call("RegisterType", Value(static_cast<Object*>(List::ClassTable())));
+        pSerializer->Call("RegisterType", Value(static_cast<Object*>(Probe::ClassTable())));
+    }
+    pSource->FindProperty("Root")->Set(pSource, Value(pRoot));
+    EXPECT_TRUE(pSource->FindProperty("Root")->IsExcluded());
+    pSource->Call("AddOutStream", Value(pPipe));
+    pReplica->Call("AddInStream", Value(pPipe));
+    pSource->Call("Execute");
+    pSource->Call("BroadcastFunctionCall", Value(pItem), Value("Touch"), Value(4), Value("four"));
+    pSource->Call("RemoteFunctionCall", Value(pPipe), Value(pItem), Value("Touch"), Value(5), Value("five"));
+    pSource->Call("Execute");
+    pReplica->Call("UpdateInput");
+    Object* const pMirror = pReplica->FindProperty("Root")->Get(pReplica).AsObject();
+    ASSERT_NE(pMirror, nullptr);
+    Probe* const pMirrored = static_cast<Probe*>(static_cast<List*>(pMirror)->GetAt(0));
+    EXPECT_EQ(pMirrored->mText, String("five"));
+    EXPECT_EQ(pSource->Call("GetObjectId", Value(pItem)), Value(2));
+    EXPECT_EQ(pReplica->Call("GetObjectId", Value(pMirrored)), Value(2));
+    EXPECT_EQ(pSource->Call("GetTypeId", Value(pItem)), Value(1));
+}
+
+TEST(ObjectDiffSerializerTest, SerializersAndStreamsWithoutAnyReferenceSurvive)
+{
+    Serializer* const pSource = Serializer::Construct(Value::Null);
+    pSource->RegisterType(Object::ClassTable());
+    pSource->SetRoot(MakePlain());
+    pSource->Execute(Value::Null);
+    pSource->UpdateInput();
+    EXPECT_EQ(pSource->GetReferenceCount(), 0);
+    IOStream* const pStream = IOStream::Construct(Value::Null);
+    // A stream belongs to the serializer that takes it; for the time of a snapshot it is only borrowed.
+    pSource->SendSnapshot(pStream);
+    EXPECT_EQ(pStream->BytesAvailable(), 15);
+    EXPECT_EQ(pStream->GetReferenceCount(), 0);
+    delete pStream;
+    delete pSource;
+}
