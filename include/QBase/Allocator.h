@@ -53,8 +53,8 @@ public:
     /// The most elements that one block of Memory, and the address space, can hold.
     constexpr std::size_t max_size() const noexcept
     {
-        return std::min<std::size_t>(std::numeric_limits<unsigned>::max(),
-                                     std::numeric_limits<std::ptrdiff_t>::max()) /
+        return std::min<std::size_t>((std::numeric_limits<unsigned>::max)(),
+                                     (std::numeric_limits<std::ptrdiff_t>::max)()) /
                sizeof(T);
     }
 

@@ -148,8 +148,8 @@ Array<T>& Array<T>::operator=(const Array& other)
     while (capacity < other.mSize) {
         capacity *= 2;
     }
-    if (capacity > std::numeric_limits<int>::max()) {
-        capacity = std::numeric_limits<int>::max();
+    if (capacity > (std::numeric_limits<int>::max)()) {
+        capacity = (std::numeric_limits<int>::max)();
     }
     Array copy(static_cast<int>(capacity));
     if (copy.mCapacity < other.mSize) {
@@ -307,8 +307,8 @@ T* Array<T>::AllocateSlots(std::int64_t count)
 {
     static_assert(alignof(T) <= 16, "Array elements have an alignment of 16 bytes at most");
 
-    constexpr std::int64_t largestBlock = std::numeric_limits<unsigned>::max();
-    if (count > std::numeric_limits<int>::max() || count > largestBlock / std::int64_t(sizeof(T))) {
+    constexpr std::int64_t largestBlock = (std::numeric_limits<unsigned>::max)();
+    if (count > (std::numeric_limits<int>::max)() || count > largestBlock / std::int64_t(sizeof(T))) {
         Error(QBASE_HERE, "Failed to allocate %lld array elements of %u bytes - too many",
               static_cast<long long>(count), static_cast<unsigned>(sizeof(T)));
         return nullptr;

@@ -318,7 +318,7 @@ template <typename T>
 bool HashTable<T>::InitTable(int tableSize)
 {
     const int size = tableSize < 1 ? 1 : tableSize;
-    if (std::int64_t(size) * std::int64_t(sizeof(Node*)) > std::numeric_limits<unsigned>::max()) {
+    if (std::int64_t(size) * std::int64_t(sizeof(Node*)) > (std::numeric_limits<unsigned>::max)()) {
         Error(QBASE_HERE, "Failed to allocate %d hash table buckets - too many", size);
         return false;
     }

@@ -41,7 +41,7 @@ public:
     static constexpr T E = std::numbers::e_v<T>;
     static constexpr T SqrtTwo = std::numbers::sqrt2_v<T>;
     static constexpr T Epsilon = std::numeric_limits<T>::epsilon(); // gap between 1 and the next number
-    static constexpr T Largest = std::numeric_limits<T>::max();
+    static constexpr T Largest = (std::numeric_limits<T>::max)();
     static constexpr T Infinity = std::numeric_limits<T>::infinity();
 
     /// What IsNear takes when the caller names nothing: room for a short chain of rounded operations.

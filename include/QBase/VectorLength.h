@@ -20,7 +20,7 @@ namespace QBase
 template <typename T>
 constexpr bool IsSafeSquare(T square)
 {
-    return square >= std::numeric_limits<T>::min() / Math<T>::Epsilon && square <= Math<T>::Largest;
+    return square >= (std::numeric_limits<T>::min)() / Math<T>::Epsilon && square <= Math<T>::Largest;
 }
 
 /// The length: infinite for an infinite component, NaN for a NaN.
