@@ -1,0 +1,243 @@
+#include "QBase/Global.h"
+
+#include "QBase/ClassInfoTable.h"
+#include "QBase/Enum.h"
+#include "QBase/Function.h"
+#include "QBase/List.h"
+#include "QBase/Property.h"
+#include "QBase/TablePath.h"
+
+#include "Support/CapturedMessages.h"
+#include "Support/Paths.h"
+#include "Support/Specimen.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+using namespace QBase;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+namespace
+{
+
+std::vector<std::string> NamesOf(const Object* pTable)
+{
+    std::vector<std::string> names;
+    for (const auto& node : static_cast<const Table*>(pTable)->GetEntries()) {
+        names.push_back(node.GetKey().c_str());
+    }
+    return names;
+}
+
+std::string OutputOf(const std::string& command)
+{
+    std::string output;
+    std::FILE* const pPipe = popen(command.c_str(), "r");
+    std::array<char, 256> part{};
+    while (std::fgets(part.data(), static_cast<int>(part.size()), pPipe)) {
+        output += part.data();
+    }
+    pclose(pPipe);
+    return output;
+}
+
+// Puts an entry into a table and the old one back.
+class Replaced
+{
+public:
+    Replaced(Table* pTable, const char* pName, const Ptr<Object>& pEntry)
+        : mpTable(pTable), mName(pName), mpOld(pTable->Find(pName))
+    {
+        mpTable->Insert(mName, pEntry);
+    }
+    ~Replaced() { mpTable->Insert(mName, mpOld); }
+
+private:
+    Table* mpTable;
+    String mName;
+    Ptr<Object> mpOld;
+};
+
+} // namespace
+
+TEST(GlobalTest, TheGlobalsHaveTheirValues)
+{
+    EXPECT_EQ(g_VersionMajor, 2);
+    EXPECT_EQ(g_VersionMinor, 1);
+    EXPECT_EQ(g_ModuleTableSize, 61);
+    EXPECT_EQ(g_ClassTableSize, 61);
+    EXPECT_EQ(g_InstanceTableSize, 31);
+    EXPECT_EQ(g_DefaultTableSize, 97);
+}
+
+TEST(GlobalTest, InitReportsTheVersionEachTimeAndKeepsTheRegistry)
+{
+    CapturedMessages messages;
+    Table* const pRegistry = GetModuleTable();
+    Init();
+    EXPECT_EQ(messages.TakeInfo(), "Quirl v.2.1");
+    EXPECT_EQ(GetModuleTable(), pRegistry);
+    EXPECT_NE(Construct("QBase", "List"), nullptr);
+}
+
+TEST(GlobalTest, TheRegistryHoldsEveryClassOfTheModel)
+{
+    Object* const pModule = GetModuleTable()->Find("QBase");
+    ASSERT_NE(pModule, nullptr);
+    EXPECT_THAT(NamesOf(pModule), testing::IsSupersetOf({"Object", "Table", "ClassInfoTable", "Property",
+                                                         "ValuePropertyCommon", "ArrayPropertyCommon",
+                                                         "Function", "EnumInfoObject", "TablePath", "List"}));
+}
+
+TEST(GlobalTest, EveryEntryOfTheRegistryIsAClassTableWithAConstructFunction)
+{
+    for (const auto& module : GetModuleTable()->GetEntries()) {
+        ASSERT_TRUE(module.GetValue()->IsExactType(Table::ClassTable())) << module.GetKey().c_str();
+        for (const auto& entry : static_cast<Table*>(static_cast<Object*>(module.GetValue()))->GetEntries()) {
+            ASSERT_TRUE(entry.GetValue()->IsExactType(ClassInfoTable::ClassTable()));
+            auto* const pClass = static_cast<ClassInfoTable*>(static_cast<Object*>(entry.GetValue()));
+            ASSERT_NE(pClass->Find("Construct"), nullptr) << entry.GetKey().c_str();
+            EXPECT_TRUE(pClass->Find("Construct")->IsDerivedType(Function::ClassTable()));
+            EXPECT_TRUE(pClass->IsDerivedFrom(Object::ClassTable())) << entry.GetKey().c_str();
+        }
+    }
+}
+
+TEST(GlobalTest, ConstructAnswersANewObjectThatOnlyTheCallerHolds)
+{
+    const Ptr<Object> pList = Construct("QBase", "List", Value::Null);
+    ASSERT_NE(pList, nullptr);
+    EXPECT_TRUE(pList->IsExactType(List::ClassTable()));
+    EXPECT_EQ(pList->GetReferenceCount(), 1);
+    EXPECT_EQ(static_cast<List*>(static_cast<Object*>(pList))->GetSize(), 0);
+    const Ptr<Object> pTable = Construct("QBase", "Table", 7);
+    EXPECT_EQ(pTable->Call("GetTableSize").Get<int>(), 7);
+}
+
+TEST(GlobalTest, ConstructOfAnUnknownModuleOrClassIsReported)
+{
+    CapturedMessages messages;
+    EXPECT_EQ(Construct("QBase", "NoSuchClass"), nullptr);
+    EXPECT_THAT(messages.TakeError(),
+                MatchesRegex("ERROR: Global \\(line [0-9]+\\): Failed to construct 'QBase\\.NoSuchClass'"));
+    EXPECT_EQ(Construct("NoSuchModule", "List"), nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct 'NoSuchModule.List'"));
+    EXPECT_EQ(Construct("QBase", "list"), nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct 'QBase.list'"));
+    EXPECT_EQ(Construct(String::Null, ""), nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct '.'"));
+}
+
+TEST(GlobalTest, ConstructOfAnAbstractClassHasItsOwnReportOnly)
+{
+    CapturedMessages messages;
+    EXPECT_EQ(Construct("QBase", "Property"), nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to Construct interface class"));
+}
+
+TEST(GlobalTest, ARegistryEntryOfTheWrongKindFailsLikeAMissingOne)
+{
+    CapturedMessages messages;
+    Table* const pModule = static_cast<Table*>(GetModuleTable()->Find("Test"));
+    const Ptr<Object> pStray = List::Construct(Value::Null);
+    {
+        const Replaced module(GetModuleTable(), "Test", pStray);
+        EXPECT_EQ(Construct("Test", "Specimen"), nullptr);
+        EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct 'Test.Specimen'"));
+    }
+    {
+        const Replaced entry(pModule, "Specimen", pStray);
+        EXPECT_EQ(Construct("Test", "Specimen"), nullptr);
+        EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct 'Test.Specimen'"));
+    }
+    {
+        const Replaced construct(Specimen::ClassTable(), "Construct", pStray);
+        EXPECT_EQ(Construct("Test", "Specimen"), nullptr);
+        EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct 'Test.Specimen'"));
+    }
+    EXPECT_NE(Construct("Test", "Specimen"), nullptr);
+}
+
+TEST(GlobalTest, ConstructIsLookedUpInTheClassItselfOnly)
+{
+    CapturedMessages messages;
+    const Replaced construct(Specimen::ClassTable(), "Construct", nullptr);
+    EXPECT_EQ(Construct("Test", "Specimen"), nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct 'Test.Specimen'"));
+}
+
+TEST(GlobalTest, LoadModuleOfTheLibraryItselfLoadsNothing)
+{
+    EXPECT_EQ(LoadModule("QBase"), GetModuleTable()->Find("QBase"));
+    EXPECT_EQ(LoadModule("Test"), GetModuleTable()->Find("Test"));
+}
+
+TEST(GlobalTest, AMissingModuleIsReportedWithTheSystemsText)
+{
+    CapturedMessages messages;
+    EXPECT_EQ(LoadModule("Missing"), nullptr);
+    EXPECT_THAT(messages.TakeError(),
+                AllOf(MatchesRegex("ERROR: Global \\(line [0-9]+\\): Failed to load module 'Missing': .+"),
+                      HasSubstr("Missing_Release")));
+    EXPECT_EQ(LoadModule(String::Null), nullptr);
+    EXPECT_THAT(messages.TakeError(), HasSubstr(": Failed to load module '': "));
+}
+
+TEST(GlobalTest, AModuleThatLacksASymbolIsReportedWithThatSymbol)
+{
+    CapturedMessages messages;
+    EXPECT_EQ(LoadModule("Lacking"), nullptr);
+    EXPECT_THAT(messages.TakeError(), AllOf(HasSubstr("Failed to load module 'Lacking': "),
+                                            HasSubstr("QBaseTestSymbolThatNobodyHas")));
+}
+
+TEST(GlobalTest, ALibraryThatRegistersNothingUnderItsNameIsNullSilently)
+{
+    CapturedMessages messages;
+    EXPECT_EQ(LoadModule("Silent"), nullptr);
+    EXPECT_EQ(LoadModule("Silent"), nullptr);
+}
+
+// Loading stays for good, so it happens in a process of its own: the counts of this one come back.
+TEST(GlobalDeathTest, AModuleBesideTheProgramLoadsFromAnyDirectory)
+{
+    EXPECT_EXIT(
+        {
+            std::filesystem::current_path("/");
+            Table* const pModule = LoadModule("Harbour");
+            bool bWorks = pModule != nullptr && LoadModule("Harbour") == pModule;
+            const Ptr<Object> pFerry = Construct("Harbour", "Ferry", 12);
+            bWorks = bWorks && pFerry->GetModuleName() == String("Harbour") &&
+                     pFerry->GetClassName() == String("Ferry") &&
+                     pFerry->FindProperty("Crew")->Get(pFerry).Get<int>() == 12 &&
+                     pFerry->Call("GetDecks").Get<int>() == 2 &&
+                     pFerry->IsDerivedType(static_cast<ClassInfoTable*>(pModule->Find("Vessel"))) &&
+                     pFerry->IsDerivedType(Object::ClassTable());
+            std::_Exit(bWorks ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(GlobalTest, TheClassTableOfEveryClassCanBeTheFirstThingAskedFor)
+{
+    for (const char* const pName :
+         {"Object", "Table", "ClassInfoTable", "Property", "ValuePropertyCommon", "ArrayPropertyCommon",
+          "Function", "EnumInfoObject", "TablePath", "List"}) {
+        EXPECT_EQ(OutputOf(BinaryPath("ClassTable ") + pName + "; echo $?"), "Quirl v.2.1\n0\n") << pName;
+    }
+}
+
+TEST(GlobalTest, StaticObjectsUseTheRegistryBeforeMain)
+{
+    EXPECT_EQ(OutputOf(BinaryPath("EarlyCalls")), "Quirl v.2.1\nworked\n");
+}
