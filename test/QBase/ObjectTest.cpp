@@ -3,12 +3,9 @@
 #include "QBase/ClassInfoTable.h"
 #include "QBase/DynamicProperty.h"
 #include "QBase/Enum.h"
-#include "QBase/Function.h"
-#include "QBase/Global.h"
 #include "QBase/List.h"
 #include "QBase/Memory.h"
 #include "QBase/Property.h"
-#include "QBase/TablePath.h"
 
 #include "Support/CapturedMessages.h"
 #include "Support/SmallStack.h"
@@ -85,14 +82,6 @@ Ptr<Object> WrapInProperty(const Ptr<Object>& pInner)
     return pOuter;
 }
 
-QBASE_NOINLINE bool AccessAndReleaseAnswerNull(Object* pObject, ClassInfoTable* pTable, Function* pFunction)
-{
-    const bool bNull = pObject->Access() == nullptr && pObject->Release() == nullptr &&
-                       pTable->Access() == nullptr && pTable->Release() == nullptr &&
-                       pFunction->Access() == nullptr && pFunction->Release() == nullptr;
-    return bNull && pObject == nullptr && pTable == nullptr && pFunction == nullptr;
-}
-
 } // namespace
 
 TEST(ObjectTest, ANewObjectHasCountZeroAndNoInstanceTable)
@@ -102,14 +91,6 @@ TEST(ObjectTest, ANewObjectHasCountZeroAndNoInstanceTable)
     EXPECT_EQ(pObject->GetInstanceTable(), nullptr);
     EXPECT_EQ(pObject->GetInstanceOrClassTable(), Object::ClassTable());
     delete pObject;
-}
-
-TEST(ObjectTest, AccessAndReleaseOnNullAnswerNullAndTheCallersTestsSurvive)
-{
-    Object* volatile pObject = nullptr;
-    ClassInfoTable* volatile pTable = nullptr;
-    Function* volatile pFunction = nullptr;
-    EXPECT_TRUE(AccessAndReleaseAnswerNull(pObject, pTable, pFunction));
 }
 
 TEST(ObjectTest, ReleaseAnswersTheObjectUntilTheLastReferenceGoes)
