@@ -232,7 +232,7 @@ TEST_F(FunctionTest, AnInstanceFunctionIsCalledFirstAndMayRemoveItself)
     const Value::Type v = Value::TYPE_VOID;
     mpSpecimen->AddPropertyValue("x", Value::TYPE_INT);
     FreeFunction* const pFunction = new FreeFunction(Value::TYPE_VALUE, v, v, v, v);
-    const int answer = 42; // captured, so read from the function's own memory
+    int answer = 42; // captured, so read from the function's own memory
     pFunction->mWork = [this, answer](const Value&) {
         mpSpecimen->GetInstanceTable()->Remove("One");
         return Value(answer);

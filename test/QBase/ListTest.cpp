@@ -26,14 +26,7 @@ struct ListTest : testing::Test
         }
     }
 
-    Ptr<Specimen> MakeSpeaker(const char* pName)
-    {
-        const Ptr<Specimen> pSpeaker = Specimen::Make();
-        pSpeaker->mOnExecute = [this, pName](const Value& value) {
-            mSpoken.push_back(std::string(pName) + value.AsString().c_str());
-        };
-        return pSpeaker;
-    }
+    Ptr<Specimen> MakeSpeaker(const char* pName) { return Specimen::MakeSpeaker(pName, &mSpoken); }
 
     std::vector<std::string> mSpoken;
     Ptr<Object> mpObject = Object::Construct(Value::Null);

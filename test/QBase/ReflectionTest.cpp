@@ -28,7 +28,7 @@ public:
 
     String mTitle;
 
-    static constexpr float HALF = 0.5f;
+    static constexpr int DOZEN = 12;
 
 protected:
     explicit Registered(const Value& value) : Specimen(value) {}
@@ -45,7 +45,7 @@ void Registered::Implement()
     AddFunction<&Specimen::One>("Inherited");
     AddProperty<&Registered::GetTitle, &Registered::SetTitle>("Title");
     AddProperty<&Specimen::mInt>("InheritedInt");
-    AddConstant<HALF>("HALF");
+    AddConstant<DOZEN>("DOZEN");
     AddConstant<Specimen::Gear::DOWN>("DOWN");
     AddConstant<true>("YES");
 }
@@ -100,11 +100,11 @@ TEST_F(ReflectionTest, AGetterByReferenceAndASetterByValueAreOneProperty)
 
 TEST_F(ReflectionTest, ConstantsOfEveryPlainKindAreProperties)
 {
-    EXPECT_TRUE(Get("HALF") == Value(0.5f));
+    EXPECT_TRUE(Get("DOZEN") == Value(12));
     EXPECT_TRUE(Get("DOWN") == Value(Specimen::Gear::DOWN));
     EXPECT_TRUE(Get("YES") == Value(true));
     EXPECT_EQ(mpObject->FindProperty("DOWN")->GetEnumInfo()->GetKeyFromValue(1), String("Down"));
-    EXPECT_EQ(mpObject->FindProperty("HALF")->GetEnumInfo(), nullptr);
+    EXPECT_EQ(mpObject->FindProperty("DOZEN")->GetEnumInfo(), nullptr);
 }
 
 TEST_F(ReflectionTest, AnEnumerationsNamesStandInTheClassTable)

@@ -25,15 +25,7 @@ struct TableTest : testing::Test
     static Ptr<Object> MakeObject() { return Object::Construct(Value::Null); }
     static Ptr<TablePath> Path(const char* pText) { return TablePath::Construct(pText); }
 
-    // An entry that says its name when it is executed.
-    Ptr<Specimen> MakeSpeaker(const char* pName)
-    {
-        const Ptr<Specimen> pSpeaker = Specimen::Make();
-        pSpeaker->mOnExecute = [this, pName](const Value& value) {
-            mSpoken.push_back(std::string(pName) + value.AsString().c_str());
-        };
-        return pSpeaker;
-    }
+    Ptr<Specimen> MakeSpeaker(const char* pName) { return Specimen::MakeSpeaker(pName, &mSpoken); }
 
     std::vector<std::string> mSpoken;
     Ptr<Table> mpTable = Table::Construct(Value::Null);

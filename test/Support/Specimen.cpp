@@ -51,6 +51,15 @@ void Burdened::Implement()
 Specimen::Specimen(const Value& value) : Object(value)
 {}
 
+Ptr<Specimen> Specimen::MakeSpeaker(const char* pName, std::vector<std::string>* pSpoken)
+{
+    const Ptr<Specimen> pSpeaker = Make();
+    pSpeaker->mOnExecute = [pName, pSpoken](const Value& value) {
+        pSpoken->push_back(std::string(pName) + value.AsString().c_str());
+    };
+    return pSpeaker;
+}
+
 Specimen::~Specimen()
 {
     if (mOnDestroy) {

@@ -13,6 +13,8 @@
 #include "QBase/Table.h"
 
 #include <functional>
+#include <string>
+#include <vector>
 
 class Specimen : public QBase::Object
 {
@@ -28,6 +30,9 @@ public:
     static constexpr int MAX_CREW = 5;
 
     static Specimen* Make() { return Construct(QBase::Value::Null); }
+
+    /// One that appends `pName` and the text of the value to `pSpoken` when it is executed.
+    static QBase::Ptr<Specimen> MakeSpeaker(const char* pName, std::vector<std::string>* pSpoken);
 
     ~Specimen() override;
     void Execute(const QBase::Value& value) override;

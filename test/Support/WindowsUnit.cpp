@@ -1,8 +1,13 @@
 // The standard library's own headers come first, as they do in a host that has to live with these macros.
 #include <algorithm>
+#include <cmath>
 #include <functional>
+#include <memory>
 #include <mutex>
+#include <sstream>
+#include <string>
 #include <unordered_map>
+#include <vector>
 
 // What <windows.h> defines.
 #define GetClassName GetClassNameA
