@@ -30,7 +30,7 @@ using testing::StartsWith;
 namespace
 {
 
-using Serializer = ObjectDiffSerializer;
+using Replicator = ObjectDiffSerializer;
 
 // "01 0A" and back. Blanks do not matter.
 std::string FromHex(const std::string& hex)
@@ -121,9 +121,9 @@ Ptr<IOStream> MakePipe()
 }
 
 // Object 0, Table 1, List 2, Probe 3.
-Ptr<Serializer> MakeSerializer()
+Ptr<Replicator> MakeSerializer()
 {
-    const Ptr<Serializer> pSerializer = Serializer::Construct(Value::Null);
+    const Ptr<Replicator> pSerializer = Replicator::Construct(Value::Null);
     pSerializer->RegisterType(Object::ClassTable());
     pSerializer->RegisterType(Table::ClassTable());
     pSerializer->RegisterType(List::ClassTable());
@@ -155,7 +155,7 @@ protected:
         Send();
     }
 
-    Ptr<Serializer> mpSource;
+    Ptr<Replicator> mpSource;
     Ptr<IOStream> mpPipe;
 };
 
@@ -178,7 +178,7 @@ protected:
 
     bool IsStopped() { return mpReplica->GetInStreamInfo()[0].mbStopped; }
 
-    Ptr<Serializer> mpReplica;
+    Ptr<Replicator> mpReplica;
     Ptr<IOStream> mpPipe;
 };
 
@@ -499,7 +499,7 @@ TEST_F(SourceTest, AListChildIsAddedModifiedAndCut)
 
 TEST_F(SourceTest, FunctionsAreAnnouncedBehindTheirObject)
 {
-    mpSource = Serializer::Construct(Value::Null);
+    mpSource = Replicator::Construct(Value::Null);
     mpSource->RegisterType(Actor::ClassTable());
     mpSource->AddOutStream(mpPipe);
     const Ptr<Actor> pRoot = Actor::Construct(Value::Null);
@@ -559,7 +559,7 @@ TEST_F(SourceTest, StreamsWithDifferentCallsReceiveTheSameCommonPart)
 
 TEST_F(SourceTest, APropertyOfAnyTypeIsAnnouncedAnewWhenItsTypeChanges)
 {
-    mpSource = Serializer::Construct(Value::Null);
+    mpSource = Replicator::Construct(Value::Null);
     mpSource->RegisterType(Probe::ClassTable());
     mpSource->AddOutStream(mpPipe);
     const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
@@ -615,7 +615,7 @@ TEST_F(SourceTest, AnObjectOfAnUnregisteredClassStaysBehindAndIsReportedOnce)
 
 TEST_F(SourceTest, TypeIdsAreThePositionsOfTheFirstRegistration)
 {
-    const Ptr<Serializer> pSerializer = Serializer::Construct(Value::Null);
+    const Ptr<Replicator> pSerializer = Replicator::Construct(Value::Null);
     pSerializer->RegisterType(List::ClassTable());
     pSerializer->RegisterType(List::ClassTable());
     pSerializer->RegisterType(Table::ClassTable());
@@ -632,7 +632,7 @@ TEST_F(SourceTest, TypeIdsAreThePositionsOfTheFirstRegistration)
 
 TEST_F(SourceTest, TheTwoHundredFiftySixthTypeCannotBeSent)
 {
-    const Ptr<Serializer> pSerializer = Serializer::Construct(Value::Null);
+    const Ptr<Replicator> pSerializer = Replicator::Construct(Value::Null);
     for (int i = 0; i < 254; ++i) {
         pSerializer->RegisterType(Object::ClassTable());
     }
@@ -705,12 +705,12 @@ TEST_F(SourceTest, RemovingAnObjectForgetsTheIdsOfAllThatBelongsToIt)
 TEST_F(SourceTest, IdsGivenByHandAreKept)
 {
     const Ptr<Object> pRoot = MakePlain();
-    EXPECT_EQ(mpSource->AddObjectId(pRoot), Serializer::FirstObjectId);
+    EXPECT_EQ(mpSource->AddObjectId(pRoot), Replicator::FirstObjectId);
     EXPECT_EQ(mpSource->AddObjectId(pRoot), 1u);
-    EXPECT_EQ(mpSource->AddPropertyId(pRoot, "P"), Serializer::FirstPropertyId);
+    EXPECT_EQ(mpSource->AddPropertyId(pRoot, "P"), Replicator::FirstPropertyId);
     EXPECT_EQ(mpSource->AddPropertyId(pRoot, "Q"), 2u);
     EXPECT_EQ(mpSource->AddPropertyId(pRoot, "P"), 1u);
-    EXPECT_EQ(mpSource->AddFunctionId(pRoot, "F"), Serializer::FirstFunctionId);
+    EXPECT_EQ(mpSource->AddFunctionId(pRoot, "F"), Replicator::FirstFunctionId);
     EXPECT_EQ(mpSource->FindObject(1), pRoot);
     String name;
     EXPECT_EQ(mpSource->FindProperty(2, &name), pRoot);
@@ -753,7 +753,7 @@ TEST_F(SourceTest, AnIndexOf65535IsTheLastThatCanBeSent)
 
 TEST(ObjectDiffSerializerDeathTest, AnArrayOf70000ElementsStopsTheSource)
 {
-    const Ptr<Serializer> pSource = MakeSerializer();
+    const Ptr<Replicator> pSource = MakeSerializer();
     const Ptr<Object> pRoot = MakePlain();
     Property* const pArray = pRoot->AddPropertyArray("A", Value::TYPE_BOOL);
     for (int i = 0; i < 70000; ++i) {
@@ -780,13 +780,13 @@ TEST_F(SourceTest, MoreThanAFrameGoesOutInFramesThatEndBetweenPackets)
         int numLong = 0;
         for (const std::string& frame : SplitFrames(bytes)) {
             EXPECT_FALSE(frame.empty());
-            if (frame.size() > static_cast<std::size_t>(Serializer::FrameBufferSize)) {
+            if (frame.size() > static_cast<std::size_t>(Replicator::FrameBufferSize)) {
                 EXPECT_EQ(frame.size(), 10u + 4 + 4 + 4 + text.size()); // the one packet
                 ++numLong;
             }
         }
         EXPECT_EQ(numLong, 1);
-        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<Replicator> pReplica = MakeSerializer();
         const Ptr<IOStream> pIn = MakePipe();
         pReplica->AddInStream(pIn);
         if (pPipe == mpPipe) {
@@ -970,7 +970,7 @@ TEST_F(SourceTest, AnExceptionOutOfAGetterStopsTheStreamsItCutShort)
     const Ptr<IOStream> pNew = MakePipe();
     mpSource->AddOutStream(pNew);
     EXPECT_EQ(Send(), ""); // stopped
-    const Ptr<Serializer> pReplica = MakeSerializer();
+    const Ptr<Replicator> pReplica = MakeSerializer();
     pReplica->RegisterType(Actor::ClassTable());
     pReplica->AddInStream(pNew);
     pReplica->UpdateInput();
@@ -1039,7 +1039,7 @@ TEST_F(ReplicaTest, EveryPacketCutAtEveryByteIsReportedAndStopsItsStream)
     for (const std::string& hex : PACKETS) {
         const std::string packet = FromHex(hex);
         for (std::size_t size = 1; size < packet.size(); ++size) {
-            const Ptr<Serializer> pReplica = MakeSerializer();
+            const Ptr<Replicator> pReplica = MakeSerializer();
             const Ptr<IOStream> pIn = MakePipe();
             pReplica->AddInStream(pIn);
             Put(pIn, Frame(FromHex(SETUP)));
@@ -1073,7 +1073,7 @@ TEST_F(ReplicaTest, UnknownKindsAndTypesAndTooManyArgumentsStopTheStream)
         {"0A 02000000 09000000 00000000 FFFFFF7F 64", "the packet is cut off"},
     };
     for (const auto& [packet, text] : cases) {
-        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<Replicator> pReplica = MakeSerializer();
         const Ptr<IOStream> pIn = MakePipe();
         pReplica->AddInStream(pIn);
         Put(pIn, Frame(FromHex(SETUP)) + Frame(FromHex(packet + "00 00000000")));
@@ -1088,7 +1088,7 @@ TEST_F(ReplicaTest, UnknownKindsAndTypesAndTooManyArgumentsStopTheStream)
 TEST(ObjectDiffSerializerDeathTest, EveryViolatedPromiseStopsTheProgram)
 {
     for (const Violation& violation : VIOLATIONS) {
-        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<Replicator> pReplica = MakeSerializer();
         const Ptr<IOStream> pIn = MakePipe();
         pReplica->AddInStream(pIn);
         Put(pIn, Frame(FromHex(SETUP)));
@@ -1104,7 +1104,7 @@ TEST(ObjectDiffSerializerDeathTest, EveryViolatedPromiseStopsTheProgram)
 TEST_F(ReplicaTest, AResumedViolationConsumesItsPacketWithoutEffect)
 {
     for (const Violation& violation : VIOLATIONS) {
-        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<Replicator> pReplica = MakeSerializer();
         const Ptr<IOStream> pIn = MakePipe();
         pReplica->AddInStream(pIn);
         Put(pIn, Frame(FromHex(SETUP)));
@@ -1127,7 +1127,7 @@ TEST_F(ReplicaTest, AResumedViolationConsumesItsPacketWithoutEffect)
 TEST_F(ReplicaTest, AViolationByAnUntrustedStreamIsReportedAndStopsThatStreamAlone)
 {
     for (const Violation& violation : VIOLATIONS) {
-        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<Replicator> pReplica = MakeSerializer();
         const Ptr<IOStream> pIn = MakePipe();
         const Ptr<IOStream> pGood = MakePipe();
         pReplica->AddInStream(pIn);
@@ -1151,7 +1151,7 @@ TEST_F(ReplicaTest, AValueForAnUnknownPropertyCannotBeSkippedAndEndsTheStream)
 {
     for (const char* const pPacket :
          {"04 63000000 07000000", "07 63000000 0000 07000000", "08 63000000 0000 07000000"}) {
-        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<Replicator> pReplica = MakeSerializer();
         const Ptr<IOStream> pIn = MakePipe();
         pReplica->AddInStream(pIn);
         Put(pIn, Frame(FromHex(SETUP)) + Frame(FromHex(pPacket)));
@@ -1200,7 +1200,7 @@ TEST_F(ReplicaTest, AnUntrustedStreamCallsOnlyWhatIsAllowedByName)
 TEST_F(ReplicaTest, FrameSizesThatNoStreamCanHoldStopTheStream)
 {
     for (const char* const pSize : {"FFFFFFFF", "00000080"}) {
-        const Ptr<Serializer> pReplica = MakeSerializer();
+        const Ptr<Replicator> pReplica = MakeSerializer();
         const Ptr<IOStream> pIn = MakePipe();
         pReplica->AddInStream(pIn);
         Put(pIn, FromHex(std::string(pSize) + "00 00000000"));
@@ -1253,8 +1253,8 @@ TEST_F(ReplicaTest, AStreamWithNegativeOrFalseAvailabilityIsHarmless)
 
 TEST_F(ReplicaTest, WhatAConstructorPutsInIsReplacedByWhatThePeerHas)
 {
-    const Ptr<Serializer> pSource = MakeSerializer();
-    for (const Ptr<Serializer>& pSerializer : {pSource, mpReplica}) {
+    const Ptr<Replicator> pSource = MakeSerializer();
+    for (const Ptr<Replicator>& pSerializer : {pSource, mpReplica}) {
         pSerializer->RegisterType(Furnished::ClassTable());
         pSerializer->RegisterType(FurnishedList::ClassTable());
     }
@@ -1311,7 +1311,7 @@ TEST_F(ReplicaTest, ACalledFunctionMayRemoveItsStreamAndReleaseTheSerializer)
         mpReplica->RemoveInStream(mpPipe);
         mpReplica = nullptr;
     };
-    Serializer* const pReplica = mpReplica;
+    Replicator* const pReplica = mpReplica;
     Put(mpPipe, Frame(FromHex("11 01000000 00 00 00000000")) + Frame(FromHex("00 00000000")));
     pReplica->UpdateInput();
     EXPECT_EQ(mpReplica, nullptr);
@@ -1353,7 +1353,7 @@ public:
 
     std::string Describe() const { return DescribeGraph(mpSerializer->GetRoot()); }
 
-    Ptr<Serializer> mpSerializer;
+    Ptr<Replicator> mpSerializer;
     Ptr<IOStream> mpWire; // what the source writes to
     Ptr<IOStream> mpIn;
 };
@@ -1367,7 +1367,7 @@ TEST(ObjectDiffSerializerTest, EarlyLateAndRelayedReplicasEqualTheSourceAfterEve
         if (seed % 3 == 0) {
             editor.AllowRootChanges();
         }
-        const Ptr<Serializer> pSource = MakeSerializer();
+        const Ptr<Replicator> pSource = MakeSerializer();
         Peer early;
         Peer late;
         Peer relayed;
@@ -1412,7 +1412,7 @@ TEST(ObjectDiffSerializerTest, ARelayPassesFramesOnByteForByte)
 {
     GraphEditor editor(5);
     editor.Edit(60);
-    const Ptr<Serializer> pSource = MakeSerializer();
+    const Ptr<Replicator> pSource = MakeSerializer();
     Peer relay;
     const Ptr<IOStream> pForward = MakePipe();
     const Ptr<IOStream> pTwin = MakePipe();
@@ -1428,7 +1428,7 @@ TEST(ObjectDiffSerializerTest, ARelayPassesFramesOnByteForByte)
 TEST(ObjectDiffSerializerTest, AReplicaCallsItsSourceOverAStreamForCallsOnly)
 {
     const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
-    const Ptr<Serializer> pSource = MakeSerializer();
+    const Ptr<Replicator> pSource = MakeSerializer();
     pSource->SetRoot(pRoot);
     Peer replica;
     pSource->AddOutStream(replica.mpWire);
@@ -1462,7 +1462,7 @@ TEST(ObjectDiffSerializerTest, AnObjectThatComesBackIsANewOneWithANewId)
     const Ptr<List> pRoot = List::Construct(Value::Null);
     const Ptr<Probe> pItem = Probe::Construct(Value::Null);
     pRoot->Insert(pItem);
-    const Ptr<Serializer> pSource = MakeSerializer();
+    const Ptr<Replicator> pSource = MakeSerializer();
     pSource->SetRoot(pRoot);
     Peer replica;
     pSource->AddOutStream(replica.mpWire);
@@ -1515,7 +1515,7 @@ TEST(ObjectDiffSerializerTest, ASerializerDrivenByCallsAloneReplicatesAGraph)
 
 TEST(ObjectDiffSerializerTest, SerializersAndStreamsWithoutAnyReferenceSurvive)
 {
-    Serializer* const pSource = Serializer::Construct(Value::Null);
+    Replicator* const pSource = Replicator::Construct(Value::Null);
     pSource->RegisterType(Object::ClassTable());
     pSource->SetRoot(MakePlain());
     pSource->Execute(Value::Null);
