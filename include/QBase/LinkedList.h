@@ -94,7 +94,7 @@ public:
     /// Shares the other's nodes and takes over its size.
     LinkedList(const LinkedList& other) : mpHead(AddReference(other.mpHead)), mSize(other.mSize) {}
     LinkedList& operator=(const LinkedList& other);
-    ~LinkedList() { Clear(); }
+    ~LinkedList();
 
     /// Inserts at the front.
     void Insert(const T& value);
@@ -135,6 +135,14 @@ LinkedList<T>& LinkedList<T>::operator=(const LinkedList& other)
     mSize = other.mSize;
     DropReference(pOldHead); // last, because the other list may live in an element of this one
     return *this;
+}
+
+template <typename T>
+LinkedList<T>::~LinkedList()
+{
+    while (mpHead) {
+        Clear(); // again when a destructor inserted
+    }
 }
 
 template <typename T>

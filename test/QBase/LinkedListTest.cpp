@@ -190,6 +190,19 @@ TEST(LinkedListTest, AnObjectMayUseTheListWhileItIsCleared)
     EXPECT_EQ((*list.begin())->mNumber, 101);
 }
 
+TEST(LinkedListTest, AnObjectThatInsertsWhileTheListIsDestroyedLeavesNothingBehind)
+{
+    Visitor::sDestroyed.clear();
+    {
+        LinkedList<Ptr<Visitor>> list;
+        Visitor* pFirst = new Visitor(1);
+        list.Add(pFirst);
+        list.Add(new Visitor(2));
+        pFirst->mpList = &list;
+    }
+    EXPECT_THAT(Visitor::sDestroyed, ElementsAre(1, 2, 101));
+}
+
 TEST(LinkedListTest, AssignmentSharesTheNodes)
 {
     LinkedList<int> a = ListOf({1, 2});
