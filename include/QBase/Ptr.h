@@ -32,18 +32,29 @@ namespace QBase
 {
 
 class ArrayPropertyCommon;
+class AsciiSerializer;
+class BinarySerializer;
 class ClassInfoTable;
 class DeferredCall;
 class DeferredList;
 class EnumInfoObject;
+class ErrorHandler;
+class File;
+class FileSerializer;
 class Function;
+class IOStream;
 class List;
 class Lock;
+class MemoryFile;
+class Object;
 class ObjectDiff;
 class ObjectDiffHandler;
 class ObjectDiffSerializer;
-class Object;
 class Property;
+class Resource;
+class Serializer;
+class Stream;
+class SystemFile;
 class Table;
 class TablePath;
 class ThreadExecutor;
@@ -131,18 +142,29 @@ private:
 // The library exports the Ptrs to its classes. Each is declared here, where nothing can have used it yet, and
 // instantiated in Containers.cpp.
 extern template class QBASE_API Ptr<ArrayPropertyCommon>;
+extern template class QBASE_API Ptr<AsciiSerializer>;
+extern template class QBASE_API Ptr<BinarySerializer>;
 extern template class QBASE_API Ptr<ClassInfoTable>;
 extern template class QBASE_API Ptr<DeferredCall>;
 extern template class QBASE_API Ptr<DeferredList>;
 extern template class QBASE_API Ptr<EnumInfoObject>;
+extern template class QBASE_API Ptr<ErrorHandler>;
+extern template class QBASE_API Ptr<File>;
+extern template class QBASE_API Ptr<FileSerializer>;
 extern template class QBASE_API Ptr<Function>;
+extern template class QBASE_API Ptr<IOStream>;
 extern template class QBASE_API Ptr<List>;
 extern template class QBASE_API Ptr<Lock>;
+extern template class QBASE_API Ptr<MemoryFile>;
 extern template class QBASE_API Ptr<Object>;
 extern template class QBASE_API Ptr<ObjectDiff>;
 extern template class QBASE_API Ptr<ObjectDiffHandler>;
 extern template class QBASE_API Ptr<ObjectDiffSerializer>;
 extern template class QBASE_API Ptr<Property>;
+extern template class QBASE_API Ptr<Resource>;
+extern template class QBASE_API Ptr<Serializer>;
+extern template class QBASE_API Ptr<Stream>;
+extern template class QBASE_API Ptr<SystemFile>;
 extern template class QBASE_API Ptr<Table>;
 extern template class QBASE_API Ptr<TablePath>;
 extern template class QBASE_API Ptr<ThreadExecutor>;

@@ -6,9 +6,17 @@
 #include "QBase/Table.h"
 #include "QBase/Value.h"
 
+#include "Support/Paths.h"
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+#include <string>
 #include <thread>
 #include <type_traits>
 #include <unordered_set>
@@ -50,6 +58,19 @@ private:
 
 class Derived : public Counted
 {};
+
+// What stands in the place of NAME in the lines "BEFORE NAME AFTER" of a source file.
+std::set<std::string> NamesIn(const char* pFile, const std::string& before, const std::string& after)
+{
+    std::ifstream file(SourcePath(pFile));
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    const std::regex line("\n *" + before + "(\\w+)" + after);
+    std::set<std::string> names;
+    for (std::sregex_iterator match(text.begin(), text.end(), line), end; match != end; ++match) {
+        names.insert((*match)[1]);
+    }
+    return names;
+}
 
 class PtrTest : public testing::Test
 {
@@ -247,6 +268,17 @@ TEST_F(PtrTest, ComparesLikeRawPointers)
     EXPECT_FALSE(nullptr == pBase);
     EXPECT_FALSE(pBase == 0);
     EXPECT_TRUE(pBase && !!pOther);
+}
+
+TEST_F(PtrTest, TheLibraryExportsThePtrToEachOfItsClasses)
+{
+    const std::set<std::string> classes = NamesIn("source/QBase/Classes.cpp", "Registration<", ", ");
+    ASSERT_GE(classes.size(), 28u);
+
+    EXPECT_THAT(NamesIn("include/QBase/Ptr.h", "extern template class QBASE_API Ptr<", ">;"),
+                testing::ContainerEq(classes));
+    EXPECT_THAT(NamesIn("source/QBase/Containers.cpp", "template class Ptr<", ">;"),
+                testing::ContainerEq(classes));
 }
 
 TEST_F(PtrTest, IsAKeyOfStandardContainers)
