@@ -9,6 +9,8 @@
 // A document takes the whole file: loading begins at the file's start, wherever its position is. A chain of
 // references makes paths as long as the chain, so a document grows with the square of the depth of its graph.
 // What only binary files keep: float vectors beyond six decimals, the payload of a NaN, empty names.
+//
+// Threads: driven by one thread at a time, and the graph is to stand still meanwhile.
 
 #pragma once
 

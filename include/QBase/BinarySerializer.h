@@ -8,6 +8,8 @@
 //
 // A graph may stand anywhere in a file: saving and loading begin at the file's position, and after loading
 // the position is behind the graph's last byte. Saving takes two writes, loading two reads.
+//
+// Threads: driven by one thread at a time, and the graph is to stand still meanwhile.
 
 #pragma once
 

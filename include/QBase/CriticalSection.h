@@ -9,6 +9,8 @@
 //
 // A section at namespace scope is ready before any constructor runs. Copies and assignments share
 // nothing: a copy is a section of its own, free and never entered.
+//
+// Threads: any thread may call anything here at any time, except that Exit is for the thread inside.
 
 #pragma once
 

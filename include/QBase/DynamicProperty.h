@@ -7,6 +7,8 @@
 // Storage of a plain type takes the payload of any plain value bit for bit, whatever its type: a float set
 // into an "int" stores the float's bits. "String" and "Object" storage takes its own type; a void value
 // empties it; any other type is reported and changes nothing.
+//
+// Threads: nothing here locks; a property is guarded together with its object.
 
 #pragma once
 

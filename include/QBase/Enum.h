@@ -6,6 +6,8 @@
 //     pColors->GetKeyFromValue(1);      // "Green"
 //
 // Each enumerator is a dynamic "int" property of the object. Two keys may share a value; a key occurs once.
+//
+// Threads: nothing here locks; fill an enumeration while its class registers, then only read it.
 
 #pragma once
 

@@ -4,6 +4,8 @@
 //
 //     class QBASE_API Table : public Object { ... };           // visible to users of the library
 //     void Report(const char* pFormat, ...) QBASE_PRINTF(1, 2); // arguments checked against the format
+//
+// Threads: nothing here runs.
 
 #pragma once
 

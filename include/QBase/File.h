@@ -38,14 +38,19 @@ public:
     int BytesAvailable() override;
 
     /// Opens, after closing what was open. An empty name stands for the name given before.
+    /// False, after a report, when that fails; the file is closed then.
     virtual bool Open(const String& filename, int mode) = 0;
+
+    /// Closes what is open; a closed file stays closed.
     virtual void Close() = 0;
 
+    /// The position, counted from the start.
     virtual int Tell() = 0;
 
-    /// Leaves the position where it was.
+    /// The size of the whole file. Leaves the position where it was.
     virtual int GetSize() = 0;
 
+    /// The name of the last Open or SetFilename that gave one.
     virtual String GetFilename() = 0;
 
     /// Names the file without opening it.

@@ -5,6 +5,8 @@
 //     Ptr<Object> pScene = pLoader->Deserialize("levels/Harbour.QXml").AsObject();
 //
 // To save, open a SystemFile and call Serialize of the serializer that fits the path.
+//
+// Threads: driven by one thread at a time; nothing is kept between two calls.
 
 #pragma once
 

@@ -8,6 +8,8 @@
 // Arguments adapt to the declared types: numbers convert among each other, a missing (void) argument becomes
 // the neutral value, an object of the wrong class becomes null after a report, "Value" takes anything. A
 // member function refuses a target that is null or of another class with a report and a void result.
+//
+// Threads: once registered a Function never changes; a call is as thread-safe as what it calls.
 
 #pragma once
 

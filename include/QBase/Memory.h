@@ -72,8 +72,11 @@ public:
     static void* ReallocWithRoom(void* p, unsigned size, unsigned room, AllocType type, const char* pFile,
                                  int line);
 
+    /// The type that the block was allocated with.
     static AllocType GetAllocType(const void* p);
 
+    /// The live blocks, and the bytes asked for, in total and of one type. A type that does not exist asserts
+    /// and answers 0.
     static std::int64_t GetTotalBlocksAllocated();
     static std::int64_t GetTotalBytesAllocated();
     static std::int64_t GetBlocksAllocated(AllocType type);
@@ -89,7 +92,7 @@ public:
     static void StartBlockTrace();
 
     /// Ends the trace, writes the blocks still live to `pOut` in the order of their allocation, and returns
-    /// their number. A null `pOut` writes nothing.
+    /// their number. A null `pOut` writes nothing. Without a trace it asserts and returns 0.
     static int EndBlockTrace(std::FILE* pOut);
 
     /// Object's constructors and destructor tell where in its block an object lives, so that the report only

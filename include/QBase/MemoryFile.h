@@ -29,18 +29,21 @@ class QBASE_API MemoryFile : public File
 public:
     ~MemoryFile() override;
 
-    /// Opens an empty file with memory of its own.
+    /// Opens an empty file with memory of its own. False, after a report, when the flags name no mode.
     bool Open(const String& filename, int flags) override;
 
     /// Opens over `size` bytes of the caller, who keeps them until the file is closed. They are written to
-    /// only when `flags` say so.
+    /// only when `flags` say so. False, after a report, when the flags name no mode or there is no buffer.
     bool OpenBuffer(const void* pBuffer, int size, const String& filename, int flags);
 
     /// Frees memory of its own. The name stays.
     void Close() override;
 
+    /// Copies `count` bytes and returns `count`; 0, with nothing moved, after a report when the mode forbids
+    /// it, fewer bytes are left, or no memory is.
     int Read(void* pData, int count) override;
     int Write(const void* pData, int count) override;
+
     int Tell() override { return mPosition; }
     int GetSize() override { return mSize; }
     String GetFilename() override { return mFilename; }

@@ -10,6 +10,8 @@
 //
 // Objects are borrowed for the time of the call. An object that is referred to is announced before the event
 // that refers to it. There is no per-element removal: a shrink is one event with the new size.
+//
+// Threads: events come on the thread that executes the ObjectDiff.
 
 #pragma once
 

@@ -14,6 +14,8 @@
 //
 // An array operation on a single value is reported and answered with a neutral result, and the other way
 // round. The object is trusted to have the property.
+//
+// Threads: nothing here locks; whoever shares the object guards it.
 
 #pragma once
 

@@ -6,6 +6,8 @@
 //
 // It holds neither: the object and the property must outlive the handle, and only a valid handle may be
 // used.
+//
+// Threads: nothing here locks; whoever shares the object guards it.
 
 #pragma once
 

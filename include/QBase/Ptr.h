@@ -1,10 +1,10 @@
 // Ptr is the owning pointer to a reference-counted object. It holds one reference; the count lives in the
 // object itself, so a Ptr can be made from a raw pointer anywhere and at any time.
 //
-//     Ptr<Table> pScene = new Table; // the first reference
-//     Ptr<Object> pCopy = pScene;    // a second one on the same object
-//     pScene = nullptr;              // drops the first
-//     pCopy->GetClassName();         // unchecked, as with a raw pointer
+//     Ptr<Table> pScene = Table::Construct(Value::Null); // the first reference
+//     Ptr<Object> pCopy = pScene;                        // a second one on the same object
+//     pScene = nullptr;                                  // drops the first
+//     pCopy->GetClassName();                             // unchecked, as with a raw pointer
 //
 // What would surprise:
 // - A new object has no reference yet. The first Ptr on it, a temporary one included, owns it and destroys

@@ -35,6 +35,8 @@
 //
 // AddEnum comes before the properties of that enumeration. Its EnumInfoObject stands in the class table
 // under "enum " and the name.
+//
+// Threads: registration runs while a library loads, on the thread that loads it.
 
 #pragma once
 

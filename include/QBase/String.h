@@ -32,8 +32,8 @@
 namespace QBase
 {
 
-/// The hash of all interned texts and of the tables keyed by them. It samples at most 32 bytes, from the
-/// last towards the first.
+/// The hash of all interned texts and of the tables keyed by them. It reads every byte of up to 31, and at
+/// most 31 of more, from the last towards the first.
 QBASE_API unsigned GenerateHash(const char* pData, unsigned length);
 
 class QBASE_API String

@@ -33,7 +33,10 @@ class QBASE_API SystemFile : public File
 public:
     ~SystemFile() override;
 
+    /// False, after a report, when there is no name, no mode, or no such file to be had.
     bool Open(const String& filename, int mode) override;
+
+    /// Reports what could not be written; the file is closed even then.
     void Close() override;
 
     /// The bytes read, which may be fewer than `count` after a report.
@@ -46,8 +49,10 @@ public:
     /// report, when it does not, or the file is not open.
     bool FlushToDisk();
 
+    /// On a closed file both report and answer 0.
     int Tell() override;
     int GetSize() override;
+
     String GetFilename() override;
     void SetFilename(const String& filename) override;
 

@@ -5,6 +5,8 @@
 //
 // A text is cut at its dots, but never at its first byte: ".a" is one name. Empty names are kept. A name
 // that holds a dot itself does not survive ToString and FromString.
+//
+// Threads: nothing here locks; whoever shares a path guards it.
 
 #pragma once
 

@@ -5,6 +5,8 @@
 // The plain root of the squares is taken where the squares fit; otherwise the vector is scaled by its largest
 // component first, as Blue, "A Portable Fortran Program to Find the Euclidean Norm of a Vector" (ACM TOMS 4,
 // 1978) does for long vectors.
+//
+// Threads: nothing here is shared.
 
 #pragma once
 
