@@ -6,10 +6,15 @@
 #include "QBase/Property.h"
 
 #include "Support/CapturedMessages.h"
+#include "Support/Paths.h"
 #include "Support/Specimen.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <fstream>
+#include <set>
+#include <string>
 
 using namespace QBase;
 using testing::EndsWith;
@@ -20,6 +25,11 @@ namespace
 Ptr<ClassInfoTable> MakeTable()
 {
     return ClassInfoTable::Construct(Value(7));
+}
+
+const Table::Entries& LibraryClasses()
+{
+    return static_cast<Table*>(GetModuleTable()->Find("QBase"))->GetEntries();
 }
 
 } // namespace
@@ -47,6 +57,50 @@ TEST(ClassInfoTableTest, ClassesAreLinkedToTheirBases)
     EXPECT_EQ(Specimen::ClassTable()->GetBaseClass(), Object::ClassTable());
     EXPECT_EQ(ClassInfoTable::ClassTable()->GetBaseClass(), Table::ClassTable());
     EXPECT_EQ(ValuePropertyCommon::ClassTable()->GetBaseClass(), Property::ClassTable());
+}
+
+TEST(ClassInfoTableTest, TheRegistryHoldsEveryClassOfTheLibrary)
+{
+    std::set<std::string> expected;
+    std::ifstream file(SourcePath("source/QBase/Classes.cpp"));
+    for (std::string line; std::getline(file, line);) {
+        const std::size_t start = line.find("Registration<");
+        if (line.find("> m") != std::string::npos && start != std::string::npos) {
+            expected.insert(line.substr(start + 13, line.find(',') - start - 13));
+        }
+    }
+    ASSERT_GE(expected.size(), 28u);
+
+    std::set<std::string> registered;
+    for (const auto& entry : LibraryClasses()) {
+        registered.insert(entry.GetKey().c_str());
+    }
+
+    EXPECT_THAT(registered, testing::ContainerEq(expected));
+}
+
+TEST(ClassInfoTableTest, AnObjectOfAnyClassAndItsCloneGoInEitherOrder)
+{
+    int numConcrete = 0;
+    for (const auto& entry : LibraryClasses()) {
+        for (const bool bSourceFirst : {true, false}) {
+            CapturedMessages messages;
+            Ptr<Object> pSource = Construct("QBase", entry.GetKey(), Value::Null);
+            if (!pSource) {
+                EXPECT_THAT(messages.TakeError(), EndsWith("Failed to Construct interface class"));
+                continue;
+            }
+            ++numConcrete;
+            Object* const pClone = pSource->Clone(); // counts the references of its source
+            ASSERT_NE(pClone, nullptr) << entry.GetKey().c_str();
+            EXPECT_EQ(pClone->GetClassTable(), pSource->GetClassTable());
+            if (bSourceFirst) {
+                pSource = nullptr;
+            }
+            pClone->Release();
+        }
+    }
+    EXPECT_GE(numConcrete, 2 * 16);
 }
 
 TEST(ClassInfoTableTest, ConstructIsAStaticFunctionOfOneValueThatAnswersTheObject)

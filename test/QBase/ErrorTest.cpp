@@ -1,5 +1,8 @@
 #include "QBase/Error.h"
 
+#include "QBase/Array.h"
+#include "QBase/CriticalSection.h"
+#include "QBase/Memory.h"
 #include "QBase/Ptr.h"
 #include "QBase/String.h"
 #include "QBase/Value.h"
@@ -273,6 +276,36 @@ TEST(ErrorTest, AHandlerThatThrowsIsAskedAgainNextTime)
     EXPECT_THROW(QBASE_ASSERT(calls > 1), std::runtime_error);
     SetErrorHandler(nullptr);
     EXPECT_EQ(calls, 2);
+}
+
+TEST(ErrorThreadsTest, AHandlerMayLeaveAnyAssertionByAnException)
+{
+    Array<int> array;
+    const Array<int>& constArray = array;
+    CriticalSection section;
+    void* const pBlock = Memory::Alloc(8, ALLOC_UNKNOWN, QBASE_HERE, false);
+    SetErrorHandler(new CallbackHandler([](const Value&) { throw std::runtime_error("handler"); }));
+
+    EXPECT_THROW(array.GetAt(0), std::runtime_error);
+    EXPECT_THROW(constArray.GetAt(0), std::runtime_error);
+    EXPECT_THROW(array.InsertAt(1, 5), std::runtime_error);
+    EXPECT_THROW(array.RemoveAt(0), std::runtime_error);
+    EXPECT_THROW(section.Exit(), std::runtime_error);
+    EXPECT_THROW(Memory::Free(pBlock, true), std::runtime_error);
+    EXPECT_THROW(Memory::Realloc(pBlock, 9, ALLOC_STRING, QBASE_HERE), std::runtime_error);
+    EXPECT_THROW(Memory::GetBlocksAllocated(NUM_ALLOC_TYPES), std::runtime_error);
+    EXPECT_THROW(Memory::EndBlockTrace(nullptr), std::runtime_error);
+    SetErrorHandler(nullptr);
+
+    // No lock was left taken, and nothing half done.
+    std::thread([&] {
+        const CriticalSection::Block block(&section);
+        EXPECT_STREQ(String("from another thread").c_str(), "from another thread");
+        Memory::Free(pBlock, false);
+        Memory::StartBlockTrace();
+        EXPECT_EQ(Memory::EndBlockTrace(nullptr), 0);
+    }).join();
+    EXPECT_EQ(array.GetSize(), 0);
 }
 
 TEST(ErrorTest, InvalidUtf8ReachesTheHandlerAsTheRepairReportAndThenRepaired)

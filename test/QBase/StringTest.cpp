@@ -106,6 +106,14 @@ TEST(StringTest, IsOnePointerWide)
     EXPECT_EQ(sizeof(String), sizeof(void*));
 }
 
+TEST(StringTest, AnEntryIsLaidOutAsTextLengthCountHashAndNext)
+{
+    const std::size_t text = sizeof(NarrowString);
+    const std::size_t next = (text + 12 + alignof(void*) - 1) / alignof(void*) * alignof(void*);
+    EXPECT_THAT(StringInspector::EntryLayout(), ElementsAre(0, text, text + 4, text + 8, next));
+    EXPECT_EQ(StringInspector::NumBuckets(), 65537u);
+}
+
 TEST(StringTest, ComparisonWithALiteralAndOrderDoNotCompile)
 {
     EXPECT_FALSE(ComparesWithLiteral<String>);

@@ -4,6 +4,7 @@
 
 #include "QBase/String.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,14 @@ public:
             texts.emplace_back(pEntry->mBuffer.c_str());
         }
         return texts;
+    }
+
+    /// Where the members of an entry stand, in the order text, length, count, hash, next.
+    static std::vector<std::size_t> EntryLayout()
+    {
+        using Entry = String::Entry;
+        return {offsetof(Entry, mBuffer), offsetof(Entry, mLength), offsetof(Entry, mRefCount),
+                offsetof(Entry, mHash), offsetof(Entry, mpNext)};
     }
 
     static int ReferenceCount(const String& string) { return string.mpEntry->mRefCount.Value(); }
