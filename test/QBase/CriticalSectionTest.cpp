@@ -64,7 +64,7 @@ TEST(CriticalSectionTest, LetsOneThreadThroughAtATime)
     EXPECT_EQ(count, 150000);
 }
 
-TEST(CriticalSectionTest, KeepsOthersOutUntilTheOwnerLeftAsOftenAsItEntered)
+TEST(CriticalSectionThreadsTest, KeepsOthersOutUntilTheOwnerLeftAsOftenAsItEntered)
 {
     CriticalSection section;
     section.Enter();
@@ -83,7 +83,7 @@ TEST(CriticalSectionTest, KeepsOthersOutUntilTheOwnerLeftAsOftenAsItEntered)
     section.Exit();
 }
 
-TEST(CriticalSectionTest, ACopyIsAFreeSectionOfItsOwn)
+TEST(CriticalSectionThreadsTest, ACopyIsAFreeSectionOfItsOwn)
 {
     CriticalSection section;
     CriticalSection::Block block(&section);
@@ -95,7 +95,7 @@ TEST(CriticalSectionTest, ACopyIsAFreeSectionOfItsOwn)
     Visitor(assigned).WaitUntilInside();
 }
 
-TEST(CriticalSectionTest, AssigningToAnEnteredSectionLeavesItEntered)
+TEST(CriticalSectionThreadsTest, AssigningToAnEnteredSectionLeavesItEntered)
 {
     CriticalSection section;
     section.Enter();
@@ -113,7 +113,7 @@ TEST(CriticalSectionTest, ABlockOnNullDoesNothing)
     CriticalSection::Block block(nullptr);
 }
 
-TEST(CriticalSectionTest, ABlockLeavesTheSectionWhenAnExceptionPasses)
+TEST(CriticalSectionThreadsTest, ABlockLeavesTheSectionWhenAnExceptionPasses)
 {
     CriticalSection section;
 
@@ -132,7 +132,7 @@ TEST(CriticalSectionTest, WorksAtNamespaceScopeBeforeAnyConstructor)
     CriticalSection::Block block(&sReadyBeforeConstructors);
 }
 
-TEST(CriticalSectionTest, ExitWithoutEnterAssertsAndChangesNothing)
+TEST(CriticalSectionThreadsTest, ExitWithoutEnterAssertsAndChangesNothing)
 {
     CriticalSection section;
     CapturedConsole console;

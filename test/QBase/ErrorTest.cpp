@@ -16,7 +16,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 #include <string_view>
 #include <thread>
@@ -322,6 +324,20 @@ TEST(ErrorDeathTest, AnAssertionEndsTheProgramAtTheBreak)
     const int index = 2;
     EXPECT_ASSERTION(QBASE_ASSERT(index >= 0 && index < 2), "index >= 0 && index < 2");
 }
+
+#ifdef SIGTRAP
+TEST(ErrorDeathTest, AHandlerOfTheBreakSignalResumesBehindTheAssertion)
+{
+    const auto failAndGoOn = [](void (*pHandler)(int)) {
+        std::signal(SIGTRAP, pHandler);
+        Array<int> array;
+        array.RemoveAt(0);
+        std::exit(array.GetSize() == 0 ? 42 : 1);
+    };
+    EXPECT_EXIT(failAndGoOn([](int) {}), testing::ExitedWithCode(42), HasSubstr("index < mSize )"));
+    EXPECT_EXIT(failAndGoOn(SIG_IGN), testing::ExitedWithCode(42), HasSubstr("index < mSize )"));
+}
+#endif
 
 TEST(ErrorDeathTest, MessagesReachAPipeInOrderBeforeTheBreakEndsTheProgram)
 {

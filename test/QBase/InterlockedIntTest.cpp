@@ -23,6 +23,38 @@ TEST(InterlockedIntTest, IncrementAndDecrementReturnTheNewValue)
     EXPECT_EQ(count.Value(), -1);
 }
 
+TEST(InterlockedIntTest, DecrementUnlessLastStopsAtOneAndChangesNothingThere)
+{
+    InterlockedInt count(3);
+
+    EXPECT_TRUE(count.DecrementUnlessLast());
+    EXPECT_TRUE(count.DecrementUnlessLast());
+    EXPECT_EQ(count.Value(), 1);
+    for (const int last : {1, 0, -1, INT_MIN}) {
+        InterlockedInt other(last);
+        EXPECT_FALSE(other.DecrementUnlessLast());
+        EXPECT_EQ(other.Value(), last);
+    }
+}
+
+TEST(InterlockedIntTest, DecrementUnlessLastLetsTwoThreadsTakeEverythingButTheLast)
+{
+    InterlockedInt count(100001);
+    InterlockedInt taken(0);
+    const auto take = [&] {
+        while (count.DecrementUnlessLast()) {
+            taken.Increment();
+        }
+    };
+
+    std::thread other(take);
+    take();
+    other.join();
+
+    EXPECT_EQ(count.Value(), 1);
+    EXPECT_EQ(taken.Value(), 100000);
+}
+
 TEST(InterlockedIntTest, WrapsAroundAtTheEndsOfTheRange)
 {
     EXPECT_EQ(InterlockedInt(INT_MAX).Increment(), INT_MIN);
