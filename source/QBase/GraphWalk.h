@@ -39,6 +39,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -133,6 +134,7 @@ private:
     GraphClass& FindClass(const Object* pObject);
 
     Sink& mSink;
+    std::optional<KeepAlive> mKeepRoot; // outlives the steps, which may hold the root as well
     std::vector<GraphStep> mSteps;
     std::vector<Frame> mFrames;
     PositionIndex mPositions; // of the objects reached
@@ -152,7 +154,7 @@ bool GraphWalk<Sink>::Run(Object* pRoot)
     if (pRoot == nullptr) {
         return true;
     }
-    const KeepAlive keepRoot(pRoot);
+    mKeepRoot.emplace(pRoot);
     if (Arrive(pRoot) == PositionIndex::NONE) {
         return false;
     }
