@@ -155,7 +155,6 @@ bool BinaryReader::ReadProperty(Object* pObject, LoadedClass& rClass, int place)
     const PropertyRecord record{nameIndex, GetText(nameIndex), static_cast<Value::Type>(type),
                                 (flags & FLAG_ARRAY) != 0, (flags & FLAG_DYNAMIC) != 0};
     Property* const pFound = FindProperty(pObject, rClass, place, record);
-    NoteLink(pObject, record.mType, pFound);
     if (record.mbArray) {
         return ReadArray(pObject, record, pFound);
     }
@@ -164,7 +163,11 @@ bool BinaryReader::ReadProperty(Object* pObject, LoadedClass& rClass, int place)
         return record.mType == Value::TYPE_STRING || record.mType == Value::TYPE_OBJECT ? false : FailShort();
     }
     StoredProperty property(pObject, record.mName, record.mType, false, pFound);
+    const bool bOverwrites = property.HoldsObjects();
     property.Set(value);
+    if (bOverwrites || !property.IsKept(value)) {
+        mGraph.NoteLoss();
+    }
     NoteReference(record.mType, property);
     return true;
 }
@@ -177,6 +180,9 @@ bool BinaryReader::ReadArray(Object* pObject, const PropertyRecord& record, Prop
     }
     const Ptr<Property> pKept = pProperty; // what the array loses and gets may have destructors and setters
     StoredProperty property(pObject, record.mName, record.mType, true, pProperty);
+    if (property.HoldsObjects()) {
+        mGraph.NoteLoss();
+    }
     property.BeginArray();
     for (int i = 0; i < count; ++i) {
         Value value;
@@ -185,6 +191,9 @@ bool BinaryReader::ReadArray(Object* pObject, const PropertyRecord& record, Prop
         }
         property.Insert(i, value);
         NoteReference(record.mType, property);
+    }
+    if (!property.AreKept(count)) {
+        mGraph.NoteLoss();
     }
     return true;
 }
@@ -209,7 +218,12 @@ bool BinaryReader::ReadChild(Object* pObject, const LoadedClass& loadedClass)
     if (!ReadTextIndex(nameIndex) || !ReadObject(mBytes, entry)) {
         return false;
     }
-    static_cast<Table*>(pObject)->Insert(GetText(nameIndex), entry.AsObject());
+    Table* const pTable = static_cast<Table*>(pObject);
+    const String& name = GetText(nameIndex);
+    if (pTable->Find(name) != nullptr) {
+        mGraph.NoteLoss();
+    }
+    pTable->Insert(name, entry.AsObject());
     mGraph.NoteReference(mPosition, mLastObject);
     return true;
 }
@@ -275,13 +289,6 @@ void BinaryReader::NoteReference(Value::Type type, const StoredProperty& propert
 {
     if (type == Value::TYPE_OBJECT && property.Fits()) {
         mGraph.NoteReference(mPosition, mLastObject);
-    }
-}
-
-void BinaryReader::NoteLink(Object* pObject, Value::Type type, Property* pProperty)
-{
-    if (type == Value::TYPE_OBJECT && pProperty != nullptr && pProperty->IsExcluded()) {
-        mGraph.AddExcludedLink(pObject, pProperty);
     }
 }
 

@@ -91,7 +91,6 @@ private:
 
     Ptr<Object> ConstructObject(int moduleIndex, int nameIndex);
     void NoteReference(Value::Type type, const StoredProperty& property);
-    void NoteLink(Object* pObject, Value::Type type, Property* pProperty);
     Property* FindProperty(Object* pObject, LoadedClass& rClass, int place, const PropertyRecord& record);
     LoadedClass& FindClass(Object* pObject);
     const String& GetText(int index) const

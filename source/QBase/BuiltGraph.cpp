@@ -15,19 +15,11 @@ BuiltGraph::~BuiltGraph()
     if (mbHandedOver) {
         return;
     }
-    for (const Link& link : mExcludedLinks) {
-        Unlink(link.mpObject, link.mpProperty);
-    }
     for (std::size_t i = 0; i < mObjects.size(); ++i) {
         if (mIsOurs[i]) {
             Unlink(mObjects[i]);
         }
     }
-}
-
-void BuiltGraph::AddExcludedLink(Object* pObject, Property* pProperty)
-{
-    mExcludedLinks.push_back({pObject, pProperty});
 }
 
 Value BuiltGraph::HandOver()
@@ -42,7 +34,7 @@ Value BuiltGraph::HandOver()
 // not hold is there anything to look for.
 void BuiltGraph::ReleaseUnreachable()
 {
-    if (std::find(mIsReached.begin(), mIsReached.end(), false) == mIsReached.end()) {
+    if (!mbLoss && std::find(mIsReached.begin(), mIsReached.end(), false) == mIsReached.end()) {
         return;
     }
     const int size = GetSize();

@@ -39,9 +39,6 @@ public:
     int GetSize() const { return static_cast<int>(mObjects.size()); }
     Object* GetAt(int index) const { return mObjects[static_cast<std::size_t>(index)]; }
 
-    /// The file links objects through this property, which the general clean-up would pass over.
-    void AddExcludedLink(Object* pObject, Property* pProperty);
-
     /// The object at `from` now refers to the one at `to`.
     void NoteReference(int from, int to)
     {
@@ -50,16 +47,13 @@ public:
         }
     }
 
+    /// A reference that was noted may be gone again, or was never taken.
+    void NoteLoss() { mbLoss = true; }
+
     /// The first object. From now on nothing is undone.
     Value HandOver();
 
 private:
-    struct Link
-    {
-        Object* mpObject; // one of mObjects
-        Ptr<Property> mpProperty;
-    };
-
     void ReleaseUnreachable();
     void Spread(std::vector<int>& rReached);
     template <typename Visit>
@@ -71,7 +65,7 @@ private:
     std::vector<bool> mIsOurs;    // false for an object that a class's Construct gave out before
     std::vector<bool> mIsReached; // true for one that an object before it refers to; hence from the root
     PositionIndex mPositions;     // of the objects, once unreached ones are looked for
-    std::vector<Link> mExcludedLinks;
+    bool mbLoss = false;          // mIsReached may say too much
     bool mbHandedOver = false;
 };
 

@@ -15,6 +15,12 @@ Property* FindOrAddStoredProperty(Object* pObject, const String& name, Value::Ty
     return bArray ? pObject->AddPropertyArray(name, type) : pObject->AddPropertyValue(name, type);
 }
 
+bool StoredProperty::HoldsAny() const
+{
+    return mpProperty->IsArray() ? mpProperty->GetSize(mpObject) > 0
+                                 : mpProperty->Get(mpObject).AsObject() != nullptr;
+}
+
 void StoredProperty::Warn() const
 {
     Info("WARNING: Ignoring deserialized value %s.%s.%s, property is %s.", mpObject->GetModuleName().c_str(),

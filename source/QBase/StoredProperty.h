@@ -1,6 +1,7 @@
 // StoredProperty applies what a file or a stream says about a property to an object whose class may have
 // changed since: the property is looked up, or added when it was a dynamic one, and values that no longer
-// fit are passed over with a warning that names them.
+// fit are passed over with a warning that names them. A property that its class has excluded since counts as
+// none: it may be read-only or a constant, and what it holds is not for files.
 //
 //     StoredProperty property(pObject, name, type, bArray, FindStoredProperty(pObject, record));
 //     property.Set(value);                              // or, for an array:
@@ -30,6 +31,22 @@ public:
 
     /// True when values are stored, false when they are passed over.
     bool Fits() const { return mMisfit == nullptr; }
+
+    /// True when the property holds objects, which give way to what is stored.
+    bool HoldsObjects() const
+    {
+        return mMisfit == nullptr && CanHoldObjects(mpProperty->GetType()) && HoldsAny();
+    }
+
+    /// After Set: false when a setter refused the object.
+    bool IsKept(const Value& value) const
+    {
+        return mMisfit != nullptr || value.GetType() != Value::TYPE_OBJECT ||
+               mpProperty->Get(mpObject).AsObject() == value.AsObject();
+    }
+
+    /// After `count` times Insert: false when a setter refused some.
+    bool AreKept(int count) const { return mMisfit != nullptr || mpProperty->GetSize(mpObject) == count; }
 
     /// Stores a single value, or warns.
     void Set(const Value& value)
@@ -61,6 +78,11 @@ public:
 
 private:
     static const char* FindMisfit(const Property* pProperty, Value::Type type, bool bArray);
+    static bool CanHoldObjects(Value::Type type)
+    {
+        return type == Value::TYPE_OBJECT || type == Value::TYPE_VALUE;
+    }
+    bool HoldsAny() const;
     void Warn() const;
     void WarnElement(int index) const;
 
@@ -72,7 +94,7 @@ private:
 
 inline const char* StoredProperty::FindMisfit(const Property* pProperty, Value::Type type, bool bArray)
 {
-    if (pProperty == nullptr) {
+    if (pProperty == nullptr || pProperty->IsExcluded()) {
         return "invalid";
     }
     if (pProperty->IsArray() != bArray) {

@@ -225,7 +225,6 @@ bool XmlReader::ReadProperty(const XMLElement* pElement, Object* pObject, Loaded
         return false;
     }
     const LoadedClass::Slot& slot = FindProperty(pObject, rClass, place, element);
-    NoteLink(pObject, element.mType, slot.mpProperty);
     if (element.mbArray) {
         return ReadArray(pElement, pObject, element.mType, slot);
     }
@@ -237,7 +236,11 @@ bool XmlReader::ReadProperty(const XMLElement* pElement, Object* pObject, Loaded
         return false;
     }
     StoredProperty property(pObject, slot.mName, element.mType, false, slot.mpProperty);
+    const bool bOverwrites = property.HoldsObjects();
     property.Set(value);
+    if (bOverwrites || !property.IsKept(value)) {
+        mGraph.NoteLoss();
+    }
     NoteReference(element.mType, property);
     return true;
 }
@@ -246,6 +249,9 @@ bool XmlReader::ReadArray(const XMLElement* pElement, Object* pObject, Value::Ty
                           const LoadedClass::Slot& slot)
 {
     StoredProperty property(pObject, slot.mName, type, true, slot.mpProperty);
+    if (property.HoldsObjects()) {
+        mGraph.NoteLoss();
+    }
     property.BeginArray();
     int index = 0;
     for (const XMLElement* pValue = pElement->FirstChildElement("Value"); pValue != nullptr;
@@ -265,6 +271,9 @@ bool XmlReader::ReadArray(const XMLElement* pElement, Object* pObject, Value::Ty
         property.Insert(index++, value);
         NoteReference(type, property);
     }
+    if (!property.AreKept(index)) {
+        mGraph.NoteLoss();
+    }
     return true;
 }
 
@@ -276,6 +285,9 @@ bool XmlReader::ReadEntry(const XMLElement* pElement, Table* pTable)
     if (name.empty() || !ReadValue(pElement, Value::TYPE_OBJECT, nullptr, entry)) {
         Error(QBASE_HERE, "Failed to deserialize table entry %s", name.c_str());
         return false;
+    }
+    if (pTable->Find(name) != nullptr) {
+        mGraph.NoteLoss();
     }
     pTable->Insert(name, entry.AsObject());
     mGraph.NoteReference(mPosition, mLastObject);
@@ -420,13 +432,6 @@ void XmlReader::NoteReference(Value::Type type, const StoredProperty& property)
 {
     if (type == Value::TYPE_OBJECT && property.Fits()) {
         mGraph.NoteReference(mPosition, mLastObject);
-    }
-}
-
-void XmlReader::NoteLink(Object* pObject, Value::Type type, Property* pProperty)
-{
-    if (type == Value::TYPE_OBJECT && pProperty != nullptr && pProperty->IsExcluded()) {
-        mGraph.AddExcludedLink(pObject, pProperty);
     }
 }
 

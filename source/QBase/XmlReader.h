@@ -85,7 +85,6 @@ private:
                                           const PropertyElement& element);
     LoadedClass& FindClass(Object* pObject);
     void NoteReference(Value::Type type, const StoredProperty& property);
-    void NoteLink(Object* pObject, Value::Type type, Property* pProperty);
 
     const char* GetText(const tinyxml2::XMLElement* pElement);
     static std::string_view Unescape(const char* pText, std::string& rScratch);

@@ -795,7 +795,6 @@ TEST(AsciiSerializerTest, AFailureBehindAFinishedCycleLeavesNothingBehind)
                                 "<Property Name=\"Second\" Type=\"Object\">b</Property></Object>"
                                 "<Object Module=\"QBase\" Class=\"List\" Path=\"b\"><Child>b</Child></Object>"
                                 "<Object Module=\"StoredObjects\" Class=\"Prefilled\" Path=\"c\">"
-                                "<Property Name=\"Hidden\" Type=\"Object\">c</Property>"
                                 "<Property Name=\"Loop\" Type=\"Object\" Dynamic=\"true\">c</Property>"
                                 "<Property Name=\"Extra\" Type=\"int\">x</Property></Object>" +
                                 TAIL),

@@ -780,11 +780,11 @@ TEST(BinarySerializerTest, AFailureBehindAFinishedCycleLeavesNothingBehind)
 {
     // The second object's records end early, when both refer to themselves already.
     const std::string bytes = HEADER + Int(5) + Int(2) + Text("StoredObjects") + Text("Pair") +
-                              Text("First") + Text("Prefilled") + Text("Hidden") + Int(0) + Int(1) + Int(1) +
+                              Text("First") + Text("Prefilled") + Text("Loop") + Int(0) + Int(1) + Int(1) +
                               Int(0) +                                // a Pair
                               Int(0) + Int(3) + Int(2) + Int(0) +     // a Prefilled
                               Int(2) + Bytes("14") + Int(0) +         // First: itself
-                              Int(4) + Bytes("14") + Int(1) + Int(4); // the excluded Hidden: itself
+                              Int(4) + Bytes("16") + Int(1) + Int(4); // a dynamic Loop: itself
     EXPECT_THAT(ErrorsOfLoading(bytes), ElementsAre(HasSubstr("unexpected end of file")));
 }
 

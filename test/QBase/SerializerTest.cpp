@@ -2,10 +2,13 @@
 
 #include "QBase/AsciiSerializer.h"
 #include "QBase/BinarySerializer.h"
+#include "QBase/Property.h"
 #include "QBase/Reflection.h"
 #include "Support/Bytes.h"
+#include "Support/CapturedMessages.h"
 #include "Support/StoredObjects.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -15,6 +18,8 @@
 
 using namespace QBase;
 using namespace StoredObjects;
+using testing::ElementsAre;
+using testing::EndsWith;
 
 namespace StoredObjects
 {
@@ -74,6 +79,107 @@ Value Loaded(Serializer* pSerializer, const std::string& bytes)
     return pSerializer->Deserialize(pFile);
 }
 
+// A file as no Serialize would write it, in both formats. Values are of type "int", or "Object": the number
+// of an object, or -1.
+struct Document
+{
+    struct Record
+    {
+        std::string mName;
+        Value::Type mType;
+        std::vector<int> mValues;
+        bool mbArray = false;
+    };
+    struct Entry
+    {
+        std::string mName;
+        int mObject;
+    };
+    struct Stored
+    {
+        std::string mModule;
+        std::string mClass;
+        std::vector<Record> mRecords;
+        std::vector<Entry> mEntries = {};
+    };
+    std::vector<Stored> mObjects;
+
+    std::string In(Serializer* pSerializer) const
+    {
+        return pSerializer->IsDerivedType(AsciiSerializer::ClassTable()) ? AsXml() : AsBytes();
+    }
+
+private:
+    static std::string Path(int object) { return object < 0 ? "" : "object " + std::to_string(object); }
+
+    std::string AsXml() const
+    {
+        std::string text = "<QuirlData id=\"1784827729\" version=\"3\">";
+        int number = 0;
+        for (const Stored& stored : mObjects) {
+            text += "<Object Module=\"" + stored.mModule + "\" Class=\"" + stored.mClass + "\" Path=\"" +
+                    Path(number++) + "\">";
+            for (const Record& record : stored.mRecords) {
+                const bool bObject = record.mType == Value::TYPE_OBJECT;
+                text += "<Property Name=\"" + record.mName + "\" Type=\"" + (bObject ? "Object" : "int") +
+                        (record.mbArray ? "\" Array=\"true\">" : "\">");
+                for (const int value : record.mValues) {
+                    const std::string valueText = bObject ? Path(value) : std::to_string(value);
+                    text += record.mbArray ? "<Value>" + valueText + "</Value>" : valueText;
+                }
+                text += "</Property>";
+            }
+            for (const Entry& entry : stored.mEntries) {
+                text += "<Child Name=\"" + entry.mName + "\">" + Path(entry.mObject) + "</Child>";
+            }
+            text += "</Object>";
+        }
+        return text + "</QuirlData>";
+    }
+
+    static std::string Int(int value)
+    {
+        std::string bytes;
+        for (int shift = 0; shift < 32; shift += 8) {
+            bytes += static_cast<char>(static_cast<unsigned>(value) >> shift);
+        }
+        return bytes;
+    }
+
+    std::string AsBytes() const
+    {
+        std::string texts;
+        int numTexts = 0;
+        const auto number = [&](const std::string& text) {
+            texts += Int(static_cast<int>(text.size())) + text;
+            return Int(numTexts++);
+        };
+        std::string table;
+        std::string contents;
+        for (const Stored& stored : mObjects) {
+            table += number(stored.mModule) + number(stored.mClass);
+            table += Int(static_cast<int>(stored.mRecords.size()));
+            table += Int(static_cast<int>(stored.mEntries.size()));
+            for (const Record& record : stored.mRecords) {
+                contents += number(record.mName);
+                contents += static_cast<char>(record.mType * 4 + (record.mbArray ? 1 : 0));
+                contents += record.mbArray ? Int(static_cast<int>(record.mValues.size())) : "";
+                for (const int value : record.mValues) {
+                    contents += Int(value);
+                }
+            }
+            for (const Entry& entry : stored.mEntries) {
+                contents += number(entry.mName) + Int(entry.mObject);
+            }
+        }
+        return Bytes("51 4F 62 6A 03 00 00 00") + Int(numTexts) + Int(static_cast<int>(mObjects.size())) +
+               texts + table + contents;
+    }
+};
+
+// An object that holds itself.
+const Document::Stored SELF_HOLDER = {"StoredObjects", "Pair", {{"First", Value::TYPE_OBJECT, {1}}}};
+
 } // namespace
 
 TEST(SerializerTest, SavingLeavesAnUnreferencedRootAloneThatItsObjectsKnowButDoNotHold)
@@ -102,5 +208,68 @@ TEST(SerializerTest, TheResultHoldsTheOnlyReferenceOnTheRoot)
         ASSERT_NE(loaded.AsObject(), nullptr);
         EXPECT_EQ(loaded.AsObject()->GetReferenceCount(), 1);
         EXPECT_EQ(loaded.Get<List*>()->GetAt(0)->GetReferenceCount(), 1);
+    }
+}
+
+TEST(SerializerTest, StoredValuesOfConstantsAndExcludedPropertiesArePassedOverWithAWarning)
+{
+    const std::string warning = "WARNING: Ignoring deserialized value StoredObjects.Everything.";
+    const Document document = {{{"StoredObjects",
+                                 "Everything",
+                                 {{"Answer", Value::TYPE_INT, {5}}, // has no setter
+                                  {"LIMIT", Value::TYPE_INT, {6}},
+                                  {"Scratch", Value::TYPE_INT, {7}},
+                                  {"int", Value::TYPE_INT, {8}}}}}};
+    for (Serializer* const pSerializer : BothSerializers()) {
+        CapturedMessages messages;
+        const Value loaded = Loaded(pSerializer, document.In(pSerializer));
+        ASSERT_NE(loaded.AsObject(), nullptr);
+        EXPECT_THAT(messages.TakeAll(), ElementsAre(warning + "Answer, property is invalid.",
+                                                    warning + "LIMIT, property is invalid.",
+                                                    warning + "Scratch, property is invalid."));
+        EXPECT_EQ(loaded.Get<Everything*>()->mScratch, 0);
+        EXPECT_EQ(loaded.Get<Everything*>()->mInt, 8);
+    }
+}
+
+TEST(SerializerTest, ACycleThatALaterValuePushesOutIsReleased)
+{
+    const Document documents[] = {
+        {{{"StoredObjects",
+           "Pair",
+           {{"First", Value::TYPE_OBJECT, {1}}, {"First", Value::TYPE_OBJECT, {-1}}}},
+          SELF_HOLDER}},
+        {{{"StoredObjects",
+           "Everything",
+           {{"Value", Value::TYPE_OBJECT, {1}}, {"Value", Value::TYPE_INT, {1}}}},
+          SELF_HOLDER}},
+        {{{"StoredObjects",
+           "Everything",
+           {{"Objects", Value::TYPE_OBJECT, {1}, true}, {"Objects", Value::TYPE_OBJECT, {}, true}}},
+          SELF_HOLDER}},
+        {{{"QBase", "Table", {}, {{"name", 1}, {"name", -1}}}, SELF_HOLDER}}};
+    for (Serializer* const pSerializer : BothSerializers()) {
+        for (const Document& document : documents) {
+            CapturedMessages messages;
+            const Value loaded = Loaded(pSerializer, document.In(pSerializer));
+            EXPECT_NE(loaded.AsObject(), nullptr);
+        }
+    }
+}
+
+TEST(SerializerTest, ACycleThatAPropertyOfAnotherClassRefusesIsReportedAndReleased)
+{
+    const Document documents[] = {
+        {{{"StoredObjects", "Planet", {{"Moon", Value::TYPE_OBJECT, {1}}}}, SELF_HOLDER}},
+        {{{"StoredObjects", "Planet", {{"Rings", Value::TYPE_OBJECT, {-1, 1}, true}}}, SELF_HOLDER}}};
+    for (Serializer* const pSerializer : BothSerializers()) {
+        for (const Document& document : documents) {
+            CapturedMessages messages;
+            const Value loaded = Loaded(pSerializer, document.In(pSerializer));
+            EXPECT_NE(loaded.AsObject(), nullptr);
+            EXPECT_THAT(messages.TakeAll(),
+                        ElementsAre(EndsWith("Failed to set property - object is 'StoredObjects.Pair', "
+                                             "expected 'StoredObjects.Planet'")));
+        }
     }
 }
