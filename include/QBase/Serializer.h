@@ -26,11 +26,13 @@ class QBASE_API Serializer : public Object
 
 public:
     /// Writes from the file's position on and leaves the file open. False, after a report, when the graph
-    /// holds something that no file can, or when not all bytes could be written. A null object makes a file
-    /// without objects.
+    /// holds something that no file can, when memory runs out, or when not all bytes could be written. A null
+    /// object makes a file without objects.
     virtual bool Serialize(Object* pObject, File* pFile) = 0;
 
-    /// The object as a Value, or the void Value after a report. Damaged files leave nothing behind.
+    /// The object as a Value, or the void Value after a report. Damaged files leave nothing behind, nor does
+    /// a load that runs out of memory. Stored values of properties that are excluded now are passed over with
+    /// a warning.
     virtual Value Deserialize(File* pFile) = 0;
 
 protected:

@@ -7,6 +7,7 @@
 #include "QBase/XmlWriter.h"
 
 #include <memory>
+#include <new>
 
 namespace QBase
 {
@@ -32,6 +33,28 @@ bool ParseFile(File* pFile, XmlReader& rReader)
     return rReader.Parse(pText.get(), static_cast<std::size_t>(size));
 }
 
+// Both may run out of memory.
+bool Save(Object* pObject, File* pFile)
+{
+    XmlWriter writer;
+    ByteBuffer document;
+    if (!writer.Write(pObject, document)) {
+        return false;
+    }
+    const int size = static_cast<int>(document.GetSize()); // the writer makes none that is too large
+    return pFile->Write(document.GetData(), size) == size;
+}
+
+Value Load(File* pFile)
+{
+    XmlReader reader(pFile->GetFilename());
+    if (!ParseFile(pFile, reader)) {
+        Error(QBASE_HERE, "File error");
+        return Value();
+    }
+    return reader.Read();
+}
+
 } // namespace
 
 QBASE_IMPLEMENT(QBase, AsciiSerializer)
@@ -48,24 +71,27 @@ bool AsciiSerializer::Serialize(Object* pObject, File* pFile)
         return false;
     }
     const KeepAlive keepFile(pFile);
-    XmlWriter writer;
-    ByteBuffer document;
-    if (!writer.Write(pObject, document)) {
+    try {
+        return Save(pObject, pFile);
+    } catch (const std::bad_alloc&) {
+        Error(QBASE_HERE, "Failed to serialize to file '%s' - out of memory", pFile->GetFilename().c_str());
         return false;
     }
-    const int size = static_cast<int>(document.GetSize()); // the writer makes none that is too large
-    return pFile->Write(document.GetData(), size) == size;
 }
 
 Value AsciiSerializer::Deserialize(File* pFile)
 {
-    const KeepAlive keepFile(pFile);
-    XmlReader reader(pFile != nullptr ? pFile->GetFilename() : String::Null);
-    if (pFile == nullptr || !ParseFile(pFile, reader)) {
+    if (pFile == nullptr) {
         Error(QBASE_HERE, "File error");
         return Value();
     }
-    return reader.Read();
+    const KeepAlive keepFile(pFile);
+    try {
+        return Load(pFile);
+    } catch (const std::bad_alloc&) {
+        Error(QBASE_HERE, "Failed to deserialize file '%s' - out of memory", pFile->GetFilename().c_str());
+        return Value();
+    }
 }
 
 } // namespace QBase

@@ -10,6 +10,7 @@
 
 #include <limits>
 #include <memory>
+#include <new>
 
 namespace QBase
 {
@@ -50,22 +51,9 @@ bool ReadHeader(File* pFile)
     return CheckVersion(ValueBytes::LoadInt(header + 4), pFile);
 }
 
-} // namespace
-
-QBASE_IMPLEMENT(QBase, BinarySerializer)
-
-void BinarySerializer::Implement()
-{}
-
-BinarySerializer::BinarySerializer(const Value& value) : Serializer(value)
-{}
-
-bool BinarySerializer::Serialize(Object* pObject, File* pFile)
+// Both may run out of memory.
+bool Save(Object* pObject, File* pFile)
 {
-    if (pFile == nullptr) {
-        return false;
-    }
-    const KeepAlive keepFile(pFile);
     unsigned char header[HEADER_SIZE];
     ValueBytes::StoreInt(header, FileFormat::ID);
     ValueBytes::StoreInt(header + 4, FileFormat::VERSION);
@@ -86,12 +74,8 @@ bool BinarySerializer::Serialize(Object* pObject, File* pFile)
     return pFile->Write(bytes.GetData(), size) == size;
 }
 
-Value BinarySerializer::Deserialize(File* pFile)
+Value Load(File* pFile)
 {
-    if (pFile == nullptr) {
-        return Value();
-    }
-    const KeepAlive keepFile(pFile);
     if (!ReadHeader(pFile)) {
         return Value();
     }
@@ -108,6 +92,44 @@ Value BinarySerializer::Deserialize(File* pFile)
         pFile->SeekCurrent(-static_cast<int>(reader.GetRemaining()));
     }
     return root;
+}
+
+} // namespace
+
+QBASE_IMPLEMENT(QBase, BinarySerializer)
+
+void BinarySerializer::Implement()
+{}
+
+BinarySerializer::BinarySerializer(const Value& value) : Serializer(value)
+{}
+
+bool BinarySerializer::Serialize(Object* pObject, File* pFile)
+{
+    if (pFile == nullptr) {
+        return false;
+    }
+    const KeepAlive keepFile(pFile);
+    try {
+        return Save(pObject, pFile);
+    } catch (const std::bad_alloc&) {
+        Error(QBASE_HERE, "Failed to serialize to file '%s' - out of memory", pFile->GetFilename().c_str());
+        return false;
+    }
+}
+
+Value BinarySerializer::Deserialize(File* pFile)
+{
+    if (pFile == nullptr) {
+        return Value();
+    }
+    const KeepAlive keepFile(pFile);
+    try {
+        return Load(pFile);
+    } catch (const std::bad_alloc&) {
+        Error(QBASE_HERE, "Failed to deserialize file '%s' - out of memory", pFile->GetFilename().c_str());
+        return Value();
+    }
 }
 
 } // namespace QBase

@@ -2,9 +2,11 @@
 
 #include "QBase/AsciiSerializer.h"
 #include "QBase/BinarySerializer.h"
+#include "QBase/Memory.h"
 #include "QBase/Property.h"
 #include "QBase/Reflection.h"
 #include "Support/Bytes.h"
+#include "Support/CapturedConsole.h"
 #include "Support/CapturedMessages.h"
 #include "Support/StoredObjects.h"
 
@@ -180,6 +182,13 @@ private:
 // An object that holds itself.
 const Document::Stored SELF_HOLDER = {"StoredObjects", "Pair", {{"First", Value::TYPE_OBJECT, {1}}}};
 
+int g_AllocationsLeft;
+
+bool IsLastAllocation(unsigned, AllocType)
+{
+    return g_AllocationsLeft-- == 0;
+}
+
 } // namespace
 
 TEST(SerializerTest, SavingLeavesAnUnreferencedRootAloneThatItsObjectsKnowButDoNotHold)
@@ -271,5 +280,38 @@ TEST(SerializerTest, ACycleThatAPropertyOfAnotherClassRefusesIsReportedAndReleas
                         ElementsAre(EndsWith("Failed to set property - object is 'StoredObjects.Pair', "
                                              "expected 'StoredObjects.Planet'")));
         }
+    }
+}
+
+TEST(SerializerTest, ALoadThatRunsOutOfMemoryIsReportedAndLeavesNothingBehind)
+{
+    for (Serializer* const pSerializer : BothSerializers()) {
+        GraphOptions options;
+        options.mNumObjects = 12;
+        const Ptr<Object> pGraph = RandomGraph(3, options);
+        const std::string bytes = Saved(pSerializer, pGraph);
+        Dissolve(pGraph);
+        bool bFailed = true;
+        bool bReported = false;
+        for (int allocations = 0; bFailed; ++allocations) {
+            const Ptr<MemoryFile> pFile = FileOf(bytes);
+            const CapturedConsole console; // where Memory itself reports
+            CapturedMessages messages;
+            g_AllocationsLeft = allocations;
+            Memory::SetFailureHook(IsLastAllocation);
+            const Value loaded = pSerializer->Deserialize(pFile);
+            Memory::SetFailureHook(nullptr);
+            bFailed = g_AllocationsLeft < 0;
+            EXPECT_TRUE(bFailed || !loaded.IsVoid());
+            for (const std::string& message : messages.TakeAll()) {
+                bReported =
+                    bReported ||
+                    message.find("Failed to deserialize file 'memory' - out of memory") != message.npos;
+            }
+            if (loaded.AsObject() != nullptr) {
+                Dissolve(loaded.AsObject());
+            }
+        }
+        EXPECT_TRUE(bReported);
     }
 }
