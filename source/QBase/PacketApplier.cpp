@@ -111,7 +111,8 @@ bool PacketApplier::Apply()
         if (mKind >= NUM_PACKET_KINDS) {
             return Damaged(__LINE__, "the kind is unknown");
         }
-        (this->*OPERATIONS[mKind])();
+        const Operation operation = OPERATIONS[mKind];
+        (this->*operation)();
     }
     return mbApplied && !mStream.mbStopped && mBytes.GetRemaining() == 0;
 }
