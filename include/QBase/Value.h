@@ -265,6 +265,14 @@ struct ValueBits
         return value.mType == type && std::memcmp(value.mPayload, pBytes, size) == 0;
     }
 
+    /// The object of an "Object" value, which hands over its reference and is void then.
+    static Object* TakeObject(Value&& value)
+    {
+        Object* const pObject = value.AsObject();
+        value.Forget();
+        return pObject;
+    }
+
     /// The first `size` payload bytes of any plain value; zeros for "String" and "Object", whose payload is
     /// an address.
     static void CopyPlain(const Value& value, void* pBytes, std::size_t size)

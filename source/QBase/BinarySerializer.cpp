@@ -8,7 +8,6 @@
 #include "QBase/Reflection.h"
 #include "QBase/ValueBytes.h"
 
-#include <limits>
 #include <memory>
 #include <new>
 
@@ -61,17 +60,12 @@ bool Save(Object* pObject, File* pFile)
         return false;
     }
     BinaryWriter writer;
-    ByteBuffer bytes;
-    if (!writer.Write(pObject, bytes)) {
+    const ByteBuffer* const pBytes = writer.Write(pObject);
+    if (pBytes == nullptr) {
         return false;
     }
-    if (bytes.GetSize() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-        Error(QBASE_HERE, "Failed to serialize to file '%s' - the graph takes %llu bytes",
-              pFile->GetFilename().c_str(), static_cast<unsigned long long>(bytes.GetSize()));
-        return false;
-    }
-    const int size = static_cast<int>(bytes.GetSize());
-    return pFile->Write(bytes.GetData(), size) == size;
+    const int size = static_cast<int>(pBytes->GetSize()); // the writer makes no more than that
+    return pFile->Write(pBytes->GetData(), size) == size;
 }
 
 Value Load(File* pFile)

@@ -1,5 +1,7 @@
 #include "QBase/BinaryWriter.h"
 
+#include <limits>
+
 namespace QBase
 {
 
@@ -9,24 +11,38 @@ using ValueBytes::WriteInt;
 namespace
 {
 
-constexpr std::size_t OBJECT_SIZE = 16; // of a record in the object table
+constexpr std::size_t OBJECT_SIZE = 16;                           // of a record in the object table
+constexpr std::size_t MAX_SIZE = std::numeric_limits<int>::max(); // what one Write takes
+
+bool ReportTooLarge()
+{
+    Error(QBASE_HERE, "Failed to serialize - the graph would take more than %llu bytes",
+          static_cast<unsigned long long>(MAX_SIZE));
+    return false;
+}
 
 } // namespace
 
-bool BinaryWriter::Write(Object* pObject, ByteBuffer& rBytes)
+const ByteBuffer* BinaryWriter::Write(Object* pObject)
 {
     if (!mWalk.Run(pObject)) {
-        return false;
+        return nullptr;
     }
-    rBytes.MakeRoom(8 + mTextBytes + mObjects.GetSize() + mBody.GetSize());
-    WriteInt(rBytes, static_cast<int>(mTexts.size()));
-    WriteInt(rBytes, static_cast<int>(mObjects.GetSize() / OBJECT_SIZE));
+    const std::size_t frontSize = 8 + mTextBytes + mObjects.GetSize();
+    if (frontSize + mBody.GetSize() > MAX_SIZE) {
+        ReportTooLarge();
+        return nullptr;
+    }
+    ByteBuffer front;
+    front.MakeRoom(frontSize);
+    WriteInt(front, static_cast<int>(mTexts.size()));
+    WriteInt(front, static_cast<int>(mObjects.GetSize() / OBJECT_SIZE));
     for (const String& text : mTexts) {
-        ValueBytes::WriteString(rBytes, text);
+        ValueBytes::WriteString(front, text);
     }
-    rBytes.Append(mObjects.GetText());
-    rBytes.Append(mBody.GetText());
-    return true;
+    front.Append(mObjects.GetText());
+    mBody.Prepend(front.GetText());
+    return &mBody;
 }
 
 bool BinaryWriter::BeginObject(Object*, GraphClass& rClass)
@@ -76,17 +92,18 @@ void BinaryWriter::WriteItem(int index, Value&& object)
 
 bool BinaryWriter::EndObject()
 {
+    if (mBody.GetSize() > MAX_SIZE) {
+        return ReportTooLarge();
+    }
     unsigned char* const pCounts = mObjects.GetData() + mObjects.GetSize() - 8;
     StoreInt(pCounts, mNumProperties);
     StoreInt(pCounts + 4, mNumChildren);
     return true;
 }
 
-void BinaryWriter::Resolve(const GraphStep& step)
+void BinaryWriter::Resolve(unsigned hole, int position)
 {
-    const int number = step.mTarget.GetType() == Value::TYPE_STRING ? FindOrAddText(step.mTarget.AsString())
-                                                                    : step.mPosition;
-    StoreInt(mBody.GetData() + step.mHole, number);
+    StoreInt(mBody.GetData() + hole, position);
 }
 
 void BinaryWriter::WriteText(ByteBuffer&, Value&& text)
@@ -96,10 +113,11 @@ void BinaryWriter::WriteText(ByteBuffer&, Value&& text)
 
 void BinaryWriter::WriteObject(ByteBuffer&, Value&& object)
 {
+    int number = -1; // that of null, and of an object until the walk has been there
     if (object.AsObject() != nullptr) {
-        mWalk.AddStep(std::move(object), mBody.GetSize());
+        number = mWalk.Refer(std::move(object), GetHole());
     }
-    WriteInt(mBody, -1); // that of null; an object's number comes when the walk has been there
+    WriteInt(mBody, number);
 }
 
 // Texts are numbered in the order of the walk. A text behind a reference has to wait until the walk comes
@@ -112,7 +130,7 @@ int BinaryWriter::WriteTextIndex(const String& text)
         number = FindOrAddText(canonical);
     }
     if (number == PositionIndex::NONE) {
-        mWalk.AddStep(Value(canonical), mBody.GetSize());
+        mWalk.AddText(canonical, GetHole());
     }
     WriteInt(mBody, number);
     return number;

@@ -15,8 +15,8 @@ class BinaryWriter
 public:
     BinaryWriter() : mWalk(*this) {}
 
-    /// Appends the graph; false after a report.
-    bool Write(Object* pObject, ByteBuffer& rBytes);
+    /// The bytes of the graph; null after a report. Borrowed.
+    const ByteBuffer* Write(Object* pObject);
 
 private:
     friend class GraphWalk<BinaryWriter>;
@@ -33,7 +33,11 @@ private:
     bool WriteEntry(const String& name, Value&& object);
     void WriteItem(int index, Value&& object);
     bool EndObject();
-    void Resolve(const GraphStep& step);
+    void Resolve(unsigned hole, int position);
+    void ResolveText(unsigned hole, const String& text) { Resolve(hole, FindOrAddText(text)); }
+
+    // Where the next byte goes. An object's own part beyond the limit ends the walk when it is finished.
+    unsigned GetHole() const { return static_cast<unsigned>(mBody.GetSize()); }
 
     void WriteText(ByteBuffer& rBytes, Value&& text);
     void WriteObject(ByteBuffer& rBytes, Value&& object);
@@ -43,7 +47,7 @@ private:
 
     GraphWalk<BinaryWriter> mWalk;
     ByteBuffer mObjects;        // the object table
-    ByteBuffer mBody;           // the properties and children of all objects
+    ByteBuffer mBody;           // the properties and children of all objects; in the end, everything
     std::vector<String> mTexts; // the string table
     std::size_t mTextBytes = 0; // that it will take
     PositionIndex mTextIndex;   // by the address of the interned text

@@ -12,14 +12,16 @@
 //         bool WriteEntry(const String& name, Value&& object);   // of a table
 //         void WriteItem(int index, Value&& object);             // of a list
 //         bool EndObject();
-//         void Resolve(const GraphStep& step);
+//         void Resolve(unsigned tag, int position);
+//         void ResolveText(unsigned tag, const String& text);
 //     };
 //     GraphWalk<Sink> walk(sink);
 //     walk.Run(pObject);     // false, after a report, for a graph that cannot be stored
 //
 // All values of an object arrive together, before the objects that it refers to are walked. For each object
-// that it is given the Sink calls AddStep; the walk goes there in its turn and then says, by Resolve, which
-// position the object has. A step may also carry a text, which Resolve then answers in the same order.
+// that it is given the Sink calls Refer, which answers the object's position or puts the object in line; the
+// walk then goes there in its turn and says, by Resolve, which position it has. Texts can stand in the same
+// line.
 //
 // Everything that was reached is kept alive until the walk is destroyed. There is no recursion: depth and
 // width are limited by memory only.
@@ -78,14 +80,6 @@ struct GraphClass
     std::vector<GraphProperty> mProperties;
 };
 
-// One reference from an object to another, or a text that waits for its turn.
-struct GraphStep
-{
-    Value mTarget;
-    std::size_t mHole; // for the Sink: where to write what Resolve says
-    int mPosition;     // that of the object, once the walk has been there
-};
-
 /// The report on values that no file can hold.
 void ReportUnstorable(const Object* pObject, const GraphProperty& property, Value::Type type);
 void ReportMixedArray(const Object* pObject, const GraphProperty& property, Value::Type type);
@@ -95,30 +89,41 @@ class GraphWalk
 {
 public:
     explicit GraphWalk(Sink& rSink) : mSink(rSink) {}
+    ~GraphWalk();
     GraphWalk(const GraphWalk&) = delete;
     GraphWalk& operator=(const GraphWalk&) = delete;
 
     /// Walks the graph; nothing when the object is null.
     bool Run(Object* pRoot);
 
-    /// Puts an object that is not null, or a text, in line. For the Sink, while an object is written.
-    void AddStep(Value&& target, std::size_t hole)
+    /// The position of an object, which is not null, if it was reached already. Otherwise NONE, and the
+    /// object is put in line under a tag of the Sink's. For the Sink, while an object is written.
+    int Refer(Value&& object, unsigned tag);
+
+    /// Puts a text in line.
+    void AddText(const String& text, unsigned tag)
     {
-        mbObjectWaits = mbObjectWaits || target.GetType() == Value::TYPE_OBJECT;
-        mSteps.push_back({std::move(target), hole, PositionIndex::NONE});
+        mSteps.push_back({nullptr, tag, static_cast<unsigned>(mTexts.size())});
+        mTexts.push_back(text);
     }
 
     /// True when an object is in line that the walk reaches before whatever is written next.
     bool IsObjectInLine() const { return mbObjectWaits; }
 
-    const std::vector<GraphStep>& GetSteps() const { return mSteps; }
+    static constexpr unsigned NO_TAG = ~0u;
 
-    static constexpr std::size_t NO_STEP = ~std::size_t(0);
-
-    /// The step that led to the object being written; NO_STEP for the first one.
-    std::size_t GetPresentStep() const { return mPresentStep; }
+    /// The tag of the object being written; NO_TAG for the first one.
+    unsigned GetPresentTag() const { return mPresentTag; }
 
 private:
+    // A place in line.
+    struct Step
+    {
+        Object* mpObject; // holds one reference; null for a text
+        unsigned mTag;
+        unsigned mText; // in mTexts
+    };
+
     struct Frame
     {
         std::size_t mNext; // in mSteps
@@ -135,10 +140,11 @@ private:
 
     Sink& mSink;
     std::optional<KeepAlive> mKeepRoot; // outlives the steps, which may hold the root as well
-    std::vector<GraphStep> mSteps;
+    std::vector<Step> mSteps;
+    std::vector<String> mTexts; // that wait, or waited
     std::vector<Frame> mFrames;
     PositionIndex mPositions; // of the objects reached
-    std::size_t mPresentStep = NO_STEP;
+    unsigned mPresentTag = NO_TAG;
     int mNumObjects = 0;
     bool mbObjectWaits = false;
 
@@ -164,18 +170,41 @@ bool GraphWalk<Sink>::Run(Object* pRoot)
             mFrames.pop_back();
             continue;
         }
-        const std::size_t step = rFrame.mNext++;
-        mPresentStep = step;
-        if (Object* const pTarget = mSteps[step].mTarget.AsObject()) {
-            const int position = Arrive(pTarget);
-            if (position == PositionIndex::NONE) {
-                return false;
-            }
-            mSteps[step].mPosition = position;
+        const Step step = mSteps[rFrame.mNext++];
+        if (step.mpObject == nullptr) {
+            mSink.ResolveText(step.mTag, mTexts[step.mText]);
+            continue;
         }
-        mSink.Resolve(mSteps[step]);
+        mPresentTag = step.mTag;
+        const int position = Arrive(step.mpObject);
+        if (position == PositionIndex::NONE) {
+            return false;
+        }
+        mSink.Resolve(step.mTag, position);
     }
     return true;
+}
+
+template <typename Sink>
+GraphWalk<Sink>::~GraphWalk()
+{
+    for (const Step& step : mSteps) {
+        if (step.mpObject != nullptr) {
+            Object::DropReference(step.mpObject);
+        }
+    }
+}
+
+template <typename Sink>
+int GraphWalk<Sink>::Refer(Value&& object, unsigned tag)
+{
+    const int position = mPositions.Find(PositionIndex::KeyOf(object.AsObject()));
+    if (position == PositionIndex::NONE) {
+        mSteps.push_back({nullptr, tag, 0});
+        mSteps.back().mpObject = ValueBits::TakeObject(std::move(object));
+        mbObjectWaits = true;
+    }
+    return position;
 }
 
 // The position of the object, which is written and gets its frame when it was not reached before.

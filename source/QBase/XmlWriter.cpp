@@ -170,14 +170,14 @@ void XmlWriter::WriteChild(Value&& object, Way::Kind kind, int index, const Stri
 bool XmlWriter::EndObject()
 {
     mObjects.back().mBodyEnd = mBody.GetSize();
-    mObjects.back().mStepsEnd = mWays.size();
+    mObjects.back().mWaysEnd = mWays.size();
     return true;
 }
 
 void XmlWriter::WriteReference(Value&& object, Way::Kind kind, int index, const String& name)
 {
-    mWalk.AddStep(std::move(object), mBody.GetSize());
-    mWays.push_back({kind, static_cast<int>(mObjects.size()) - 1, index, name});
+    const int position = mWalk.Refer(std::move(object), static_cast<unsigned>(mWays.size()));
+    mWays.push_back({kind, static_cast<int>(mObjects.size()) - 1, index, name, mBody.GetSize(), position});
 }
 
 bool XmlWriter::WriteDocument(ByteBuffer& rDocument) const
@@ -218,11 +218,11 @@ void XmlWriter::WriteObject(ByteBuffer& rDocument, std::size_t position) const
         return;
     }
     rDocument.Append("\">\n");
-    for (std::size_t i = position > 0 ? mObjects[position - 1].mStepsEnd : 0; i < object.mStepsEnd; ++i) {
-        const GraphStep& step = mWalk.GetSteps()[i];
-        rDocument.Append(body.substr(done, step.mHole - done));
-        done = step.mHole;
-        XmlText::AppendEscaped(rDocument, GetPath(step.mPosition), XmlText::CONTENT);
+    for (std::size_t i = position > 0 ? mObjects[position - 1].mWaysEnd : 0; i < object.mWaysEnd; ++i) {
+        const Way& way = mWays[i];
+        rDocument.Append(body.substr(done, way.mGap - done));
+        done = way.mGap;
+        XmlText::AppendEscaped(rDocument, GetPath(way.mPosition), XmlText::CONTENT);
     }
     rDocument.Append(body.substr(done, object.mBodyEnd - done));
     rDocument.Append("    </Object>\n");
@@ -232,10 +232,10 @@ void XmlWriter::WriteObject(ByteBuffer& rDocument, std::size_t position) const
 void XmlWriter::MakePath(ObjectRecord& rObject)
 {
     rObject.mPath = mPaths.GetSize();
-    if (mWalk.GetPresentStep() == GraphWalk<XmlWriter>::NO_STEP) {
+    if (mWalk.GetPresentTag() == GraphWalk<XmlWriter>::NO_TAG) {
         mPaths.Append("root");
     } else {
-        AppendWay(mWays[mWalk.GetPresentStep()]);
+        AppendWay(mWays[mWalk.GetPresentTag()]);
     }
     int holder = FindPath(mPaths.GetText().substr(rObject.mPath));
     if (holder != PositionIndex::NONE) {

@@ -32,14 +32,14 @@ private:
     {
         String mModule;
         String mClass;
-        std::size_t mBodyEnd;  // in mBody; where the next object's begins
-        std::size_t mStepsEnd; // in the steps of the walk
-        std::size_t mPath;     // in mPaths
+        std::size_t mBodyEnd; // in mBody; where the next object's begins
+        std::size_t mWaysEnd; // in mWays
+        std::size_t mPath;    // in mPaths
         std::size_t mPathSize;
         int mNextSuffix; // of the next object whose path would be the same
     };
 
-    // How a step leads from one object to another.
+    // How one object leads to another, and the gap in the text for the other's path.
     struct Way
     {
         enum Kind
@@ -53,6 +53,8 @@ private:
         int mOwner;
         int mIndex;
         String mName;
+        std::size_t mGap; // in mBody
+        int mPosition;    // of the other
     };
 
     bool BeginObject(Object* pObject, GraphClass& rClass);
@@ -62,7 +64,8 @@ private:
     bool WriteEntry(const String& name, Value&& object);
     void WriteItem(int index, Value&& object);
     bool EndObject();
-    void Resolve(const GraphStep&) {}
+    void Resolve(unsigned way, int position) { mWays[way].mPosition = position; }
+    void ResolveText(unsigned, const String&) {}
 
     void WriteChild(Value&& object, Way::Kind kind, int index, const String& name);
     void WriteReference(Value&& object, Way::Kind kind, int index, const String& name);
@@ -76,7 +79,7 @@ private:
 
     GraphWalk<XmlWriter> mWalk;
     std::vector<ObjectRecord> mObjects;
-    std::vector<Way> mWays; // one per step of the walk
+    std::vector<Way> mWays; // in the order of their owners
     ByteBuffer mBody;       // the elements below all objects, without the paths
     ByteBuffer mPaths;
     PositionIndex mPathIndex;
