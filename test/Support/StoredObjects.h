@@ -22,7 +22,7 @@ class Everything : public QBase::Object
     QBASE_OBJECT(Everything, QBase::Object)
 
 public:
-    enum Mood
+    enum Mood : int // any int may come from a file
     {
         CALM,
         EAGER,
