@@ -26,7 +26,7 @@ class Body : public QBase::Object
     QBASE_OBJECT(Body, QBase::Object)
 
 public:
-    enum Kind
+    enum Kind : int
     {
         STAR,
         PLANET,

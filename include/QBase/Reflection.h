@@ -33,6 +33,8 @@
 // static, with up to five arguments, each by value or const reference. An overloaded member is chosen with a
 // static_cast. The name given is the reflected name; it is written once.
 //
+// Files and scripts may set an enumeration to any number, so it names its underlying type (enum Gear : int):
+// without one, C++ leaves undefined what a number outside the enumerators' range becomes.
 // AddEnum comes before the properties of that enumeration. Its EnumInfoObject stands in the class table
 // under "enum " and the name.
 //

@@ -22,7 +22,7 @@ class Probe : public QBase::Object
     QBASE_OBJECT(Probe, Object)
 
 public:
-    enum Mood
+    enum Mood : int
     {
         CALM,
         CURIOUS
