@@ -25,9 +25,11 @@ struct Node
     std::vector<std::size_t> mTargets;
 };
 
+// An excluded property may answer what its object does not hold. What one does hold counts as a reference from
+// outside, so its object stays.
 bool MayRefer(const PropertyList::Entry& entry)
 {
-    return entry.mType == Value::TYPE_OBJECT || entry.mType == Value::TYPE_VALUE;
+    return !entry.mbExcluded && (entry.mType == Value::TYPE_OBJECT || entry.mType == Value::TYPE_VALUE);
 }
 
 template <typename Visitor>
@@ -59,7 +61,7 @@ void VisitHeldObjects(Object* pObject, Visitor visit)
 void DropHeldObjects(Object* pObject)
 {
     for (const PropertyList::Entry& entry : PropertyList(pObject)) {
-        if (!MayRefer(entry) || (entry.mbExcluded && !entry.mbArray)) {
+        if (!MayRefer(entry)) {
             continue;
         }
         if (entry.mbArray) {

@@ -181,7 +181,7 @@ public:
 
     void RemoveOwner(Object* pOwner)
     {
-        const Ptr<Object> pKept = pOwner;
+        const KeepAlive keepOwner(pOwner);
         for (auto first = mFirstOfOwner.find(pOwner); first != mFirstOfOwner.end();
              first = mFirstOfOwner.find(pOwner)) {
             Remove(first->second);

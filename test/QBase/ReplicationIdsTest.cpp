@@ -1,0 +1,121 @@
+#include "QBase/ReplicationIds.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+using namespace QBase;
+
+namespace
+{
+
+Ptr<Object> MakePlain()
+{
+    return Object::Construct(Value::Null);
+}
+
+} // namespace
+
+TEST(ReplicationIdsTest, TheCounterSkipsZeroAndIdsInUseWhenItWraps)
+{
+    IdCounter next(0xFFFFFFFEu);
+    ObjectIdTable objects;
+    const Ptr<Object> pA = MakePlain();
+    const Ptr<Object> pB = MakePlain();
+    const Ptr<Object> pC = MakePlain();
+    const Ptr<Object> pD = MakePlain();
+    objects.Record(1, pD);
+    EXPECT_EQ(objects.Assign(pA, next), 0xFFFFFFFEu);
+    EXPECT_EQ(objects.Assign(pB, next), 0xFFFFFFFFu);
+    EXPECT_EQ(objects.Assign(pC, next), 2u);
+    EXPECT_EQ(objects.Find(0xFFFFFFFFu), pB);
+}
+
+TEST(ReplicationIdsTest, AnObjectThatHasAnIdKeepsIt)
+{
+    IdCounter next;
+    ObjectIdTable objects;
+    const Ptr<Object> pReceived = MakePlain();
+    objects.Record(40, pReceived);
+    EXPECT_EQ(objects.Assign(pReceived, next), 40u);
+    EXPECT_EQ(objects.Find(pReceived), 40u);
+    EXPECT_TRUE(objects.Remove(pReceived));
+    EXPECT_FALSE(objects.Remove(pReceived));
+    EXPECT_EQ(objects.Find(40), nullptr);
+    EXPECT_EQ(objects.Assign(pReceived, next), 1u);
+}
+
+TEST(ReplicationIdsTest, ATableHoldsItsObjects)
+{
+    IdCounter next;
+    ObjectIdTable objects;
+    NamedIdTable names;
+    Object* const pObject = Object::Construct(Value::Null);
+    objects.Assign(pObject, next);
+    names.Assign(pObject, "P", next);
+    EXPECT_EQ(pObject->GetReferenceCount(), 2);
+    const Ptr<Object> pKept = pObject;
+    names.RemoveOwner(pObject);
+    objects.Remove(pObject);
+    EXPECT_EQ(pObject->GetReferenceCount(), 1);
+}
+
+TEST(ReplicationIdsTest, NamesOfOneOwnerGoTogetherAndOthersStay)
+{
+    IdCounter next;
+    NamedIdTable names;
+    const Ptr<Object> pA = MakePlain();
+    const Ptr<Object> pB = MakePlain();
+    names.Assign(pA, "x", next);
+    names.Assign(pB, "x", next);
+    names.Assign(pA, "y", next);
+    names.Assign(pA, "z", next);
+    EXPECT_EQ(names.Assign(pA, "x", next)->mId, 1u);
+    names.Remove(names.Find(3)); // y, from the middle
+    EXPECT_EQ(names.Find(pA, "y"), nullptr);
+    EXPECT_EQ(names.Find(pA, "z")->mId, 4u);
+    names.RemoveOwner(pA);
+    EXPECT_EQ(names.Find(1), nullptr);
+    EXPECT_EQ(names.Find(4), nullptr);
+    EXPECT_EQ(names.Find(pB, "x")->mId, 2u);
+    names.RemoveOwner(pA);
+}
+
+TEST(ReplicationIdsTest, ASecondIdForANameAnswersUntilItIsRemoved)
+{
+    NamedIdTable names;
+    const Ptr<Object> pA = MakePlain();
+    names.Record(5, pA, "x");
+    names.Record(6, pA, "x");
+    EXPECT_EQ(names.Find(pA, "x")->mId, 6u);
+    names.Remove(names.Find(5));
+    EXPECT_EQ(names.Find(pA, "x")->mId, 6u);
+    names.Remove(names.Find(6));
+    EXPECT_EQ(names.Find(pA, "x"), nullptr);
+}
+
+// A search per removal would take some 10^12 steps.
+TEST(ReplicationIdsTest, AMillionNamesOfAHundredThousandObjectsGoInLinearTime)
+{
+    IdCounter next;
+    ObjectIdTable objects;
+    NamedIdTable names;
+    std::vector<String> properties;
+    for (const char* const pName : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"}) {
+        properties.push_back(pName);
+    }
+    std::vector<Ptr<Object>> owners;
+    for (int i = 0; i < 100000; ++i) {
+        owners.push_back(MakePlain());
+        objects.Assign(owners.back(), next);
+        for (const String& name : properties) {
+            names.Assign(owners.back(), name, next);
+        }
+    }
+    for (const Ptr<Object>& pOwner : owners) {
+        names.RemoveOwner(pOwner);
+        EXPECT_TRUE(objects.Remove(pOwner));
+    }
+    EXPECT_EQ(names.Find(owners[0], "a"), nullptr);
+}
