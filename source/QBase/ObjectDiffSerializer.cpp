@@ -715,43 +715,24 @@ bool IsSource(const ReplicationState& state)
     return state.mOutStreams.empty();
 }
 
-// What a writing pass leaves behind, however it ends. An exception out of a getter leaves the streams that it
-// wrote for without a part of the changes.
-class PassScope
-{
-public:
-    PassScope(ReplicationState& state, bool bSnapshot) : mState(state)
-    {
-        mState.mbSnapshot = bSnapshot;
-        mState.mFrame.Seek(0);
-    }
-    ~PassScope()
-    {
-        mState.mbSnapshot = false;
-        if (!mbFinished) {
-            mState.mFrame.Seek(0);
-            for (const std::shared_ptr<OutStream>& pOut : mState.mAddressed) {
-                pOut->mbStopped = true;
-            }
-        }
-    }
-    PassScope(const PassScope&) = delete;
-    PassScope& operator=(const PassScope&) = delete;
-
-    void Finish() { mbFinished = true; }
-
-private:
-    ReplicationState& mState;
-    bool mbFinished = false;
-};
-
-// What holds for the time of one Execute or SendSnapshot.
+// What holds for the time of one Execute or SendSnapshot. An exception out of a getter or a stream leaves the
+// streams that were addressed without a part of the changes: they are stopped.
 class SendScope
 {
 public:
-    explicit SendScope(ReplicationState& state) : mState(state) { mState.mbExecuting = true; }
+    explicit SendScope(ReplicationState& state) : mState(state)
+    {
+        mState.mbExecuting = true;
+        mState.mFrame.Seek(0);
+    }
     ~SendScope()
     {
+        if (!mbFinished) {
+            for (const std::shared_ptr<OutStream>& pOut : mState.mAddressed) {
+                pOut->mbStopped = true;
+            }
+            mState.mNotReplicated.clear(); // the next pass meets these objects anew
+        }
         mState.mbExecuting = false;
         mState.mAddressed.clear();
         mState.mUnknown.clear();
@@ -759,8 +740,11 @@ public:
     SendScope(const SendScope&) = delete;
     SendScope& operator=(const SendScope&) = delete;
 
+    void Finish() { mbFinished = true; }
+
 private:
     ReplicationState& mState;
+    bool mbFinished = false;
 };
 
 } // namespace
@@ -773,7 +757,7 @@ void ObjectDiffSerializer::Execute(const Value&)
         return;
     }
     const KeepAlive keepThis(this);
-    const SendScope sending(state);
+    SendScope sending(state);
 
     AddressStreams(state, [](const OutStream& out) { return out.mbInStep && !out.mbCallsOnly; });
     if (IsSource(state)) {
@@ -793,6 +777,7 @@ void ObjectDiffSerializer::Execute(const Value&)
         }
         SendFrames(state, calls);
     }
+    sending.Finish();
 }
 
 void ObjectDiffSerializer::SendSnapshot(Stream* pStream)
@@ -809,32 +794,30 @@ void ObjectDiffSerializer::SendSnapshot(Stream* pStream)
     }
     const KeepAlive keepThis(this);
     const KeepAlive keepStream(pStream);
-    const SendScope sending(state);
+    SendScope sending(state);
     state.mAddressed.push_back(std::make_shared<OutStream>());
     state.mAddressed.back()->mpStream = pStream;
     WriteSnapshot();
     SendFrames(state, {});
+    sending.Finish();
 }
 
 void ObjectDiffSerializer::WriteChanges()
 {
-    PassScope pass(*mpState, false);
     if (mpState->mpDiff != nullptr) {
         mpState->mpDiff->RunPass(this);
     }
-    pass.Finish();
 }
 
 // A fresh ObjectDiff finds everything new; the ids are those that the objects have.
 void ObjectDiffSerializer::WriteSnapshot()
 {
-    PassScope pass(*mpState, true);
+    const FlagScope snapshot(mpState->mbSnapshot);
     const Ptr<ObjectDiff> pDiff = ObjectDiff::Construct(Value::Null);
     if (pDiff != nullptr) {
         pDiff->SetRoot(GetRoot());
         pDiff->RunPass(this);
     }
-    pass.Finish();
 }
 
 namespace
@@ -1024,10 +1007,11 @@ NamedId* ObjectDiffSerializer::AnnounceProperty(Object* pObject, const String& n
 // The entry of a property that was announced; null when its object stays behind.
 const NamedId* ObjectDiffSerializer::KnownProperty(Object* pObject, const String& name)
 {
-    if (mpState->mObjects.Find(pObject) == NO_ID || GetPropertyId(pObject, name) == NO_ID) {
-        return nullptr;
+    const NamedId* const pId = mpState->mProperties.Find(pObject, name);
+    if (pId == nullptr && mpState->mObjects.Find(pObject) != NO_ID) {
+        GetPropertyId(pObject, name); // reports that it is missing
     }
-    return mpState->mProperties.Find(pObject, name);
+    return pId;
 }
 
 void ObjectDiffSerializer::OnAddPropertyValue(Object* pObject, const String& name, const Value& value)

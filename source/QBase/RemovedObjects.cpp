@@ -25,8 +25,8 @@ struct Node
     std::vector<std::size_t> mTargets;
 };
 
-// An excluded property may answer what its object does not hold. What one does hold counts as a reference from
-// outside, so its object stays.
+// An excluded property may answer what its object does not hold. What one does hold counts as a reference
+// from outside, so its object stays.
 bool MayRefer(const PropertyList::Entry& entry)
 {
     return !entry.mbExcluded && (entry.mType == Value::TYPE_OBJECT || entry.mType == Value::TYPE_VALUE);

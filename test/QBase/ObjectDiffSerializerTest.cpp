@@ -977,6 +977,21 @@ TEST_F(SourceTest, AnExceptionOutOfAGetterStopsTheStreamsItCutShort)
     EXPECT_EQ(DescribeGraph(pReplica->GetRoot()), DescribeGraph(pRoot));
 }
 
+TEST_F(SourceTest, AnExceptionOutOfAStreamStopsItAndLeavesLaterStreamsInOrder)
+{
+    const Ptr<NarrowStream> pThrowing = NarrowStream::Construct(Value::Null);
+    pThrowing->mLimit = 1000;
+    pThrowing->mOnWrite = [] { throw 7; };
+    const Ptr<Serializer> pSource = MakeSerializer();
+    pSource->AddOutStream(pThrowing);
+    pSource->SetRoot(MakePlain());
+    EXPECT_THROW(pSource->Execute(Value::Null), int);
+    pSource->AddOutStream(mpPipe);
+    pSource->Execute(Value::Null);
+    EXPECT_EQ(pThrowing->mNumWrites, 1);
+    EXPECT_EQ(ToHex(TakeBytes(mpPipe)), Tidy("0B000000 01 00 01000000 00 01000000"));
+}
+
 // --- applying packets ---
 
 TEST_F(ReplicaTest, EveryKindOfPacketIsApplied)
