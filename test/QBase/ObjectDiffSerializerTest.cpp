@@ -982,7 +982,7 @@ TEST_F(SourceTest, AnExceptionOutOfAStreamStopsItAndLeavesLaterStreamsInOrder)
     const Ptr<NarrowStream> pThrowing = NarrowStream::Construct(Value::Null);
     pThrowing->mLimit = 1000;
     pThrowing->mOnWrite = [] { throw 7; };
-    const Ptr<Serializer> pSource = MakeSerializer();
+    const Ptr<Replicator> pSource = MakeSerializer();
     pSource->AddOutStream(pThrowing);
     pSource->SetRoot(MakePlain());
     EXPECT_THROW(pSource->Execute(Value::Null), int);
@@ -1420,6 +1420,43 @@ TEST(ObjectDiffSerializerTest, EarlyLateAndRelayedReplicasEqualTheSourceAfterEve
         relayed.Update();
         late.Update();
         lateRelayed.Update();
+    }
+}
+
+TEST(ObjectDiffSerializerTest, BytesChangedAtRandomHarmNothingButTheirStream)
+{
+    for (std::uint32_t seed = 1; seed <= 200; ++seed) {
+        GraphEditor editor(seed);
+        const Ptr<Replicator> pSource = MakeSerializer();
+        const Ptr<IOStream> pOut = MakePipe();
+        pSource->AddOutStream(pOut);
+        pSource->SetRoot(editor.GetRoot());
+        std::string bytes;
+        for (int pass = 0; pass < 3; ++pass) {
+            editor.Edit(15);
+            pSource->Execute(Value::Null);
+            bytes += TakeBytes(pOut);
+        }
+        for (int i = editor.Random(4); i >= 0; --i) {
+            bytes[static_cast<std::size_t>(editor.Random(static_cast<int>(bytes.size())))] =
+                static_cast<char>(editor.Random(2) ? editor.Random(20) : editor.Random(256));
+        }
+        CapturedMessages messages;
+        const Ptr<Replicator> pReplica = MakeSerializer();
+        const Ptr<IOStream> pIn = MakePipe();
+        pReplica->AddInStream(pIn);
+        pReplica->SetInStreamTrusted(pIn, false);
+        pReplica->AllowFunction("Touch");
+        Put(pIn, bytes);
+        pReplica->UpdateInput();
+        const bool bStopped = pReplica->GetInStreamInfo()[0].mbStopped;
+        const std::vector<std::string> reports = messages.TakeAll();
+        EXPECT_FALSE(bStopped && reports.empty()) << seed;
+        for (std::uint32_t id = 1; id < 256; ++id) {
+            Dissolve(pReplica->FindObject(id));
+        }
+        pSource->SetRoot(nullptr);
+        pSource->Execute(Value::Null);
     }
 }
 
