@@ -73,3 +73,15 @@ build_preset()
     cmake --preset "$preset" -B "$folder" -DCMAKE_CXX_COMPILER="$compiler" "$@" &&
         cmake --build "$folder" --parallel "$(nproc)"
 }
+
+# debian_sources TYPE: a line of a list of sources, as TYPE (deb or deb-src), for the main component of each
+# archive of Debian that this machine's apt reads. The machine's own lists stay as they are.
+debian_sources()
+{
+    local uri release
+    # shellcheck disable=SC2016 # apt expands these
+    apt-get indextargets --format '$(ORIGIN) $(COMPONENT) $(REPO_URI) $(RELEASE)' 'Created-By: Packages' |
+        sed -n 's/^Debian main //p' | sort -u | while read -r uri release; do
+        echo "$1 [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $uri $release main"
+    done
+}

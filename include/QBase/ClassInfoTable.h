@@ -57,11 +57,10 @@ protected:
     ClassInfoTable& operator=(const ClassInfoTable&) = delete;
 
 private:
+    friend class EarlyClassTable;
     friend class Object;
     friend class PropertyList;
     friend class Table;
-    friend QBASE_API ClassInfoTable* RegisterClass(ClassInfoTable*&, const String&, const String&,
-                                                   Value (*)(const Value&), void (*)());
 
     // Clones share their source's instance table without a reference. Each holder that lets go of the table
     // uses up a sharer first; only the last one drops the real reference.

@@ -17,8 +17,8 @@
 #include "QBase/Export.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
-#include <mutex>
 
 namespace QBase
 {
@@ -30,6 +30,7 @@ public:
 
     constexpr CriticalSection() noexcept {}
     CriticalSection(const CriticalSection&) noexcept {}
+    ~CriticalSection();
     CriticalSection& operator=(const CriticalSection&) noexcept { return *this; }
 
     /// Waits until no other thread is inside.
@@ -42,7 +43,10 @@ public:
     bool IsInside() const;
 
 private:
-    std::mutex mMutex;
+    // Room for the system's own lock, which zeros are the free state of.
+    static constexpr std::size_t LOCK_SIZE = 7 * sizeof(void*);
+    alignas(void*) unsigned char mLock[LOCK_SIZE] = {};
+
     std::atomic<std::uintptr_t> mOwner{0}; // the thread inside; only that thread ever reads its own id here
     int mDepth = 0;                        // touched by the owner alone
 };

@@ -77,7 +77,7 @@ protected:
     void StopTrackingChanges() { mbTracksChanges = false; }
 
 private:
-    friend QBASE_API void Init();
+    friend class EarlyTable;
 
     Table* FindLeafTable(TablePath* pPath, String& rName) const;
     void AboutToChange();

@@ -218,8 +218,8 @@ private:
 
     bool OwnsPayload() const { return mType == TYPE_STRING || mType == TYPE_OBJECT; }
     void CopyPayload(const Value& other) { std::memcpy(mPayload, other.mPayload, PAYLOAD_SIZE); }
-    void ShareOwned();
-    void DropOwned();
+    inline void ShareOwned();
+    inline void DropOwned();
 
     void Forget()
     {

@@ -159,6 +159,16 @@ std::uint64_t ClassInfoTable::GetChainStamp() const
     return stamp;
 }
 
+// Makes a class table before the class of class tables is registered.
+class EarlyClassTable
+{
+public:
+    static ClassInfoTable* New()
+    {
+        return new ("ClassInfoTable", __LINE__) ClassInfoTable(Value(g_ClassTableSize));
+    }
+};
+
 // Nothing in here may ask for a class table or look anything up through one before rpClassTable is set: the
 // class being registered may be the very one that the question needs.
 ClassInfoTable* RegisterClass(ClassInfoTable*& rpClassTable, const String& module, const String& className,
@@ -172,8 +182,7 @@ ClassInfoTable* RegisterClass(ClassInfoTable*& rpClassTable, const String& modul
         pModule = Table::Construct(Value(g_ModuleTableSize));
         GetModuleTable()->Insert(module, pModule);
     }
-    ClassInfoTable* const pClassTable =
-        new ("ClassInfoTable", __LINE__) ClassInfoTable(Value(g_ClassTableSize));
+    ClassInfoTable* const pClassTable = EarlyClassTable::New();
     pClassTable->Insert("Construct", new ("ClassInfoTable", __LINE__) ConstructFunction(pConstruct));
     pModule->Insert(className, pClassTable);
     rpClassTable = pClassTable;

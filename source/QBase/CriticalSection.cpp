@@ -6,11 +6,17 @@
 namespace QBase
 {
 
+CriticalSection::~CriticalSection()
+{
+    static_assert(LOCK_SIZE == Platform::LOCK_SIZE);
+    Platform::DestroyLock(mLock);
+}
+
 void CriticalSection::Enter()
 {
     const std::uintptr_t self = Platform::CurrentThread();
     if (mOwner.load(std::memory_order_relaxed) != self) {
-        mMutex.lock();
+        Platform::EnterLock(mLock);
         mOwner.store(self, std::memory_order_relaxed);
     }
     ++mDepth;
@@ -24,7 +30,7 @@ void CriticalSection::Exit()
     }
     if (--mDepth == 0) {
         mOwner.store(0, std::memory_order_relaxed);
-        mMutex.unlock();
+        Platform::LeaveLock(mLock);
     }
 }
 

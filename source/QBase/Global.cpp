@@ -46,10 +46,17 @@ Function* FindConstructFunction(const String& module, const String& className)
                                                                               : nullptr;
 }
 
+// Makes a table before any class is registered.
+class EarlyTable
+{
+public:
+    static Table* New() { return new ("Global", __LINE__) Table(Value::Null); }
+};
+
 void Init()
 {
     if (spModuleTable == nullptr) {
-        spModuleTable = new ("Global", __LINE__) Table(Value::Null);
+        spModuleTable = EarlyTable::New();
         Object::AddReference(spModuleTable);
     }
     Info("Quirl v.%d.%d", g_VersionMajor, g_VersionMinor);

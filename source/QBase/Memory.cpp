@@ -71,30 +71,23 @@ void AddShared(const Tally& tally)
 
 // Folds a thread's tally into the shared one when the thread ends. What the thread still allocates or frees
 // after that is counted in the shared one directly.
-struct TallyCloser
+void CloseTally(void* p)
 {
-    ~TallyCloser()
-    {
-        sbTallyClosed = true;
-        ThreadTally* pTally = spTally;
-        if (!pTally)
-            return;
+    ThreadTally* const pTally = static_cast<ThreadTally*>(p);
+    sbTallyClosed = true;
+    spTally = nullptr;
 
-        CriticalSection::Block block(&sLock.mSection);
-        spTally = nullptr;
-        AddShared(*pTally);
-        (pTally->mpPrevious ? pTally->mpPrevious->mpNext : spThreadTallies) = pTally->mpNext;
-        if (pTally->mpNext)
-            pTally->mpNext->mpPrevious = pTally->mpPrevious;
-        pTally->~ThreadTally();
-        Platform::FreeAligned(pTally);
-    }
-};
+    CriticalSection::Block block(&sLock.mSection);
+    AddShared(*pTally);
+    (pTally->mpPrevious ? pTally->mpPrevious->mpNext : spThreadTallies) = pTally->mpNext;
+    if (pTally->mpNext)
+        pTally->mpNext->mpPrevious = pTally->mpPrevious;
+    pTally->~ThreadTally();
+    Platform::FreeAligned(pTally);
+}
 
 QBASE_NOINLINE ThreadTally* OpenTally()
 {
-    static thread_local TallyCloser sCloser; // its destructor runs when this thread ends
-    (void)sCloser;
     if (sbTallyClosed)
         return nullptr;
 
@@ -102,8 +95,13 @@ QBASE_NOINLINE ThreadTally* OpenTally()
     if (!p)
         return nullptr;
 
-    CriticalSection::Block block(&sLock.mSection);
     ThreadTally* pTally = new (p) ThreadTally{};
+    if (!Platform::AtThreadEnd(CloseTally, pTally)) {
+        pTally->~ThreadTally();
+        Platform::FreeAligned(pTally);
+        return nullptr;
+    }
+    CriticalSection::Block block(&sLock.mSection);
     pTally->mpNext = spThreadTallies;
     if (spThreadTallies)
         spThreadTallies->mpPrevious = pTally;

@@ -5,6 +5,7 @@
 
 #include "Support/Assertions.h"
 #include "Support/CapturedMessages.h"
+#include "Support/Patterns.h"
 #include "Support/Specimen.h"
 
 #include <gmock/gmock.h>
@@ -96,10 +97,9 @@ TEST_F(DynamicPropertyTest, ANameThatAClassOrInstancePropertyUsesIsRefused)
 {
     mpObject = Specimen::Make();
     EXPECT_EQ(AddValue("Int", Value::TYPE_INT), nullptr);
-    EXPECT_THAT(
-        mMessages.TakeError(),
-        testing::MatchesRegex("ERROR: Object \\(line [0-9]+\\): Failed to add property value 'Int' to "
-                              "'Test.Specimen' - property already exists"));
+    EXPECT_THAT(mMessages.TakeError(),
+                MatchesPattern("ERROR: Object \\(line [0-9]+\\): Failed to add property value 'Int' to "
+                               "'Test.Specimen' - property already exists"));
     EXPECT_EQ(mpObject->GetInstanceTable(), nullptr);
     EXPECT_EQ(AddArray("Int", Value::TYPE_INT), nullptr);
     EXPECT_THAT(mMessages.TakeError(), EndsWith(": Failed to add property array 'Int' to 'Test.Specimen' - "

@@ -10,6 +10,7 @@
 #include "Support/CallbackHandler.h"
 #include "Support/CapturedConsole.h"
 #include "Support/CapturedMessages.h"
+#include "Support/ChildProcess.h"
 #include "Support/Paths.h"
 #include "Support/SmallStack.h"
 
@@ -44,19 +45,6 @@ static_assert(NameOf<"C:\\tree\\include\\QBase\\Array.h"> == "QBase/Array");
 static_assert(NameOf<"/other/MyQBase/Array.h"> == "Array");
 static_assert(NameOf<"/other/Scene.h"> == "Scene");
 static_assert(NameOf<"no_extension"> == "no_extension");
-
-// What a program printed on both streams, and whether it succeeded.
-std::string OutputOf(const std::string& command)
-{
-    std::string output;
-    std::FILE* pPipe = popen(("(" + command + ") 2>&1").c_str(), "r");
-    char buffer[4096];
-    while (const std::size_t size = std::fread(buffer, 1, sizeof(buffer), pPipe)) {
-        output.append(buffer, size);
-    }
-    pclose(pPipe);
-    return output;
-}
 
 } // namespace
 
@@ -341,24 +329,24 @@ TEST(ErrorDeathTest, AHandlerOfTheBreakSignalResumesBehindTheAssertion)
 
 TEST(ErrorDeathTest, MessagesReachAPipeInOrderBeforeTheBreakEndsTheProgram)
 {
-    EXPECT_THAT(OutputOf(BinaryPath("InfoThenAssert")),
+    EXPECT_THAT(RunProgram(BinaryPath("InfoThenAssert")).mOutput,
                 HasSubstr("\nfirst\nERROR: Unit (line 7): ASSERT( second )\n"));
 }
 
 TEST(ErrorTest, StaticObjectsAndLeftThreadsUseTheLibraryBeforeAndAfterMain)
 {
-    EXPECT_EQ(OutputOf(BinaryPath("StaticObjects") + " && echo ended with success"),
-              "Quirl v.2.1\n"
-              "first before main: QBase.Table\n"
-              "ERROR: String (line 185): Fixed invalid UTF8 string '?'\n"
-              "second before main: QBase.Table\n"
-              "ERROR: String (line 185): Fixed invalid UTF8 string '?'\n"
-              "main\n"
-              "second after main: QBase.Table\n"
-              "ERROR: String (line 185): Fixed invalid UTF8 string '?'\n"
-              "first after main: QBase.Table\n"
-              "ERROR: String (line 185): Fixed invalid UTF8 string '?'\n"
-              "ended with success\n");
+    const Outcome outcome = RunProgram(BinaryPath("StaticObjects"));
+    EXPECT_EQ(outcome.mExitCode, 0);
+    EXPECT_EQ(outcome.mOutput, "Quirl v.2.1\n"
+                               "first before main: QBase.Table\n"
+                               "ERROR: String (line 185): Fixed invalid UTF8 string '?'\n"
+                               "second before main: QBase.Table\n"
+                               "ERROR: String (line 185): Fixed invalid UTF8 string '?'\n"
+                               "main\n"
+                               "second after main: QBase.Table\n"
+                               "ERROR: String (line 185): Fixed invalid UTF8 string '?'\n"
+                               "first after main: QBase.Table\n"
+                               "ERROR: String (line 185): Fixed invalid UTF8 string '?'\n");
 }
 
 TEST(ErrorThreadsTest, LinesOfSeveralThreadsStayWhole)

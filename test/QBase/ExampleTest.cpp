@@ -1,45 +1,17 @@
 // The example programs, run as a reader runs them.
 
+#include "Support/ChildProcess.h"
 #include "Support/Paths.h"
+#include "Support/Patterns.h"
 #include "Support/TempFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <string>
 
-using testing::ContainsRegex;
 using testing::HasSubstr;
-
-namespace
-{
-
-struct Outcome
-{
-    std::string mOutput; // of both streams
-    int mExitCode;
-};
-
-Outcome RunProgram(const std::string& command)
-{
-    Outcome outcome{{}, -1};
-    std::FILE* pPipe = popen((command + " 2>&1").c_str(), "r");
-    char buffer[4096];
-    while (const std::size_t size = std::fread(buffer, 1, sizeof(buffer), pPipe)) {
-        outcome.mOutput.append(buffer, size);
-    }
-    outcome.mExitCode = pclose(pPipe);
-    return outcome;
-}
-
-bool IsBuilt(const char* pProgram)
-{
-    return std::filesystem::exists(BinaryPath(pProgram));
-}
-
-} // namespace
 
 TEST(ExampleThreadsTest, FramesShowsWhatAnotherThreadSimulatedAndEndsByItself)
 {
@@ -50,10 +22,11 @@ TEST(ExampleThreadsTest, FramesShowsWhatAnotherThreadSimulatedAndEndsByItself)
 
     EXPECT_EQ(outcome.mExitCode, 0);
     EXPECT_THAT(outcome.mOutput, HasSubstr("The ball falls\nFrame  0 after   0 ms:"));
-    EXPECT_THAT(outcome.mOutput, ContainsRegex("Frame  2 .*\nand falls\nFrame  3 "));
-    EXPECT_THAT(outcome.mOutput, ContainsRegex("Frame  7 .*\nand comes up again\\.\nFrame  8 "));
-    EXPECT_THAT(outcome.mOutput,
-                ContainsRegex("\n12 frames in [0-9]+ ms showed [0-9]+ results; the script said 3 things\n$"));
+    EXPECT_THAT(outcome.mOutput, ContainsPattern("Frame  2 .*\nand falls\nFrame  3 "));
+    EXPECT_THAT(outcome.mOutput, ContainsPattern("Frame  7 .*\nand comes up again\\.\nFrame  8 "));
+    EXPECT_THAT(
+        outcome.mOutput,
+        ContainsPattern("\n12 frames in [0-9]+ ms showed [0-9]+ results; the script said 3 things\n$"));
 }
 
 TEST(ExampleThreadsTest, SolarRunAdvancesASceneByItsStepsAndSavesIt)

@@ -302,12 +302,13 @@ TEST(FiberTest, AStackHasTheSizeAskedForAndAMebibyteWithout)
 
 TEST(FiberDeathTest, AStackThatOverflowsStopsTheProgram)
 {
-    EXPECT_DEATH(
+    const auto anyExitCode = [](int) { return true; }; // the system chooses it
+    EXPECT_EXIT(
         {
             Script script([](Script&) { UseStack(std::size_t(8) << 20); }, std::size_t(64) << 10);
             script.Resume();
         },
-        "");
+        anyExitCode, "");
 }
 
 TEST(FiberTest, ExceptionsBeingHandledBelongToTheirFiber)
@@ -402,9 +403,9 @@ TEST(FiberThreadsTest, OfTwoThreadsThatSwitchToOneFiberOneIsRefusedOrBothTakeTur
         std::atomic<int>& mInside;
         std::atomic<int>& mRuns;
         void* mpBack = nullptr;
-    } shared{inside, runs};
-    void* const pFiber = Fiber::Create(
-        [](void* pParameter) {
+
+        static void QBASE_ENTRY Run(void* pParameter)
+        {
             Shared& state = *static_cast<Shared*>(pParameter);
             for (;;) {
                 EXPECT_EQ(state.mInside.fetch_add(1), 0);
@@ -412,8 +413,9 @@ TEST(FiberThreadsTest, OfTwoThreadsThatSwitchToOneFiberOneIsRefusedOrBothTakeTur
                 state.mInside.fetch_sub(1);
                 Fiber::SwitchTo(Fiber::CreateFromThread()); // the own fiber of whatever thread this is
             }
-        },
-        0, &shared);
+        }
+    } shared{inside, runs};
+    void* const pFiber = Fiber::Create(Shared::Run, 0, &shared);
     const auto work = [&] {
         Fiber::CreateFromThread();
         for (int i = 0; i < 2000; ++i) {

@@ -4,6 +4,7 @@
 #include "QBase/Property.h"
 
 #include "Support/CapturedMessages.h"
+#include "Support/Patterns.h"
 #include "Support/Specimen.h"
 
 #include <gmock/gmock.h>
@@ -217,8 +218,8 @@ TEST_F(FunctionTest, AStaticFunctionNeedsNoTarget)
 TEST_F(FunctionTest, AnUnknownNameIsReportedAndAnswersVoid)
 {
     EXPECT_TRUE(Call("Nowhere").IsVoid());
-    EXPECT_THAT(mMessages.TakeError(), testing::MatchesRegex("ERROR: Object \\(line [0-9]+\\): Object Call "
-                                                             "failed: Test\\.Specimen:Nowhere"));
+    EXPECT_THAT(mMessages.TakeError(), MatchesPattern("ERROR: Object \\(line [0-9]+\\): Object Call "
+                                                      "failed: Test\\.Specimen:Nowhere"));
 }
 
 TEST_F(FunctionTest, ANameThatOnlyAPropertyCarriesCannotBeCalled)

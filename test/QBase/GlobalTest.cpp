@@ -8,13 +8,14 @@
 #include "QBase/TablePath.h"
 
 #include "Support/CapturedMessages.h"
+#include "Support/ChildProcess.h"
 #include "Support/Paths.h"
+#include "Support/Patterns.h"
 #include "Support/Specimen.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -25,7 +26,6 @@ using namespace QBase;
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 
 namespace
 {
@@ -37,18 +37,6 @@ std::vector<std::string> NamesOf(const Object* pTable)
         names.push_back(node.GetKey().c_str());
     }
     return names;
-}
-
-std::string OutputOf(const std::string& command)
-{
-    std::string output;
-    std::FILE* const pPipe = popen(command.c_str(), "r");
-    std::array<char, 256> part{};
-    while (std::fgets(part.data(), static_cast<int>(part.size()), pPipe)) {
-        output += part.data();
-    }
-    pclose(pPipe);
-    return output;
 }
 
 // Puts an entry into a table and the old one back.
@@ -129,7 +117,7 @@ TEST(GlobalTest, ConstructOfAnUnknownModuleOrClassIsReported)
     CapturedMessages messages;
     EXPECT_EQ(Construct("QBase", "NoSuchClass"), nullptr);
     EXPECT_THAT(messages.TakeError(),
-                MatchesRegex("ERROR: Global \\(line [0-9]+\\): Failed to construct 'QBase\\.NoSuchClass'"));
+                MatchesPattern("ERROR: Global \\(line [0-9]+\\): Failed to construct 'QBase\\.NoSuchClass'"));
     EXPECT_EQ(Construct("NoSuchModule", "List"), nullptr);
     EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct 'NoSuchModule.List'"));
     EXPECT_EQ(Construct("QBase", "list"), nullptr);
@@ -187,14 +175,16 @@ TEST(GlobalTest, AMissingModuleIsReportedWithTheSystemsText)
     CapturedMessages messages;
     EXPECT_EQ(LoadModule("Missing"), nullptr);
     EXPECT_THAT(messages.TakeError(),
-                AllOf(MatchesRegex("ERROR: Global \\(line [0-9]+\\): Failed to load module 'Missing': .+"),
-                      HasSubstr("Missing_Release")));
+                MatchesPattern("ERROR: Global \\(line [0-9]+\\): Failed to load module 'Missing': .+"));
     EXPECT_EQ(LoadModule(String::Null), nullptr);
     EXPECT_THAT(messages.TakeError(), HasSubstr(": Failed to load module '': "));
 }
 
 TEST(GlobalTest, AModuleThatLacksASymbolIsReportedWithThatSymbol)
 {
+    if (!std::filesystem::exists(BinaryPath("Lacking_Release.so"))) {
+        GTEST_SKIP() << "the linker of this system makes no such module";
+    }
     CapturedMessages messages;
     EXPECT_EQ(LoadModule("Lacking"), nullptr);
     EXPECT_THAT(messages.TakeError(), AllOf(HasSubstr("Failed to load module 'Lacking': "),
@@ -233,11 +223,13 @@ TEST(GlobalTest, TheClassTableOfEveryClassCanBeTheFirstThingAskedFor)
     for (const char* const pName :
          {"Object", "Table", "ClassInfoTable", "Property", "ValuePropertyCommon", "ArrayPropertyCommon",
           "Function", "EnumInfoObject", "TablePath", "List"}) {
-        EXPECT_EQ(OutputOf(BinaryPath("ClassTable ") + pName + "; echo $?"), "Quirl v.2.1\n0\n") << pName;
+        const Outcome outcome = RunProgram(BinaryPath("ClassTable ") + pName);
+        EXPECT_EQ(outcome.mOutput, "Quirl v.2.1\n") << pName;
+        EXPECT_EQ(outcome.mExitCode, 0) << pName;
     }
 }
 
 TEST(GlobalTest, StaticObjectsUseTheRegistryBeforeMain)
 {
-    EXPECT_EQ(OutputOf(BinaryPath("EarlyCalls")), "Quirl v.2.1\nworked\n");
+    EXPECT_EQ(RunProgram(BinaryPath("EarlyCalls")).mOutput, "Quirl v.2.1\nworked\n");
 }

@@ -5,6 +5,7 @@
 
 #include "Support/Assertions.h"
 #include "Support/CapturedMessages.h"
+#include "Support/Patterns.h"
 #include "Support/Specimen.h"
 
 #include <gmock/gmock.h>
@@ -12,7 +13,6 @@
 
 using namespace QBase;
 using testing::EndsWith;
-using testing::MatchesRegex;
 
 namespace
 {
@@ -29,7 +29,7 @@ struct PropertyTest : testing::Test
 // The whole text of a report of the property classes, but for its line.
 auto IsReport(const std::string& text)
 {
-    return MatchesRegex("ERROR: QBase/Property \\(line [0-9]+\\): " + text);
+    return MatchesPattern("ERROR: QBase/Property \\(line [0-9]+\\): " + text);
 }
 
 } // namespace

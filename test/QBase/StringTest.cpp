@@ -480,6 +480,9 @@ TEST(StringTest, FormatOfAHugeTextNeedsLittleStack)
 TEST(StringTest, AFormatThatTheCLibraryRefusesIsTheTextItself)
 {
     const wchar_t unprintable[] = {static_cast<wchar_t>(0xD800), 0};
+    if (std::snprintf(nullptr, 0, "%ls", unprintable) >= 0) {
+        GTEST_SKIP() << "the C library of this system prints everything";
+    }
     EXPECT_STREQ(String::Format("as it stands: %ls", unprintable).c_str(), "as it stands: %ls");
 }
 

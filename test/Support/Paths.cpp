@@ -1,11 +1,24 @@
 #include "Support/Paths.h"
 
+#include <filesystem>
+
+namespace
+{
+
+// Shells take a path only with the separators of their own system.
+std::string PathIn(const char* pFolder, const std::string& name)
+{
+    return (std::filesystem::path(pFolder) / name).make_preferred().string();
+}
+
+} // namespace
+
 std::string BinaryPath(const std::string& name)
 {
-    return std::string(QBASE_TEST_BINARY_FOLDER "/") + name;
+    return PathIn(QBASE_TEST_BINARY_FOLDER, name);
 }
 
 std::string SourcePath(const std::string& name)
 {
-    return std::string(QBASE_TEST_SOURCE_FOLDER "/") + name;
+    return PathIn(QBASE_TEST_SOURCE_FOLDER, name);
 }

@@ -6,6 +6,17 @@
 #include <fstream>
 #include <iterator>
 
+namespace
+{
+
+// The system's own form of a path in UTF-8.
+std::filesystem::path SystemPath(const std::string& path)
+{
+    return std::filesystem::path(std::u8string(path.begin(), path.end()));
+}
+
+} // namespace
+
 TempFolder::TempFolder()
 {
     // Creating answers false for a folder that is there already, of another test or an earlier run.
@@ -28,7 +39,7 @@ QBase::String TempFolder::Path(const char* pName) const
 
 QBase::String TempFolder::Write(const char* pName, const std::string& bytes) const
 {
-    std::ofstream file(mPath + "/" + pName, std::ios::binary);
+    std::ofstream file(SystemPath(mPath + "/" + pName), std::ios::binary);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     EXPECT_TRUE(file.good());
     return Path(pName);
@@ -36,7 +47,7 @@ QBase::String TempFolder::Write(const char* pName, const std::string& bytes) con
 
 std::string TempFolder::Read(const char* pName) const
 {
-    std::ifstream file(mPath + "/" + pName, std::ios::binary);
+    std::ifstream file(SystemPath(mPath + "/" + pName), std::ios::binary);
     EXPECT_TRUE(file.good());
     return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }

@@ -141,6 +141,11 @@ bool HasThreadExited(const Thread* pThread);
 /// Forgets the thread, which goes on and cleans up behind itself when it ends.
 void DetachThread(Thread* pThread);
 
+/// Calls `pFunction` with `pArgument` when the calling thread ends, in the order of its thread-local objects'
+/// destructors. Unlike those it relies on no thread-local variable, which some runtime libraries free before.
+/// False when memory is short.
+bool AtThreadEnd(void (*pFunction)(void* pArgument), void* pArgument);
+
 /// Lets other threads run first.
 void YieldThread();
 
@@ -164,5 +169,16 @@ void DeleteFiber(Fiber* pFiber);
 /// Suspends `pFrom`, which is running on this thread, and goes on with `pTo`. Returns, perhaps on another
 /// thread, when something switches back to `pFrom`.
 void SwitchFiber(Fiber* pFrom, Fiber* pTo);
+
+// Locks. A lock lies in LOCK_SIZE bytes of its user, aligned like a pointer; all zeros are a free one. The
+// thread that holds one must not enter it again.
+
+constexpr std::size_t LOCK_SIZE = 7 * sizeof(void*);
+
+void EnterLock(void* pLock);
+void LeaveLock(void* pLock);
+
+/// Gives back what the system keeps for a free lock that will not be used any more.
+void DestroyLock(void* pLock);
 
 } // namespace QBase::Platform

@@ -12,12 +12,17 @@
 #include <ctime>
 #include <new>
 
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+// The compiler's own name for the library that holds this code, which stays loaded while a thread has
+// something to call in it.
+extern "C" [[gnu::visibility("hidden")]] void* __dso_handle;
 
 namespace QBase::Platform
 {
@@ -402,9 +407,34 @@ void DetachThread(Thread* pThread)
     }
 }
 
+bool AtThreadEnd(void (*pFunction)(void* pArgument), void* pArgument)
+{
+    return abi::__cxa_thread_atexit(pFunction, pArgument, &__dso_handle) == 0;
+}
+
 void YieldThread()
 {
     sched_yield();
+}
+
+// Locks
+
+// The initialiser of a mutex is all zeros on these systems, so none needs to be called.
+static_assert(sizeof(pthread_mutex_t) <= LOCK_SIZE && alignof(pthread_mutex_t) <= alignof(void*));
+
+void EnterLock(void* pLock)
+{
+    pthread_mutex_lock(static_cast<pthread_mutex_t*>(pLock));
+}
+
+void LeaveLock(void* pLock)
+{
+    pthread_mutex_unlock(static_cast<pthread_mutex_t*>(pLock));
+}
+
+void DestroyLock(void* pLock)
+{
+    pthread_mutex_destroy(static_cast<pthread_mutex_t*>(pLock));
 }
 
 } // namespace QBase::Platform

@@ -1,0 +1,118 @@
+#include "System.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <windows.h>
+
+#include <fcntl.h>
+#include <io.h>
+
+namespace Quirl
+{
+
+namespace
+{
+
+std::wstring ToWide(const std::string& text)
+{
+    const int length = static_cast<int>(text.size());
+    std::wstring wide(text.size(), L'\0'); // UTF-16 never has more units than UTF-8
+    wide.resize(
+        static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, text.data(), length, wide.data(), length)));
+    return wide;
+}
+
+// A word as programs take it apart again: backslashes only count in front of a quotation mark.
+std::wstring Quoted(const std::wstring& word)
+{
+    std::wstring quoted = L"\"";
+    std::size_t numBackslashes = 0;
+    for (const wchar_t character : word) {
+        if (character == L'"') {
+            quoted.append(numBackslashes + 1, L'\\'); // one more for each in front, and one for the mark
+        }
+        numBackslashes = character == L'\\' ? numBackslashes + 1 : 0;
+        quoted += character;
+    }
+    quoted.append(numBackslashes, L'\\');
+    return quoted + L"\"";
+}
+
+void Feed(HANDLE pipe, const std::string& input)
+{
+    std::size_t written = 0;
+    DWORD count = 0;
+    while (written < input.size() && WriteFile(pipe, input.data() + written,
+                                               static_cast<DWORD>(input.size() - written), &count, nullptr)) {
+        written += count;
+    }
+}
+
+} // namespace
+
+void OpenStandardOutput()
+{
+    // Libraries are initialised before any code of this program, so what they print is not kept back here.
+}
+
+void SetBinaryMode(std::FILE* pFile)
+{
+    std::fflush(pFile);
+    _setmode(_fileno(pFile), _O_BINARY);
+}
+
+bool IsTerminal(std::FILE* pFile)
+{
+    DWORD mode = 0; // only a console has one
+    return GetConsoleMode(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(pFile))), &mode) != 0;
+}
+
+std::FILE* OpenForReading(const std::string& path, std::string& rReason)
+{
+    std::FILE* const pFile = _wfopen(ToWide(path).c_str(), L"rb");
+    if (pFile == nullptr) {
+        rReason = std::strerror(errno);
+    }
+    return pFile;
+}
+
+int RunProgram(const std::vector<std::string>& words, const std::string& input)
+{
+    std::wstring commandLine;
+    for (const std::string& word : words) {
+        commandLine += (commandLine.empty() ? L"" : L" ") + Quoted(ToWide(word));
+    }
+    SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    HANDLE readEnd = nullptr;
+    HANDLE writeEnd = nullptr;
+    if (!CreatePipe(&readEnd, &writeEnd, &inherited, 0)) {
+        return -1;
+    }
+    SetHandleInformation(writeEnd, HANDLE_FLAG_INHERIT, 0);
+
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = readEnd;
+    startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
+    startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+    PROCESS_INFORMATION process{};
+    const BOOL bStarted = CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                         nullptr, &startup, &process);
+    CloseHandle(readEnd);
+    if (!bStarted) {
+        CloseHandle(writeEnd);
+        return -1;
+    }
+    Feed(writeEnd, input);
+    CloseHandle(writeEnd);
+    WaitForSingleObject(process.hProcess, INFINITE);
+    DWORD exitCode = 0;
+    const BOOL bKnown = GetExitCodeProcess(process.hProcess, &exitCode);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    return bKnown ? static_cast<int>(exitCode) : -1;
+}
+
+} // namespace Quirl
