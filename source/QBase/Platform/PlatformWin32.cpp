@@ -475,25 +475,34 @@ void DetachThread(Thread* pThread)
     delete pThread;
 }
 
+namespace
+{
+
+struct EndCall
+{
+    void (*mpFunction)(void*);
+    void* mpArgument;
+};
+
+// The runtime library calls back as it calls destructors, which g++ finds odd outside of a class.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wattributes"
+void __thiscall RunEndCall(void* p)
+{
+    const EndCall call = *static_cast<EndCall*>(p);
+    delete static_cast<EndCall*>(p);
+    call.mpFunction(call.mpArgument);
+}
+#pragma GCC diagnostic pop
+
+} // namespace
+
 bool AtThreadEnd(void (*pFunction)(void* pArgument), void* pArgument)
 {
-    // The runtime library calls back as it calls destructors.
-    struct Call
-    {
-        void (*mpFunction)(void*);
-        void* mpArgument;
-
-        static void __thiscall Run(void* p)
-        {
-            const Call call = *static_cast<Call*>(p);
-            delete static_cast<Call*>(p);
-            call.mpFunction(call.mpArgument);
-        }
-    };
-    Call* const pCall = new (std::nothrow) Call{pFunction, pArgument};
+    EndCall* const pCall = new (std::nothrow) EndCall{pFunction, pArgument};
     if (!pCall)
         return false;
-    if (abi::__cxa_thread_atexit(Call::Run, pCall, nullptr) != 0) {
+    if (abi::__cxa_thread_atexit(RunEndCall, pCall, nullptr) != 0) {
         delete pCall;
         return false;
     }
