@@ -51,15 +51,20 @@ void Body::Implement()
 namespace
 {
 
-// A list of bodies; the walk itself reaches each once.
+// Bodies in lists of a thousand, since a packet has 16 bits for an index.
 class Bodies
 {
 public:
     explicit Bodies(std::int64_t count) : mpRoot(List::Construct(Value::Null))
     {
+        List* pGroup = nullptr;
         for (std::int64_t i = 0; i < count; ++i) {
+            if (i % 1000 == 0) {
+                pGroup = List::Construct(Value::Null);
+                mpRoot->Insert(pGroup);
+            }
             Body* const pBody = Body::Construct(Value::Null);
-            mpRoot->Insert(pBody);
+            pGroup->Insert(pBody);
             mBodies.push_back(pBody);
         }
     }
