@@ -10,12 +10,15 @@
 #pragma once
 
 // QBASE_API marks what the library offers. QBase_EXPORTS is defined by the build while the library
-// itself is compiled; QBASE_STATIC by users and build of a static library.
+// itself is compiled; QBASE_STATIC by users and build of a static library. A module that others link to
+// makes a mark of its own out of QBASE_MODULE_EXPORT and QBASE_MODULE_IMPORT.
 #if defined(QBASE_STATIC)
 #    define QBASE_API
 #    define QBASE_MODULE_EXPORT
+#    define QBASE_MODULE_IMPORT
 #elif defined(_WIN32)
 #    define QBASE_MODULE_EXPORT __declspec(dllexport)
+#    define QBASE_MODULE_IMPORT __declspec(dllimport)
 #    if defined(QBase_EXPORTS)
 #        define QBASE_API __declspec(dllexport)
 #    else
@@ -23,6 +26,7 @@
 #    endif
 #else
 #    define QBASE_MODULE_EXPORT __attribute__((visibility("default")))
+#    define QBASE_MODULE_IMPORT __attribute__((visibility("default")))
 #    define QBASE_API __attribute__((visibility("default")))
 #endif
 

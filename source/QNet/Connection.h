@@ -1,0 +1,121 @@
+// Connection is what a TcpStream shares with the module's thread: the socket, which only that thread touches,
+// and the bytes on their way in both directions, which a mutex guards.
+//
+//     std::shared_ptr<Connection> pConnection = std::make_shared<Connection>(pNetwork);
+//     pConnection->Connect("example.net", 4711, 5000);
+//     pConnection->Write(pBytes, numBytes, limit); // goes out as soon as there is a connection
+//
+// Threads: the public operations belong to the stream's thread, the private ones to the module's.
+
+#pragma once
+
+#include "QNet/Asio.h"
+#include "QNet/ByteQueue.h"
+#include "QNet/NetworkThread.h"
+
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace QNet
+{
+
+class Connection : public std::enable_shared_from_this<Connection>
+{
+public:
+    enum class State
+    {
+        CONNECTING,
+        OPEN,
+        CLOSED
+    };
+
+    explicit Connection(std::shared_ptr<NetworkThread> pNetwork);
+
+    /// A connection that was accepted.
+    Connection(std::shared_ptr<NetworkThread> pNetwork, asio::ip::tcp::socket socket);
+
+    void Connect(const std::string& host, int port, int milliseconds);
+    void Start();
+
+    State GetState() const;
+
+    /// What went wrong, once; empty when nothing did.
+    std::string TakeTrouble();
+
+    /// False when it is closed, also by this call because too much waits.
+    bool Write(const void* pData, std::size_t size, std::size_t limit);
+
+    /// False when there are fewer bytes.
+    bool Read(void* pData, std::size_t size);
+
+    std::size_t GetNumAvailable();
+    std::size_t GetNumWaiting() const;
+
+    void SetStallTime(int milliseconds);
+    std::chrono::milliseconds GetStallTime() const;
+
+    /// Lets what was written go out, then closes.
+    void Close();
+
+    bool Flush(int milliseconds);
+
+    std::string GetAddress() const;
+
+private:
+    using Clock = std::chrono::steady_clock;
+    using Lock = std::unique_lock<std::mutex>;
+
+    static constexpr std::size_t FIRST_READ_LIMIT = 1024 * 1024;
+    static constexpr int LINGER_TIME = 2000; // milliseconds for the peer to see the end and close as well
+
+    void ResumeReading(); // of the stream's thread, under the lock
+
+    void Resolve(const std::string& host, int port, int milliseconds);
+    void Begin();
+    void ReadSome();
+    void OnRead(const asio::error_code& error, std::size_t size);
+    void WriteSome();
+    void TakeWaitingBytes();
+    void OnWritten(const asio::error_code& error, std::size_t size);
+    void WatchProgress(std::chrono::milliseconds time);
+    void Shutdown();
+    void End(const std::string& trouble);
+
+    const std::shared_ptr<NetworkThread> mpNetwork; // first, so that it outlives the socket
+
+    // Of the module's thread.
+    asio::ip::tcp::socket mSocket;
+    asio::ip::tcp::resolver mResolver;
+    asio::steady_timer mTimer; // connecting, stalling, lingering
+    std::array<unsigned char, 65536> mChunk;
+    ByteQueue mWriting;
+    Clock::time_point mLastProgress;
+    bool mbWatching = false; // the timer is set
+    bool mbConnected = false;
+    bool mbReading = false;
+    bool mbEnded = false;
+
+    // Of both.
+    mutable std::mutex mMutex;
+    std::condition_variable mWake; // everything was written, or the end came
+    State mState;
+    std::string mAddress;
+    std::string mTrouble;
+    ByteQueue mIn;
+    ByteQueue mOut;
+    std::size_t mNumWriting = 0; // bytes of mWriting
+    std::size_t mReadLimit = FIRST_READ_LIMIT;
+    std::chrono::milliseconds mStallTime{10000};
+    bool mbAsked = false;       // for the number of bytes, since the last read
+    bool mbReadPaused = false;  // until somebody reads
+    bool mbWritePosted = false; // the module's thread is at it, or will be
+    bool mbClosing = false;     // by Close
+    bool mbLost = false;        // the end came before everything was written
+};
+
+} // namespace QNet
