@@ -16,9 +16,7 @@
 
 #include "QBase/Export.h"
 
-#include <atomic>
 #include <cstddef>
-#include <cstdint>
 
 namespace QBase
 {
@@ -44,11 +42,8 @@ public:
 
 private:
     // Room for the system's own lock, which zeros are the free state of.
-    static constexpr std::size_t LOCK_SIZE = 7 * sizeof(void*);
+    static constexpr std::size_t LOCK_SIZE = 9 * sizeof(void*);
     alignas(void*) unsigned char mLock[LOCK_SIZE] = {};
-
-    std::atomic<std::uintptr_t> mOwner{0}; // the thread inside; only that thread ever reads its own id here
-    int mDepth = 0;                        // touched by the owner alone
 };
 
 /// Enters on construction and leaves on destruction. A null section is allowed and does nothing.

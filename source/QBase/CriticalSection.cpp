@@ -14,29 +14,19 @@ CriticalSection::~CriticalSection()
 
 void CriticalSection::Enter()
 {
-    const std::uintptr_t self = Platform::CurrentThread();
-    if (mOwner.load(std::memory_order_relaxed) != self) {
-        Platform::EnterLock(mLock);
-        mOwner.store(self, std::memory_order_relaxed);
-    }
-    ++mDepth;
+    Platform::EnterLock(mLock);
 }
 
 void CriticalSection::Exit()
 {
-    if (mOwner.load(std::memory_order_relaxed) != Platform::CurrentThread()) {
-        AssertFail("CriticalSection", __LINE__, "ASSERT( mOwner == CurrentThread() )");
-        return;
-    }
-    if (--mDepth == 0) {
-        mOwner.store(0, std::memory_order_relaxed);
-        Platform::LeaveLock(mLock);
+    if (!Platform::LeaveLock(mLock)) {
+        AssertFail("CriticalSection", __LINE__, "ASSERT( IsInside() )");
     }
 }
 
 bool CriticalSection::IsInside() const
 {
-    return mOwner.load(std::memory_order_relaxed) == Platform::CurrentThread();
+    return Platform::HoldsLock(mLock);
 }
 
 } // namespace QBase

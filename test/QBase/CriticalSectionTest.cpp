@@ -6,8 +6,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <memory>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 using namespace QBase;
 
@@ -141,7 +144,7 @@ TEST(CriticalSectionThreadsTest, ExitWithoutEnterAssertsAndChangesNothing)
     section.Exit();
 
     EXPECT_EQ(resumed.GetCount(), 1);
-    EXPECT_THAT(console.TakeErrors(), ::testing::HasSubstr("ASSERT( mOwner == CurrentThread() )"));
+    EXPECT_THAT(console.TakeErrors(), ::testing::HasSubstr("ASSERT( IsInside() )"));
     Visitor(section).WaitUntilInside();
 }
 
@@ -184,4 +187,50 @@ TEST(CriticalSectionThreadsTest, TwoThreadsCountWithoutALoss)
     first.join();
     second.join();
     EXPECT_EQ(count, 40000);
+}
+
+TEST(CriticalSectionThreadsTest, EveryThreadThatWaitsGetsInOnceTheOwnerLeaves)
+{
+    constexpr int numThreads = 6;
+    for (int round = 0; round < 500; ++round) {
+        CriticalSection section;
+        int count = 0;
+        std::vector<std::thread> threads;
+        {
+            CriticalSection::Block block(&section);
+            for (int thread = 0; thread < numThreads; ++thread) {
+                threads.emplace_back([&] {
+                    CriticalSection::Block inner(&section);
+                    std::this_thread::yield(); // the others pile up behind
+                    ++count;
+                });
+            }
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        ASSERT_EQ(count, numThreads);
+        ASSERT_FALSE(section.IsInside());
+    }
+}
+
+// The last one out may destroy the section although another thread has only just let it in.
+TEST(CriticalSectionThreadsTest, ASectionMayGoAsSoonAsItsLastUserLeft)
+{
+    for (int round = 0; round < 2000; ++round) {
+        auto pSection = std::make_unique<CriticalSection>();
+        std::atomic<bool> bEntered{false};
+        std::thread other([&, pBorrowed = pSection.get()] {
+            pBorrowed->Enter();
+            bEntered = true;
+            pBorrowed->Exit();
+        });
+        while (!bEntered) {
+            std::this_thread::yield();
+        }
+        pSection->Enter();
+        pSection->Exit();
+        pSection = nullptr;
+        other.join();
+    }
 }

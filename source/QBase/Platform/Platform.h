@@ -128,9 +128,6 @@ void Sleep(unsigned milliseconds);
 struct Thread; // a started thread that was neither joined nor detached yet
 using ThreadEntry = unsigned (*)(void* pArgument);
 
-/// Names the calling thread among those that live. Never 0.
-std::uintptr_t CurrentThread();
-
 /// Null when the system starts no more threads. A `stackSize` of 0 is the system's own.
 Thread* StartThread(ThreadEntry pEntry, void* pArgument, std::size_t stackSize = 0);
 
@@ -171,12 +168,17 @@ void DeleteFiber(Fiber* pFiber);
 void SwitchFiber(Fiber* pFrom, Fiber* pTo);
 
 // Locks. A lock lies in LOCK_SIZE bytes of its user, aligned like a pointer; all zeros are a free one. The
-// thread that holds one must not enter it again.
+// thread that holds one may enter it again, and leaves it as often as it entered.
 
-constexpr std::size_t LOCK_SIZE = 7 * sizeof(void*);
+constexpr std::size_t LOCK_SIZE = 9 * sizeof(void*);
 
 void EnterLock(void* pLock);
-void LeaveLock(void* pLock);
+
+/// False, with nothing changed, when the calling thread does not hold the lock.
+bool LeaveLock(void* pLock);
+
+/// Whether the calling thread holds the lock.
+bool HoldsLock(const void* pLock);
 
 /// Gives back what the system keeps for a free lock that will not be used any more.
 void DestroyLock(void* pLock);

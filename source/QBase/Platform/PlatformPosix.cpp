@@ -2,6 +2,8 @@
 
 #include "QBase/Platform/Platform.h"
 
+#include "QBase/Export.h"
+
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -19,6 +21,9 @@
 #include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#if __has_include(<sys/single_threaded.h>)
+#    include <sys/single_threaded.h>
+#endif
 
 // The compiler's own name for the library that holds this code, which stays loaded while a thread has
 // something to call in it.
@@ -362,11 +367,6 @@ extern "C" void* RunThread(void* p)
 
 } // namespace
 
-std::uintptr_t CurrentThread()
-{
-    return static_cast<std::uintptr_t>(pthread_self());
-}
-
 Thread* StartThread(ThreadEntry pEntry, void* pArgument, std::size_t stackSize)
 {
     Thread* pThread = new (std::nothrow) Thread{{}, pEntry, pArgument, 0, {RUNNING}};
@@ -419,22 +419,113 @@ void YieldThread()
 
 // Locks
 
-// The initialiser of a mutex is all zeros on these systems, so none needs to be called.
-static_assert(sizeof(pthread_mutex_t) <= LOCK_SIZE && alignof(pthread_mutex_t) <= alignof(void*));
+namespace
+{
+
+// A thread that finds the lock taken says so in it, and only then leaving it costs a call of the system.
+enum LockState
+{
+    FREE,
+    TAKEN,
+    WAITED_FOR
+};
+
+struct SystemLock
+{
+    std::atomic<std::uintptr_t> mOwner; // 0 when free; only the owner ever reads its own id here
+    std::atomic<int> mState;
+    int mDepth; // entries beyond the first; touched by the owner alone
+};
+
+static_assert(sizeof(SystemLock) <= LOCK_SIZE && alignof(SystemLock) <= alignof(void*));
+
+// Whether this thread is the only one, which needs no atomic exchange. Where the system does not tell, it is
+// not.
+bool IsOnlyThread()
+{
+#if __has_include(<sys/single_threaded.h>)
+    return __libc_single_threaded;
+#else
+    return false;
+#endif
+}
+
+// An id that no other living thread has. Never 0.
+std::uintptr_t CurrentThread()
+{
+    QBASE_FAST_THREAD_LOCAL static constinit thread_local char tMark = 0; // only its address is of use
+    return reinterpret_cast<std::uintptr_t>(&tMark);
+}
+
+bool TryTake(SystemLock& lock)
+{
+    if (IsOnlyThread() && lock.mState.load(std::memory_order_relaxed) == FREE) {
+        lock.mState.store(TAKEN, std::memory_order_relaxed);
+        return true;
+    }
+    int free = FREE;
+    return lock.mState.compare_exchange_strong(free, TAKEN, std::memory_order_acquire,
+                                               std::memory_order_relaxed);
+}
+
+// Whoever waited cannot know whether others still do, and takes the lock as one that is waited for.
+QBASE_NOINLINE void WaitAndTake(SystemLock& lock)
+{
+    while (lock.mState.exchange(WAITED_FOR, std::memory_order_acquire) != FREE) {
+        lock.mState.wait(WAITED_FOR, std::memory_order_relaxed);
+    }
+    lock.mOwner.store(CurrentThread(), std::memory_order_relaxed);
+}
+
+QBASE_NOINLINE void WakeOne(SystemLock& lock)
+{
+    lock.mState.notify_one(); // looks at the address alone: the next owner may have freed the lock already
+}
+
+} // namespace
 
 void EnterLock(void* pLock)
 {
-    pthread_mutex_lock(static_cast<pthread_mutex_t*>(pLock));
+    SystemLock& lock = *static_cast<SystemLock*>(pLock);
+    const std::uintptr_t self = CurrentThread();
+    if (QBASE_UNLIKELY(lock.mOwner.load(std::memory_order_relaxed) == self)) {
+        ++lock.mDepth;
+    } else if (QBASE_LIKELY(TryTake(lock))) {
+        lock.mOwner.store(self, std::memory_order_relaxed);
+    } else {
+        WaitAndTake(lock);
+    }
 }
 
-void LeaveLock(void* pLock)
+bool LeaveLock(void* pLock)
 {
-    pthread_mutex_unlock(static_cast<pthread_mutex_t*>(pLock));
+    SystemLock& lock = *static_cast<SystemLock*>(pLock);
+    if (QBASE_UNLIKELY(!HoldsLock(pLock))) {
+        return false;
+    }
+    if (QBASE_UNLIKELY(lock.mDepth > 0)) {
+        --lock.mDepth;
+        return true;
+    }
+    lock.mOwner.store(0, std::memory_order_relaxed);
+    if (IsOnlyThread()) {
+        lock.mState.store(FREE, std::memory_order_relaxed);
+        return true;
+    }
+    if (QBASE_UNLIKELY(lock.mState.exchange(FREE) == WAITED_FOR)) {
+        WakeOne(lock);
+    }
+    return true;
 }
 
-void DestroyLock(void* pLock)
+bool HoldsLock(const void* pLock)
 {
-    pthread_mutex_destroy(static_cast<pthread_mutex_t*>(pLock));
+    return static_cast<const SystemLock*>(pLock)->mOwner.load(std::memory_order_relaxed) == CurrentThread();
+}
+
+void DestroyLock(void*)
+{
+    // The system keeps nothing for a lock that nobody waits for.
 }
 
 } // namespace QBase::Platform

@@ -3,6 +3,7 @@
 
 #include "QBase/Platform/Platform.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -430,11 +431,6 @@ unsigned __stdcall RunThread(void* p)
 
 } // namespace
 
-std::uintptr_t CurrentThread()
-{
-    return GetCurrentThreadId();
-}
-
 Thread* StartThread(ThreadEntry pEntry, void* pArgument, std::size_t stackSize)
 {
     Thread* const pThread = new (std::nothrow) Thread{nullptr};
@@ -553,7 +549,6 @@ void PutExceptions(const Fiber* pFiber)
 void CALLBACK BeginFiber(void* p)
 {
     const Fiber* const pFiber = static_cast<Fiber*>(p);
-    PutExceptions(pFiber);
     pFiber->mpEntry(pFiber->mpParameter);
 }
 
@@ -604,9 +599,11 @@ void DeleteFiber(Fiber* pFiber)
 
 void SwitchFiber(Fiber* pFrom, Fiber* pTo)
 {
+    // Both run on this thread. Behind the switch, the compiler might take it for the one that pFrom goes on
+    // on.
     TakeExceptions(pFrom);
+    PutExceptions(pTo);
     SwitchToFiber(pTo->mpHandle);
-    PutExceptions(pFrom);
 }
 
 // Locks
@@ -619,6 +616,8 @@ struct SystemLock
 {
     INIT_ONCE mOnce;
     CRITICAL_SECTION mSection;
+    std::atomic<DWORD> mOwner; // 0 when free; only the owner ever reads its own id here
+    int mDepth;                // touched by the owner alone
 };
 
 static_assert(sizeof(SystemLock) <= LOCK_SIZE && alignof(SystemLock) <= alignof(void*));
@@ -636,11 +635,25 @@ void EnterLock(void* pLock)
     SystemLock* const pSystemLock = static_cast<SystemLock*>(pLock);
     InitOnceExecuteOnce(&pSystemLock->mOnce, InitialiseSection, &pSystemLock->mSection, nullptr);
     EnterCriticalSection(&pSystemLock->mSection);
+    pSystemLock->mOwner.store(GetCurrentThreadId(), std::memory_order_relaxed);
+    ++pSystemLock->mDepth;
 }
 
-void LeaveLock(void* pLock)
+bool LeaveLock(void* pLock)
 {
-    LeaveCriticalSection(&static_cast<SystemLock*>(pLock)->mSection);
+    SystemLock* const pSystemLock = static_cast<SystemLock*>(pLock);
+    if (!HoldsLock(pLock))
+        return false;
+    if (--pSystemLock->mDepth == 0)
+        pSystemLock->mOwner.store(0, std::memory_order_relaxed);
+    LeaveCriticalSection(&pSystemLock->mSection);
+    return true;
+}
+
+bool HoldsLock(const void* pLock)
+{
+    const SystemLock* const pSystemLock = static_cast<const SystemLock*>(pLock);
+    return pSystemLock->mOwner.load(std::memory_order_relaxed) == GetCurrentThreadId();
 }
 
 void DestroyLock(void* pLock)
