@@ -27,6 +27,7 @@ struct FiberRecord
     StackState mState;                               // while suspended
 };
 
+// Made by the first conversion of a thread, and kept to its end.
 struct ThreadRecord
 {
     ThreadRecord() = default;
@@ -47,43 +48,89 @@ struct ThreadRecord
     FiberRecord* mpOwn = nullptr;      // null when the thread is not converted
     FiberRecord* mpCurrent = nullptr;  // the fiber that runs on the thread now
     FiberRecord* mpPrevious = nullptr; // the one that a switch comes from, until it has arrived
+    StackState* const mpState = &CurrentStackState();
     int mConversionCount = 0;
 };
 
-// The address passes through a volatile, so that no compiler takes two calls for one: behind a switch, the
-// same stack may be on another thread.
-QBASE_NOINLINE ThreadRecord& CurrentThreadRecord()
+QBASE_FAST_THREAD_LOCAL constinit thread_local ThreadRecord* tpThread = nullptr;
+
+// The thread's record; null before its first conversion. The read is volatile, so that no compiler takes two
+// calls for one: behind a switch, the same stack may be on another thread.
+QBASE_NOINLINE ThreadRecord* CurrentThreadRecord()
 {
-    static thread_local ThreadRecord sRecord;
-    ThreadRecord* volatile pRecord = &sRecord;
-    return *pRecord;
+    ThreadRecord* volatile* const ppThread = &tpThread;
+    return *ppThread;
 }
 
-// Runs on the stack that a switch went to.
-void Arrive()
+void DeleteThreadRecord(void* pThread)
 {
-    ThreadRecord& thread = CurrentThreadRecord();
-    CurrentStackState() = thread.mpCurrent->mState;
-    thread.mpPrevious->mpRunningOn.store(nullptr, std::memory_order_release);
+    tpThread = nullptr;
+    delete static_cast<ThreadRecord*>(pThread);
+}
+
+// Null when memory is short.
+ThreadRecord* FindOrMakeThreadRecord()
+{
+    ThreadRecord* pThread = CurrentThreadRecord();
+    if (pThread == nullptr) {
+        pThread = new (std::nothrow) ThreadRecord;
+        if (pThread != nullptr && !Platform::AtThreadEnd(DeleteThreadRecord, pThread)) {
+            delete pThread;
+            pThread = nullptr;
+        }
+        tpThread = pThread;
+    }
+    return pThread;
+}
+
+// Makes the thread a fiber; false when memory is short.
+bool Convert(ThreadRecord* pThread)
+{
+    FiberRecord* const pOwn = new (std::nothrow) FiberRecord;
+    Platform::Fiber* const pFiber = pOwn != nullptr ? Platform::ConvertThreadToFiber() : nullptr;
+    if (pFiber == nullptr) {
+        delete pOwn;
+        return false;
+    }
+    pOwn->mpFiber = pFiber;
+    pOwn->mpThread = pThread;
+    pOwn->mpRunningOn.store(pThread, std::memory_order_relaxed);
+    pThread->mpOwn = pOwn;
+    pThread->mpCurrent = pOwn;
+    return true;
+}
+
+// Only its own thread switches to a thread's own fiber, so that one needs no atomic exchange.
+bool Claim(FiberRecord* pTarget, ThreadRecord* pThread)
+{
+    if (pTarget->mpThread != nullptr) {
+        const bool bSuspended = pTarget->mpRunningOn.load(std::memory_order_relaxed) == nullptr;
+        if (bSuspended) {
+            pTarget->mpRunningOn.store(pThread, std::memory_order_relaxed);
+        }
+        return bSuspended;
+    }
+    ThreadRecord* pNobody = nullptr;
+    return pTarget->mpRunningOn.compare_exchange_strong(pNobody, pThread, std::memory_order_acq_rel);
+}
+
+// Runs on the stack that a switch went to. The one it came from is suspended only now.
+void Arrive(FiberRecord* pSelf)
+{
+    ThreadRecord* const pThread = pSelf->mpRunningOn.load(std::memory_order_relaxed);
+    pThread->mpPrevious->mpRunningOn.store(nullptr, std::memory_order_release);
 }
 
 // The target is claimed for this thread already.
-void Switch(FiberRecord* pTarget)
+void Switch(FiberRecord* pTarget, ThreadRecord* pThread)
 {
-    ThreadRecord& thread = CurrentThreadRecord();
-    FiberRecord* const pSelf = thread.mpCurrent;
-    pSelf->mState = CurrentStackState();
-    thread.mpPrevious = pSelf;
-    thread.mpCurrent = pTarget;
+    FiberRecord* const pSelf = pThread->mpCurrent;
+    pSelf->mState = *pThread->mpState;
+    *pThread->mpState = pTarget->mState;
+    pThread->mpPrevious = pSelf;
+    pThread->mpCurrent = pTarget;
     Platform::SwitchFiber(pSelf->mpFiber, pTarget->mpFiber);
-    Arrive();
-}
-
-bool Claim(FiberRecord* pTarget)
-{
-    ThreadRecord* pNobody = nullptr;
-    return pTarget->mpRunningOn.compare_exchange_strong(pNobody, &CurrentThreadRecord(),
-                                                        std::memory_order_acq_rel);
+    Arrive(pSelf); // perhaps on another thread
 }
 
 void ReportSwitch(const char* pReason)
@@ -94,51 +141,41 @@ void ReportSwitch(const char* pReason)
 void RunFiber(void* pParameter)
 {
     FiberRecord* const pSelf = static_cast<FiberRecord*>(pParameter);
-    Arrive();
+    Arrive(pSelf);
     pSelf->mpEntry(pSelf->mpParameter);
     pSelf->mbEnded.store(true, std::memory_order_relaxed);
     Error(QBASE_HERE, "Failed to return from fiber - it switches to the thread's own fiber instead");
-    FiberRecord* const pOwn = CurrentThreadRecord().mpOwn;
-    pOwn->mpRunningOn.store(&CurrentThreadRecord(), std::memory_order_relaxed);
-    Switch(pOwn); // never comes back: nobody switches to an ended fiber
+    ThreadRecord* const pThread = CurrentThreadRecord();
+    Claim(pThread->mpOwn, pThread);
+    Switch(pThread->mpOwn, pThread); // never comes back: nobody switches to an ended fiber
 }
 
 } // namespace
 
 void* Fiber::CreateFromThread()
 {
-    ThreadRecord& thread = CurrentThreadRecord();
-    if (thread.mpOwn == nullptr) {
-        FiberRecord* const pOwn = new (std::nothrow) FiberRecord;
-        Platform::Fiber* const pFiber = pOwn != nullptr ? Platform::ConvertThreadToFiber() : nullptr;
-        if (pFiber == nullptr) {
-            delete pOwn;
-            Error(QBASE_HERE, "Failed to convert thread to fiber - out of memory");
-            return nullptr;
-        }
-        pOwn->mpFiber = pFiber;
-        pOwn->mpThread = &thread;
-        pOwn->mpRunningOn.store(&thread, std::memory_order_relaxed);
-        thread.mpOwn = pOwn;
-        thread.mpCurrent = pOwn;
+    ThreadRecord* const pThread = FindOrMakeThreadRecord();
+    if (pThread == nullptr || (pThread->mpOwn == nullptr && !Convert(pThread))) {
+        Error(QBASE_HERE, "Failed to convert thread to fiber - out of memory");
+        return nullptr;
     }
-    ++thread.mConversionCount;
-    return thread.mpOwn;
+    ++pThread->mConversionCount;
+    return pThread->mpOwn;
 }
 
 void Fiber::DeleteFromThread(void*)
 {
-    ThreadRecord& thread = CurrentThreadRecord();
-    if (thread.mConversionCount == 0) {
+    ThreadRecord* const pThread = CurrentThreadRecord();
+    if (pThread == nullptr || pThread->mConversionCount == 0) {
         Error(QBASE_HERE, "Failed to convert fiber to thread - the thread is no fiber");
         return;
     }
-    if (thread.mConversionCount == 1 && thread.mpCurrent != thread.mpOwn) {
+    if (pThread->mConversionCount == 1 && pThread->mpCurrent != pThread->mpOwn) {
         Error(QBASE_HERE, "Failed to convert fiber to thread - another fiber is running on it");
         return;
     }
-    if (--thread.mConversionCount == 0) {
-        thread.DeleteOwn();
+    if (--pThread->mConversionCount == 0) {
+        pThread->DeleteOwn();
     }
 }
 
@@ -174,7 +211,7 @@ void Fiber::Delete(void* pFiber)
         Error(QBASE_HERE, "Failed to delete fiber - it is a thread's own");
         return;
     }
-    if (!Claim(pRecord)) {
+    if (pRecord->mpRunningOn.load(std::memory_order_acquire) != nullptr) {
         Error(QBASE_HERE, "Failed to delete fiber - it is running");
         return;
     }
@@ -184,20 +221,20 @@ void Fiber::Delete(void* pFiber)
 
 void Fiber::SwitchTo(void* pFiber)
 {
-    ThreadRecord& thread = CurrentThreadRecord();
+    ThreadRecord* const pThread = CurrentThreadRecord();
     FiberRecord* const pTarget = static_cast<FiberRecord*>(pFiber);
     if (pTarget == nullptr) {
         ReportSwitch("no fiber");
-    } else if (thread.mpOwn == nullptr) {
+    } else if (pThread == nullptr || pThread->mpOwn == nullptr) {
         ReportSwitch("the thread is no fiber");
-    } else if (pTarget->mpThread != nullptr && pTarget->mpThread != &thread) {
+    } else if (pTarget->mpThread != nullptr && pTarget->mpThread != pThread) {
         ReportSwitch("it is another thread's own");
     } else if (pTarget->mbEnded.load(std::memory_order_relaxed)) {
         ReportSwitch("its entry function has returned");
-    } else if (!Claim(pTarget)) {
+    } else if (!Claim(pTarget, pThread)) {
         ReportSwitch("it is running");
     } else {
-        Switch(pTarget);
+        Switch(pTarget, pThread);
     }
 }
 

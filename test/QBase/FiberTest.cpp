@@ -221,7 +221,7 @@ TEST(FiberTest, AReturningEntryIsReportedAndTheThreadsOwnFiberGoesOn)
     Fiber::Delete(pFiber);
 }
 
-TEST(FiberTest, WrongSwitchesReportAndReturnAtOnce)
+TEST(FiberThreadsTest, WrongSwitchesReportAndReturnAtOnce)
 {
     CapturedMessages messages;
     Script script([](Script&) {});
@@ -391,6 +391,33 @@ TEST(FiberThreadsTest, AFiberMayGoOnOnAnotherThread)
     }
     EXPECT_EQ(threads.size(), 4u);
     EXPECT_EQ(threads[2], std::this_thread::get_id());
+}
+
+TEST(FiberThreadsTest, ExceptionsBeingHandledGoWithTheirFiberToAnotherThread)
+{
+    std::string caught;
+    Script script([&](Script& self) {
+        try {
+            try {
+                throw std::runtime_error("taken along");
+            } catch (const std::runtime_error&) {
+                self.Wait();
+                throw; // on the other thread
+            }
+        } catch (const std::runtime_error& error) {
+            caught = error.what();
+        }
+    });
+
+    script.Resume();
+    EXPECT_EQ(std::current_exception(), nullptr); // it is the fiber's, not the thread's
+    std::thread([&] {
+        script.Resume();
+        EXPECT_EQ(std::current_exception(), nullptr);
+    }).join();
+
+    EXPECT_EQ(caught, "taken along");
+    EXPECT_EQ(std::current_exception(), nullptr);
 }
 
 TEST(FiberThreadsTest, OfTwoThreadsThatSwitchToOneFiberOneIsRefusedOrBothTakeTurns)

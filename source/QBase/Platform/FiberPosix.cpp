@@ -134,7 +134,8 @@ struct Fiber
     Stack mStack;                   // not used by a thread's own fiber
     FiberEntry mpEntry = nullptr;   // null in a thread's own fiber
     void* mpParameter = nullptr;
-    ExceptionState mExceptions{nullptr, 0};
+    ExceptionState mExceptions{nullptr, 0}; // while suspended
+    void* mpThreadExceptions = nullptr;     // those of the thread that the fiber runs on
 #if defined(QBASE_ADDRESS_SANITIZER)
     void* mpFakeStack = nullptr;
     const void* mpStackBottom = nullptr; // of the stack that the sanitizer knows, a thread's own as well
@@ -148,9 +149,14 @@ struct Fiber
 namespace
 {
 
-void AnnounceSwitch([[maybe_unused]] Fiber* pFrom, [[maybe_unused]] Fiber* pTo)
+// Still on the stack of `pFrom`. Both fibers run on this thread, so the runtime's state for it passes from
+// hand to hand: asked for behind a switch, the compiler might take the thread that `pFrom` left for the one
+// that it goes on on.
+void AnnounceSwitch(Fiber* pFrom, Fiber* pTo)
 {
-    std::memcpy(static_cast<void*>(&pFrom->mExceptions), abi::__cxa_get_globals(), sizeof(ExceptionState));
+    pTo->mpThreadExceptions = pFrom->mpThreadExceptions;
+    std::memcpy(&pFrom->mExceptions, pFrom->mpThreadExceptions, sizeof(ExceptionState));
+    std::memcpy(pFrom->mpThreadExceptions, &pTo->mExceptions, sizeof(ExceptionState));
 #if defined(QBASE_ADDRESS_SANITIZER)
     __sanitizer_start_switch_fiber(&pFrom->mpFakeStack, pTo->mpStackBottom, pTo->mStackSize);
 #endif
@@ -160,12 +166,11 @@ void AnnounceSwitch([[maybe_unused]] Fiber* pFrom, [[maybe_unused]] Fiber* pTo)
 }
 
 // The first thing on the stack of `pTo`: `pFrom` is suspended now.
-void CompleteSwitch(Fiber* pFrom, Fiber* pTo, fcontext_t pFromContext)
+void CompleteSwitch(Fiber* pFrom, [[maybe_unused]] Fiber* pTo, fcontext_t pFromContext)
 {
 #if defined(QBASE_ADDRESS_SANITIZER)
     __sanitizer_finish_switch_fiber(pTo->mpFakeStack, &pFrom->mpStackBottom, &pFrom->mStackSize);
 #endif
-    std::memcpy(static_cast<void*>(abi::__cxa_get_globals()), &pTo->mExceptions, sizeof(ExceptionState));
     pFrom->mpContext = pFromContext;
 }
 
@@ -182,10 +187,12 @@ void BeginFiber(transfer_t transfer) noexcept
 Fiber* ConvertThreadToFiber()
 {
     Fiber* const pFiber = new (std::nothrow) Fiber;
-#if defined(QBASE_THREAD_SANITIZER)
-    if (pFiber != nullptr) {
-        pFiber->mpSanitizerFiber = __tsan_get_current_fiber();
+    if (pFiber == nullptr) {
+        return nullptr;
     }
+    pFiber->mpThreadExceptions = abi::__cxa_get_globals();
+#if defined(QBASE_THREAD_SANITIZER)
+    pFiber->mpSanitizerFiber = __tsan_get_current_fiber();
 #endif
     return pFiber;
 }
