@@ -24,6 +24,9 @@ std::string UnitOf(const std::string& path)
     return std::filesystem::path(path).stem().string();
 }
 
+// Split, so that it is not found in this very file.
+const std::string START_OF_A_THREAD = std::string("std::") + "thread";
+
 // The units in back quotes, a list for each row, of one column of the table below a heading.
 std::vector<std::vector<std::string>> ColumnBelow(const std::string& heading, int column)
 {
@@ -130,4 +133,25 @@ TEST(ArchitectureTest, EachLayerIncludesOnlyThoseBeforeItButForTheCallsUpwardTha
     }
     EXPECT_GE(numIncludes, 200);
     EXPECT_THAT(upward, IsEmpty());
+}
+
+// The thread sanitizer runs the tests that say so, and no others.
+TEST(ArchitectureTest, EveryTestThatStartsAThreadHasThreadInItsName)
+{
+    int numThreaded = 0;
+    for (const std::filesystem::path& file : FilesOf("test/QBase")) {
+        std::ifstream source(file);
+        std::string name;
+        for (std::string line; std::getline(source, line);) {
+            if (line.rfind("TEST", 0) == 0) {
+                name = line;
+            } else if (line == "}") {
+                name.clear();
+            } else if (!name.empty() && line.find(START_OF_A_THREAD) != std::string::npos) {
+                ++numThreaded;
+                EXPECT_NE(name.find("Thread"), std::string::npos) << file.filename() << ": " << name;
+            }
+        }
+    }
+    EXPECT_GE(numThreaded, 30);
 }

@@ -55,7 +55,7 @@ TEST(LockTest, ExitOfAThreadThatIsNotInsideReportsAndLeavesTheOwnerInside)
     pLock->Exit();
 }
 
-TEST(LockTest, AClonedLockIsFreeAndOfItsOwn)
+TEST(LockThreadsTest, AClonedLockIsFreeAndOfItsOwn)
 {
     Lock* const pLock = Lock::Construct(Value::Null);
     pLock->Enter();

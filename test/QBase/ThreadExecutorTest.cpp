@@ -296,17 +296,18 @@ TEST_F(ThreadExecutorThreadsTest, AnExecutableMayStopItsExecutor)
         ++mRuns;
         pExecutor->Stop();
     }));
-    for (int i = 0; i < 1000; ++i) {
+    constexpr int numStarts = 2000;
+    for (int i = 0; i < numStarts; ++i) {
         pExecutor->Start();
         WaitFor([&] { return mRuns > i; });
         pExecutor->Stop(); // joins
         ASSERT_EQ(mRuns, i + 1);
     }
     pExecutor->Start();
-    WaitFor([&] { return mRuns > 1000; });
+    WaitFor([&] { return mRuns > numStarts; });
     pExecutor->SetExecutable(Counter()); // the thread that stopped itself is joined by Start
     pExecutor->Start();
-    WaitFor([&] { return mRuns > 1002; });
+    WaitFor([&] { return mRuns > numStarts + 2; });
     pExecutor->Stop();
 }
 
@@ -328,7 +329,7 @@ TEST_F(ThreadExecutorThreadsTest, AnExecutableMayStartItsExecutorWhichTakesItsSt
 
 TEST_F(ThreadExecutorThreadsTest, AnExecutableMayDropTheLastReferenceOnItsExecutor)
 {
-    for (int i = 0; i < 1000; ++i) {
+    for (int i = 0; i < 2000; ++i) {
         const std::int64_t blocks = Memory::GetTotalBlocksAllocated();
         std::atomic<bool> bStarted{false};
         std::atomic<int> runs{0};
@@ -361,6 +362,53 @@ TEST_F(ThreadExecutorThreadsTest, StartStopAndDestructionThousandsOfTimes)
     EXPECT_EQ(pCounter->GetReferenceCount(), 1);
 }
 
+TEST_F(ThreadExecutorThreadsTest, AnExecutableMayStopItsExecutorWhileAnotherThreadStartsStopsOrDestroysIt)
+{
+    std::atomic<int> inside{0};
+    for (int i = 0; i < 3000; ++i) {
+        Ptr<ThreadExecutor> pExecutor = ThreadExecutor::Construct(Value::Null);
+        ThreadExecutor* const pBorrowed = pExecutor; // whose destructor waits for the call
+        pExecutor->SetExecutable(new TestAction([&inside, pBorrowed, i](const Value&) {
+            EXPECT_EQ(inside.fetch_add(1), 0);
+            pBorrowed->Stop();
+            if (i % 2 == 0) {
+                pBorrowed->Start();
+            }
+            inside.fetch_sub(1);
+        }));
+        pExecutor->Start();
+        switch (i % 3) {
+        case 0:
+            pExecutor->Start();
+            break;
+        case 1:
+            pExecutor->Stop();
+            EXPECT_FALSE(pExecutor->IsRunning());
+            break;
+        default:
+            break;
+        }
+        pExecutor = nullptr;
+        ASSERT_EQ(inside, 0);
+    }
+}
+
+TEST_F(ThreadExecutorThreadsTest, OfTheLastTwoReferencesTheExecutableAndAnotherThreadMayEachDropOne)
+{
+    const std::int64_t blocks = Memory::GetTotalBlocksAllocated();
+    for (int i = 0; i < 3000; ++i) {
+        std::atomic<bool> bGone{false};
+        Ptr<ThreadExecutor> pOwn = ThreadExecutor::Construct(Value::Null);
+        Ptr<ThreadExecutor> pOther = pOwn;
+        pOwn->SetExecutable(
+            new TestAction([&](const Value&) { pOther = nullptr; }, [&] { bGone.store(true); }));
+        pOwn->Start();
+        pOwn = nullptr; // joins the thread, or leaves that to the thread itself
+        WaitFor([&] { return bGone.load(); });
+    }
+    WaitFor([&] { return Memory::GetTotalBlocksAllocated() == blocks; });
+}
+
 TEST_F(ThreadExecutorThreadsTest, SeveralThreadsMayStartAndStopOneExecutor)
 {
     std::atomic<int> inside{0};
@@ -371,7 +419,7 @@ TEST_F(ThreadExecutorThreadsTest, SeveralThreadsMayStartAndStopOneExecutor)
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 3; ++thread) {
         threads.emplace_back([&, thread] {
-            for (int i = 0; i < 500; ++i) {
+            for (int i = 0; i < 1000; ++i) {
                 if ((i + thread) % 2 == 0) {
                     pExecutor->Start();
                 } else {
@@ -498,4 +546,41 @@ TEST_F(ThreadExecutorThreadsTest, IsBuiltFromAnObjectFileAndDrivenByCalls)
     EXPECT_TRUE(pSaver->Serialize(pExecutor, pFile));
     pFile->Close();
     RunLoadedExecutor(folder.Path("executor.qobj"), sLastSleep);
+}
+
+namespace
+{
+
+constexpr char DEFERRED_FILE[] = R"(<?xml version="1.0"?>
+<QuirlData id="1784827729" version="3">
+    <Object Module="QBase" Class="ThreadExecutor" Path="root">
+        <Property Name="Executable" Type="Object">root.Executable</Property>
+    </Object>
+    <Object Module="QBase" Class="DeferredCall" Path="root.Executable">
+        <Property Name="FunctionName" Type="String">Execute</Property>
+        <Property Name="Object" Type="Object">root.Executable.Object</Property>
+    </Object>
+    <Object Module="Test" Class="Adder" Path="root.Executable.Object" />
+</QuirlData>
+)";
+
+} // namespace
+
+TEST_F(ThreadExecutorThreadsTest, ADeferredCallFromAnObjectFileMayBeWhatItExecutes)
+{
+    const TempFolder folder;
+    Adder::sSum = 0;
+    const Ptr<FileSerializer> pLoader = FileSerializer::Construct(Value::Null);
+    const Ptr<Object> pExecutor =
+        pLoader->Deserialize(folder.Write("deferred.QXml", DEFERRED_FILE)).AsObject();
+    ASSERT_NE(pExecutor, nullptr);
+    const Ptr<Object> pCall = pExecutor->FindProperty("Executable")->Get(pExecutor).AsObject();
+    ASSERT_NE(pCall, nullptr);
+    pCall->Call("SetArgs", 7);
+
+    pExecutor->Call("Start");
+    WaitFor([] { return Adder::sSum >= 70; });
+    pExecutor->Call("Stop");
+
+    EXPECT_EQ(Adder::sSum % 7, 0);
 }

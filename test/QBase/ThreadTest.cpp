@@ -129,7 +129,7 @@ TEST(ThreadThreadsTest, HandlesOfUnfinishedThreadsAreAllDifferentEvenWhenTheNumb
 
 TEST(ThreadThreadsTest, SeveralThreadsMayFinishTheSameThread)
 {
-    for (int round = 0; round < 500; ++round) {
+    for (int round = 0; round < 3000; ++round) {
         std::atomic<bool> gate{false};
         const unsigned handle = Thread::Start(WaitForTheGate, &gate);
         std::atomic<unsigned> sum{0};

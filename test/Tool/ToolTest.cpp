@@ -301,6 +301,36 @@ TEST_F(ToolTest, ClassesListsPropertiesAndSignaturesOfAModule)
                 HasSubstr("class QBase.Object\n  static Construct(Value): Object\n"));
 }
 
+TEST_F(ToolTest, ClassesShowsWhatDataCanDoWithThreads)
+{
+    const std::string output = Run("quirl classes QBase").mOutput;
+    EXPECT_THAT(output, HasSubstr("class QBase.ThreadExecutor : QBase.Object\n"
+                                  "  Executable: Object\n"
+                                  "  ExecutableArg: Value\n"
+                                  "  Sleep: int\n"
+                                  "  static Construct(Value): Object\n"
+                                  "  Start(): void\n"
+                                  "  Stop(): void\n"));
+    EXPECT_THAT(output, HasSubstr("class QBase.DeferredCall : QBase.Object\n"
+                                  "  FunctionName: String\n"
+                                  "  Object: Object\n"
+                                  "  static Construct(Value): Object\n"
+                                  "  GetArg(int): Value\n"
+                                  "  GetNumArgs(): int\n"
+                                  "  SetArgs(Value, Value, Value, Value, Value): void\n"));
+    EXPECT_THAT(output, HasSubstr("class QBase.DeferredList : QBase.Object\n"
+                                  "  static Construct(Value): Object\n"
+                                  "  Insert(QBase.Object): void\n"));
+    EXPECT_THAT(output, HasSubstr("class QBase.Lock : QBase.Object\n"
+                                  "  static Construct(Value): Object\n"
+                                  "  Enter(): void\n"
+                                  "  Exit(): void\n"));
+    EXPECT_THAT(output, HasSubstr("class QBase.Timer : QBase.Object\n"
+                                  "  static Construct(Value): Object\n"
+                                  "  GetDt(): int\n"
+                                  "  GetTime(): int\n"));
+}
+
 TEST_F(ToolTest, ClassesAsJsonHoldsAllLoadedModules)
 {
     const Result result = Run("quirl classes --module Solar --json");
