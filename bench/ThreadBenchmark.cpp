@@ -86,6 +86,27 @@ void BM_UncontendedRecursiveMutex(benchmark::State& state)
     }
 }
 
+// Two threads that want in all the time.
+CriticalSection g_SharedSection;
+std::recursive_mutex g_SharedMutex;
+int g_SharedCount = 0;
+
+void BM_ContendedCriticalSection(benchmark::State& state)
+{
+    for (auto _ : state) {
+        CriticalSection::Block block(&g_SharedSection);
+        benchmark::DoNotOptimize(++g_SharedCount);
+    }
+}
+
+void BM_ContendedRecursiveMutex(benchmark::State& state)
+{
+    for (auto _ : state) {
+        std::lock_guard<std::recursive_mutex> guard(g_SharedMutex);
+        benchmark::DoNotOptimize(++g_SharedCount);
+    }
+}
+
 unsigned QBASE_ENTRY ReturnAtOnce(void*)
 {
     return 0;
@@ -218,6 +239,8 @@ BENCHMARK(BM_DequeOfFunctionsAppend)->Arg(100)->Arg(10000)->Arg(1000000);
 BENCHMARK(BM_UncontendedCriticalSection);
 BENCHMARK(BM_UncontendedMutex);
 BENCHMARK(BM_UncontendedRecursiveMutex);
+BENCHMARK(BM_ContendedCriticalSection)->Threads(2)->UseRealTime();
+BENCHMARK(BM_ContendedRecursiveMutex)->Threads(2)->UseRealTime();
 BENCHMARK(BM_ThreadStartFinish)->UseRealTime();
 BENCHMARK(BM_StdThreadStartJoin)->UseRealTime();
 BENCHMARK(BM_FiberSwitch);
