@@ -29,10 +29,11 @@ public:
 
     static constexpr int MAX_ARGS = 5;
 
-    QBASE_OBJECT(Function, Object)
+    QBASE_OBJECT_WITH_CONSTRUCT(private, Function, Object)
 
 public:
-    /// Calls with `pTarget` (null for Static).
+    /// Calls with `pTarget` (null for Static). The callee may take the Function out of its table: CallOn
+    /// keeps it alive meanwhile.
     virtual Value Invoke(Object* pTarget, const Value& a1, const Value& a2, const Value& a3, const Value& a4,
                          const Value& a5) = 0;
 
@@ -42,6 +43,10 @@ public:
     /// The class that an "Object" argument must be of, counted from 0; -1 asks for the result. Null when
     /// there is no such argument or it is no object. Borrowed.
     virtual ClassInfoTable* GetArgClass(int index) const = 0;
+
+    /// Invoke for callers that do not hold the Function themselves.
+    Value CallOn(Object* pTarget, const Value& a1, const Value& a2, const Value& a3, const Value& a4,
+                 const Value& a5);
 
     Type GetType() const { return mType; }
     Value::Type GetRetType() const { return mRetType; }
@@ -65,11 +70,16 @@ protected:
              Value::Type a5);
     Function(const Function& other) = default;
 
+    /// For the constructor of a concrete Function whose Invoke touches nothing of itself once the callable
+    /// runs: calls of it save the reference.
+    void LetCalleesDestroyIt() { mbHeldByCalls = false; }
+
 private:
     Type mType;
     Value::Type mRetType;
     Value::Type mArgTypes[MAX_ARGS];
     int mNumArgs;
+    bool mbHeldByCalls = true;
 };
 
 /// The reports of the concrete functions.

@@ -197,12 +197,17 @@ public:
 } // namespace QBase
 
 // QBASE_OBJECT(Class, Base) declares what every reflected class repeats. It leaves the class private.
-#define QBASE_OBJECT(Class, Base)                                                                            \
+#define QBASE_OBJECT(Class, Base) QBASE_OBJECT_WITH_CONSTRUCT(public, Class, Base)
+
+// The same for a class whose Construct is not for everybody: `Access` is public, protected or private.
+#define QBASE_OBJECT_WITH_CONSTRUCT(Access, Class, Base)                                                     \
+    Access:                                                                                                  \
+    static Class* Construct(const ::QBase::Value& value);                                                    \
+                                                                                                             \
 public:                                                                                                      \
     static const ::QBase::String& ClassName();                                                               \
     static const ::QBase::String& ModuleName();                                                              \
     static ::QBase::ClassInfoTable* ClassTable();                                                            \
-    static Class* Construct(const ::QBase::Value& value);                                                    \
     static void Implement();                                                                                 \
     Class* Clone() override;                                                                                 \
     ::QBase::ClassInfoTable* GetClassTable() const override;                                                 \

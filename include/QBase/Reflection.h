@@ -250,7 +250,9 @@ public:
         : Function(Form::IS_MEMBER ? Function::Member : Function::Static, TypeOf<Result>(),
                    ArgType<Args, 0>(), ArgType<Args, 1>(), ArgType<Args, 2>(), ArgType<Args, 3>(),
                    ArgType<Args, 4>())
-    {}
+    {
+        LetCalleesDestroyIt();
+    }
 
     Value Invoke(Object* pTarget, const Value& a1, const Value& a2, const Value& a3, const Value& a4,
                  const Value& a5) override

@@ -27,7 +27,9 @@ public:
         : Function(Function::Static, Value::TYPE_OBJECT, Value::TYPE_VALUE, Value::TYPE_VOID,
                    Value::TYPE_VOID, Value::TYPE_VOID, Value::TYPE_VOID),
           mpConstruct(pConstruct)
-    {}
+    {
+        LetCalleesDestroyIt();
+    }
 
     Value Invoke(Object*, const Value& a1, const Value&, const Value&, const Value&, const Value&) override
     {

@@ -90,7 +90,7 @@ Ptr<Object> Construct(const String& module, const String& className, const Value
         Error("Global", __LINE__, "Failed to construct '%s.%s'", module.c_str(), className.c_str());
         return nullptr;
     }
-    return pConstruct->Invoke(nullptr, arg, Value::Null, Value::Null, Value::Null, Value::Null).AsObject();
+    return pConstruct->CallOn(nullptr, arg, Value::Null, Value::Null, Value::Null, Value::Null).AsObject();
 }
 
 std::string DescribeClass(const ClassInfoTable* pClassTable)

@@ -345,11 +345,7 @@ Value Object::Call(const String& name, const Value& a1, const Value& a2, const V
               GetClassName().c_str(), name.c_str());
         return Value::Null;
     }
-    if (mpInstanceTable == nullptr) {
-        return pFunction->Invoke(this, a1, a2, a3, a4, a5); // class tables keep their functions
-    }
-    const Ptr<Function> pKept = pFunction; // the call may take it out of the instance table
-    return pFunction->Invoke(this, a1, a2, a3, a4, a5);
+    return pFunction->CallOn(this, a1, a2, a3, a4, a5);
 }
 
 void Object::Destroy(Object* pObject)

@@ -1,11 +1,14 @@
 #include "QBase/Function.h"
 
 #include "QBase/ClassInfoTable.h"
+#include "QBase/Global.h"
 #include "QBase/Property.h"
+#include "QBase/Reflection.h"
 
 #include "Support/CapturedMessages.h"
 #include "Support/Patterns.h"
 #include "Support/Specimen.h"
+#include "Support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,6 +21,56 @@ using testing::EndsWith;
 
 namespace
 {
+
+template <typename C>
+concept CanConstruct = requires
+{
+    C::Construct(Value::Null);
+};
+
+// A class with one function for each type, which answers its argument.
+class Echo : public Object
+{
+    QBASE_OBJECT(Echo, Object)
+
+public:
+    template <typename T>
+    static T Repeat(T value)
+    {
+        return value;
+    }
+
+    template <typename T>
+    static void Add(const char* pName)
+    {
+        AddFunction<&Echo::Repeat<T>>(pName);
+    }
+
+protected:
+    using Object::Object;
+};
+
+QBASE_IMPLEMENT(Test, Echo)
+
+void Echo::Implement()
+{
+    Add<int>("int");
+    Add<float>("float");
+    Add<bool>("bool");
+    Add<String>("String");
+    Add<Object*>("Object");
+    Add<Ptr<List>>("List");
+    Add<Vector2>("Vector2");
+    Add<Vector3>("Vector3");
+    Add<Vector4>("Vector4");
+    Add<Vector2i>("Vector2i");
+    Add<Vector3i>("Vector3i");
+    Add<Vector4i>("Vector4i");
+    Add<Color>("Color");
+    Add<Value>("Value");
+    Add<Specimen::Gear>("Enum");
+    Add<Quaternion>("Quaternion");
+}
 
 // A function that is given its types and what it does.
 class FreeFunction final : public Function
@@ -34,7 +87,15 @@ public:
     ClassInfoTable* GetTargetClass() const override { return nullptr; }
     ClassInfoTable* GetArgClass(int) const override { return nullptr; }
 
+    ~FreeFunction() override
+    {
+        if (mpbDestroyed != nullptr) {
+            *mpbDestroyed = true;
+        }
+    }
+
     std::function<Value(const Value&)> mWork;
+    bool* mpbDestroyed = nullptr;
 };
 
 struct FunctionTest : testing::Test
@@ -82,8 +143,18 @@ TEST_F(FunctionTest, TheKindsHaveFixedNumbers)
 
 TEST_F(FunctionTest, ItsConstructionIsReported)
 {
-    EXPECT_EQ(Function::Construct(Value::Null), nullptr);
+    EXPECT_EQ(Construct("QBase", "Function"), nullptr);
     EXPECT_THAT(mMessages.TakeError(), EndsWith(": Failed to Construct interface class"));
+    static_assert(!CanConstruct<Function>); // only the registry asks for it
+    static_assert(CanConstruct<Property>);
+}
+
+TEST_F(FunctionTest, TheVirtualFunctionsKeepTheirPlaces)
+{
+    const std::ptrdiff_t first = VirtualSlot(&Function::Invoke);
+    EXPECT_EQ(first, VirtualSlot(&Property::GetType)); // the first behind those of Object
+    EXPECT_EQ(VirtualSlot(&Function::GetTargetClass), first + 1);
+    EXPECT_EQ(VirtualSlot(&Function::GetArgClass), first + 2);
 }
 
 TEST_F(FunctionTest, AccessAndReleaseAnswerTheFunction)
@@ -241,6 +312,102 @@ TEST_F(FunctionTest, AnInstanceFunctionIsCalledFirstAndMayRemoveItself)
     mpSpecimen->GetInstanceTable()->Insert("One", pFunction);
     EXPECT_EQ(Call("One", 7).Get<int>(), 42);
     EXPECT_EQ(Call("One", 7).Get<int>(), 7);
+}
+
+TEST_F(FunctionTest, AFunctionOfTheClassMayRemoveItselfToo)
+{
+    const Value::Type v = Value::TYPE_VOID;
+    bool bDestroyed = false;
+    FreeFunction* const pFunction = new FreeFunction(Value::TYPE_VALUE, v, v, v, v);
+    pFunction->mpbDestroyed = &bDestroyed;
+    pFunction->mWork = [&](const Value&) {
+        Specimen::ClassTable()->Remove("Brief");
+        EXPECT_FALSE(bDestroyed);
+        return Value(42);
+    };
+    Specimen::ClassTable()->Insert("Brief", pFunction);
+    EXPECT_EQ(Call("Brief").Get<int>(), 42);
+    EXPECT_TRUE(bDestroyed);
+    EXPECT_EQ(Find("Brief"), nullptr);
+}
+
+TEST_F(FunctionTest, AConstructThatReplacesItselfIsHeldMeanwhile)
+{
+    const Value::Type v = Value::TYPE_VOID;
+    const Ptr<Object> pOld = Echo::ClassTable()->Find("Construct");
+    bool bDestroyed = false;
+    FreeFunction* const pFunction = new FreeFunction(Value::TYPE_VALUE, v, v, v, v);
+    pFunction->mpbDestroyed = &bDestroyed;
+    pFunction->mWork = [&](const Value&) {
+        Echo::ClassTable()->Insert("Construct", pOld);
+        EXPECT_FALSE(bDestroyed);
+        return Value(List::Construct(Value::Null));
+    };
+    Echo::ClassTable()->Insert("Construct", pFunction);
+    EXPECT_TRUE(Construct("Test", "Echo")->IsExactType(List::ClassTable()));
+    EXPECT_TRUE(bDestroyed);
+    EXPECT_TRUE(Construct("Test", "Echo")->IsExactType(Echo::ClassTable()));
+}
+
+TEST_F(FunctionTest, AMemberMayRemoveTheFunctionThatCallsIt)
+{
+    mpSpecimen->AddPropertyValue("x", Value::TYPE_INT);
+    mpSpecimen->GetInstanceTable()->Insert("Hook",
+                                           new Reflect::BoundFunction<Specimen, &Specimen::CallHook>());
+    mpSpecimen->mOnCall = [&](const Value& given) {
+        mpSpecimen->SetInstanceTable(nullptr);
+        return given;
+    };
+    EXPECT_EQ(Call("Hook", "answer").AsString(), String("answer"));
+    EXPECT_EQ(Find("Hook"), nullptr);
+}
+
+TEST_F(FunctionTest, EveryDeclaredTypeAdaptsEveryGivenOne)
+{
+    const Ptr<Echo> pEcho = Echo::Construct(Value::Null);
+    const Ptr<List> pList = List::Construct(Value::Null);
+    const std::vector<Value> given = {Value(),
+                                      Value(3),
+                                      Value(2.5f),
+                                      Value(true),
+                                      Value("text"),
+                                      Value(pList),
+                                      Value(nullptr),
+                                      Value(pEcho),
+                                      Value(Vector2(1.0f, 2.0f)),
+                                      Value(Vector3(1.0f, 2.0f, 3.0f)),
+                                      Value(Vector4(1.0f, 2.0f, 3.0f, 4.0f)),
+                                      Value(Vector2i(1, 2)),
+                                      Value(Vector3i(1, 2, 3)),
+                                      Value(Vector4i(1, 2, 3, 4)),
+                                      Value(Color(1, 2, 3, 4)),
+                                      Value(Specimen::Gear::DOWN),
+                                      Value(Quaternion(1.0f, 2.0f, 3.0f, 4.0f))};
+    const auto check = [&](const char* pDeclared, const Value& value, const Value& expected, bool bReport) {
+        EXPECT_TRUE(pEcho->Call(pDeclared, value) == expected)
+            << "type " << value.GetType() << " given for " << pDeclared;
+        EXPECT_EQ(mMessages.TakeAll().size(), bReport ? 1u : 0u)
+            << "type " << value.GetType() << " given for " << pDeclared;
+    };
+    for (const Value& value : given) {
+        const bool bNothing = value.IsVoid() || value == Value(nullptr);
+        check("int", value, value.Get<int>(), false);
+        check("float", value, value.Get<float>(), false);
+        check("bool", value, value.Get<bool>(), false);
+        check("String", value, value.Get<String>(), false);
+        check("Object", value, value.Get<Object*>(), !bNothing && value.AsObject() == nullptr);
+        check("List", value, value.Get<List*>(), !bNothing && value.Get<List*>() == nullptr);
+        check("Vector2", value, value.Get<Vector2>(), false);
+        check("Vector3", value, value.Get<Vector3>(), false);
+        check("Vector4", value, value.Get<Vector4>(), false);
+        check("Vector2i", value, value.Get<Vector2i>(), false);
+        check("Vector3i", value, value.Get<Vector3i>(), false);
+        check("Vector4i", value, value.Get<Vector4i>(), false);
+        check("Color", value, value.Get<Color>(), false);
+        check("Value", value, value, false);
+        check("Enum", value, value.Get<Specimen::Gear>(), false);
+        check("Quaternion", value, value.Get<Quaternion>(), false);
+    }
 }
 
 TEST_F(FunctionTest, ACalleeMayOverwriteTheArgumentItWasCalledWith)
