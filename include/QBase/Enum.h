@@ -13,6 +13,8 @@
 
 #include "QBase/Object.h"
 
+#include <typeinfo>
+
 namespace QBase
 {
 
@@ -34,5 +36,10 @@ protected:
     explicit EnumInfoObject(const Value& value);
     EnumInfoObject(const EnumInfoObject& other) = default;
 };
+
+/// The names of a C++ enumeration, one object for all modules: what was last set, or null. Held for good;
+/// borrowed.
+QBASE_API void SetEnumInfo(const std::type_info& enumeration, EnumInfoObject* pInfo);
+QBASE_API EnumInfoObject* FindEnumInfo(const std::type_info& enumeration);
 
 } // namespace QBase

@@ -35,8 +35,8 @@
 //
 // Files and scripts may set an enumeration to any number, so it names its underlying type (enum Gear : int):
 // without one, C++ leaves undefined what a number outside the enumerators' range becomes.
-// AddEnum comes before the properties of that enumeration. Its EnumInfoObject stands in the class table
-// under "enum " and the name.
+// One class gives the names of an enumeration with AddEnum; all properties of that enumeration know them,
+// those of other modules too. The EnumInfoObject stands in the class table under "enum " and the name.
 //
 // Threads: registration runs while a library loads, on the thread that loads it.
 
@@ -51,6 +51,7 @@
 #include "QBase/Property.h"
 
 #include <tuple>
+#include <typeinfo>
 #include <utility>
 
 namespace QBase
@@ -311,15 +312,12 @@ private:
     }
 };
 
-// The names of enumeration E, once a class has given them with AddEnum. Held by that class's table.
-template <typename E>
-inline EnumInfoObject* spEnumInfo = nullptr;
-
+// The names of T, if it is an enumeration for which a class of any module has given them with AddEnum.
 template <typename T>
 EnumInfoObject* EnumInfoFor()
 {
     if constexpr (std::is_enum_v<T>) {
-        return spEnumInfo<T>;
+        return FindEnumInfo(typeid(T));
     } else {
         return nullptr;
     }
@@ -616,7 +614,7 @@ public:
             pInfo->InsertEnum(pKey, static_cast<int>(value));
         }
         Add((NarrowString("enum ") + pName).c_str(), pInfo);
-        Reflect::spEnumInfo<E> = pInfo;
+        SetEnumInfo(typeid(E), pInfo);
     }
 
 private:

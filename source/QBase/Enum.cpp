@@ -4,8 +4,23 @@
 #include "QBase/Property.h"
 #include "QBase/Reflection.h"
 
+#include <typeindex>
+#include <unordered_map>
+
 namespace QBase
 {
+
+namespace
+{
+
+// Each module has a type_info of its own for an enumeration; they are equal.
+std::unordered_map<std::type_index, Ptr<EnumInfoObject>>& EnumInfos()
+{
+    static auto& sInfos = *new std::unordered_map<std::type_index, Ptr<EnumInfoObject>>;
+    return sInfos;
+}
+
+} // namespace
 
 QBASE_IMPLEMENT(QBase, EnumInfoObject)
 
@@ -52,6 +67,17 @@ const String& EnumInfoObject::GetKeyFromValue(int value) const
         }
     }
     return String::Null;
+}
+
+void SetEnumInfo(const std::type_info& enumeration, EnumInfoObject* pInfo)
+{
+    EnumInfos()[enumeration] = pInfo;
+}
+
+EnumInfoObject* FindEnumInfo(const std::type_info& enumeration)
+{
+    const auto found = EnumInfos().find(enumeration);
+    return found != EnumInfos().end() ? static_cast<EnumInfoObject*>(found->second) : nullptr;
 }
 
 } // namespace QBase

@@ -1,5 +1,7 @@
 // A module with two classes, the derived one registered first.
 
+#include "Cargo.h"
+
 #include "QBase/Global.h"
 #include "QBase/Reflection.h"
 
@@ -31,6 +33,9 @@ public:
 
 protected:
     using Vessel::Vessel;
+
+private:
+    Cargo mCargo = Cargo::NONE;
 };
 
 QBASE_IMPLEMENT(Harbour, Ferry)
@@ -39,6 +44,8 @@ QBASE_IMPLEMENT(Harbour, Vessel)
 void Ferry::Implement()
 {
     AddFunction<&Ferry::GetDecks>("GetDecks");
+    AddEnum<Cargo>("Cargo", {{"None", Cargo::NONE}, {"Fish", Cargo::FISH}});
+    AddProperty<&Ferry::mCargo>("Cargo");
 }
 
 void Vessel::Implement()

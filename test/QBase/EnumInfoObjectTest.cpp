@@ -58,6 +58,28 @@ TEST_F(EnumInfoObjectTest, TheKeyIsTheOneInTheTable)
                             [&](const auto& node) { return &node.GetKey() == &key; }));
 }
 
+TEST_F(EnumInfoObjectTest, TheValueItIsMadeOfIsIgnored)
+{
+    const Ptr<EnumInfoObject> pInfo = EnumInfoObject::Construct("Red");
+    EXPECT_EQ(pInfo->GetInstanceTable(), nullptr);
+    EXPECT_EQ(pInfo->FindProperty("Red"), nullptr);
+}
+
+TEST_F(EnumInfoObjectTest, AnEnumerationHasTheNamesThatWereSetLast)
+{
+    enum class Local : int
+    {
+    };
+    EXPECT_EQ(FindEnumInfo(typeid(Local)), nullptr);
+    const int count = mpColors->GetReferenceCount();
+    SetEnumInfo(typeid(Local), EnumInfoObject::Construct(Value::Null));
+    SetEnumInfo(typeid(Local), mpColors);
+    EXPECT_EQ(FindEnumInfo(typeid(Local)), static_cast<EnumInfoObject*>(mpColors));
+    EXPECT_EQ(mpColors->GetReferenceCount(), count + 1);
+    SetEnumInfo(typeid(Local), nullptr);
+    EXPECT_EQ(mpColors->GetReferenceCount(), count);
+}
+
 TEST_F(EnumInfoObjectTest, EnumeratorsAreDynamicIntProperties)
 {
     Property* const pGreen = mpColors->FindProperty("Green");
