@@ -12,8 +12,7 @@ namespace
 bool TryLoad(const std::string& directory, const std::string& file, std::string& rErrorText, bool& rbFound)
 {
     const std::string path = directory + file;
-    const bool bExists = !directory.empty() && Platform::FileExists(path.c_str());
-    if (!directory.empty() && !bExists) {
+    if (!directory.empty() && !Platform::FileExists(path.c_str())) {
         return false;
     }
     if (Platform::OpenLibrary(path.c_str()) != nullptr) {
@@ -22,8 +21,8 @@ bool TryLoad(const std::string& directory, const std::string& file, std::string&
     const std::string text = Platform::LastErrorText();
     if (!rbFound) {
         rErrorText = text;
+        rbFound = Platform::WasLibraryFound(path.c_str(), text);
     }
-    rbFound = rbFound || bExists;
     return false;
 }
 

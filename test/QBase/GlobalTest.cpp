@@ -12,6 +12,7 @@
 #include "Support/Paths.h"
 #include "Support/Patterns.h"
 #include "Support/Specimen.h"
+#include "Support/TempFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -222,14 +223,83 @@ TEST(GlobalDeathTest, AModuleBesideTheProgramLoadsFromAnyDirectory)
         testing::ExitedWithCode(0), "");
 }
 
+TEST(GlobalDeathTest, NewModulesAndClassesHaveTheBucketsOfTheDay)
+{
+    EXPECT_EXIT(
+        {
+            g_ModuleTableSize = 7;
+            g_ClassTableSize = 9;
+            Table* const pModule = LoadModule("Harbour");
+            const bool bWorks = pModule != nullptr && pModule->GetTableSize() == 7 &&
+                                static_cast<Table*>(pModule->Find("Ferry"))->GetTableSize() == 9;
+            std::_Exit(bWorks ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(GlobalDeathTest, AnEnumerationThatOneModuleNamesHasItsNamesInEveryOther)
+{
+    EXPECT_EXIT(
+        {
+            LoadModule("Pier");
+            const Ptr<Object> pCrane = Construct("Pier", "Crane");
+            Property* const pCargo = pCrane->FindProperty("Cargo");
+            bool bWorks = pCargo->GetType() == Value::TYPE_ENUM && pCargo->GetEnumInfo() == nullptr;
+            LoadModule("Harbour");
+            EnumInfoObject* const pNames = pCargo->GetEnumInfo();
+            bWorks = bWorks && pNames != nullptr && pNames->GetKeyFromValue(2) == String("Fish") &&
+                     Construct("Harbour", "Ferry")->FindProperty("Cargo")->GetEnumInfo() == pNames;
+            std::_Exit(bWorks ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(GlobalTest, ModulesAreSearchedForInOneOrderAndTheFirstThatIsThereIsReported)
+{
+    namespace fs = std::filesystem;
+    const fs::path binaries = BinaryPath("");
+    if (!fs::exists(binaries / "Harbour_Release.so")) {
+        GTEST_SKIP() << "this system finds its libraries in another way";
+    }
+    // The library stands in a folder of its own and the system comes to it through another.
+    const TempFolder folder;
+    const fs::path root = folder.Path("").c_str();
+    for (const char* const pName : {"program", "library", "system", "work"}) {
+        fs::create_directory(root / pName);
+    }
+    fs::copy_file(binaries / "ModuleLoader", root / "program/ModuleLoader");
+    fs::copy_file(binaries / "libQBase.so.2", root / "library/libQBase.so.2");
+    fs::create_symlink(root / "library/libQBase.so.2", root / "system/libQBase.so.2");
+    const auto load = [&](const char* pName) {
+        return RunProgram("cd " + (root / "work").string() + " && LD_LIBRARY_PATH=" +
+                          (root / "system").string() + " ../program/ModuleLoader " + pName)
+            .mOutput;
+    };
+
+    const std::string folders[] = {"program", "library", "system", "work"};
+    for (const std::string& name : folders) {
+        folder.Write((name + "/Astray_Release.so").c_str(), "no library");
+        folder.Write((name + "/libAstray_Release.so").c_str(), "no library");
+    }
+    for (const std::string& name : folders) {
+        for (const char* const pFile : {"Astray_Release.so", "libAstray_Release.so"}) {
+            const fs::path file = root / name / pFile;
+            EXPECT_THAT(load("Astray"), HasSubstr("Failed to load module 'Astray': " + file.string()));
+            fs::remove(file);
+        }
+    }
+    EXPECT_THAT(load("Astray"), HasSubstr("libAstray_Release.so: cannot open shared object file"));
+
+    fs::copy_file(binaries / "Harbour_Release.so", root / "work/libHarbour_Release.so");
+    EXPECT_THAT(load("Harbour"), EndsWith("Harbour is loaded\n"));
+}
+
 TEST(GlobalTest, TheClassTableOfEveryClassCanBeTheFirstThingAskedFor)
 {
-    for (const char* const pName :
-         {"Object", "Table", "ClassInfoTable", "Property", "ValuePropertyCommon", "ArrayPropertyCommon",
-          "Function", "EnumInfoObject", "TablePath", "List"}) {
-        const Outcome outcome = RunProgram(BinaryPath("ClassTable ") + pName);
-        EXPECT_EQ(outcome.mOutput, "Quirl v.2.1\n") << pName;
-        EXPECT_EQ(outcome.mExitCode, 0) << pName;
+    for (const std::string& name : NamesOf(GetModuleTable()->Find("QBase"))) {
+        const Outcome outcome = RunProgram(BinaryPath("ClassTable ") + name);
+        EXPECT_EQ(outcome.mOutput, "Quirl v.2.1\n") << name;
+        EXPECT_EQ(outcome.mExitCode, 0) << name;
     }
 }
 

@@ -51,6 +51,10 @@ void* FindSymbol(void* pLibrary, const char* pName);
 /// anything else, since reporting may load or look up things too.
 std::string LastErrorText();
 
+/// Whether the library that OpenLibrary has just refused to load is there at all. `errorText` is what
+/// LastErrorText said.
+bool WasLibraryFound(const char* pPath, const std::string& errorText);
+
 /// What stands before and behind a module's name in the name of its library file ("lib", ".so").
 /// A file without the prefix is tried first.
 const char* LibraryPrefix();

@@ -127,6 +127,14 @@ std::string LastErrorText()
     return pText ? pText : "";
 }
 
+// Where the loader searched for a bare name, nobody else knows. It speaks of a file that it found by the
+// path it found it at, and by the bare name only of one that it found nowhere.
+bool WasLibraryFound(const char* pPath, const std::string& errorText)
+{
+    const std::string path = pPath;
+    return path.find('/') != std::string::npos ? FileExists(pPath) : errorText.rfind(path + ":", 0) != 0;
+}
+
 const char* LibraryPrefix()
 {
     return "lib";

@@ -211,6 +211,12 @@ std::string LastErrorText()
     return ToNarrow(text);
 }
 
+bool WasLibraryFound(const char* pPath, const std::string&)
+{
+    return FileExists(pPath) ||
+           SearchPathW(nullptr, ToWide(pPath).c_str(), nullptr, 0, nullptr, nullptr) != 0;
+}
+
 const char* LibraryPrefix()
 {
     return "";
