@@ -1,10 +1,8 @@
 #include "QBase/List.h"
 
+#include "QBase/ContainerExecution.h"
 #include "QBase/Error.h"
-#include "QBase/ExecutionScope.h"
 #include "QBase/Reflection.h"
-
-#include <vector>
 
 namespace QBase
 {
@@ -104,20 +102,7 @@ void List::Clear()
 
 void List::Execute(const Value& value)
 {
-    const ExecutionScope scope(this);
-    if (!scope.IsFirst()) {
-        return;
-    }
-    const KeepAlive keepThis(this);
-    std::vector<Ptr<Object>> objects; // the elements as they stand now, whatever the calls do to the list
-    for (const Ptr<Object>& pObject : mObjects) {
-        if (pObject != nullptr) {
-            objects.push_back(pObject);
-        }
-    }
-    for (const Ptr<Object>& pObject : objects) {
-        pObject->Execute(value);
-    }
+    ContainerExecution(value).Run(this);
 }
 
 } // namespace QBase

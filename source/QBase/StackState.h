@@ -8,12 +8,12 @@
 namespace QBase
 {
 
-class ExecutionScope;
+class ContainerExecution;
 class Object;
 
 struct StackState
 {
-    ExecutionScope* mpInnermostScope = nullptr;
+    ContainerExecution* mpInnermostExecution = nullptr;
     std::vector<Object*>* mpWaitingObjects = nullptr; // for their destruction; made on demand
     int mDestructionDepth = 0;
     unsigned mRunningHandlers = 0; // one bit for each of Info and Error

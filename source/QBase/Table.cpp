@@ -1,13 +1,11 @@
 #include "QBase/Table.h"
 
 #include "QBase/ClassInfoTable.h"
+#include "QBase/ContainerExecution.h"
 #include "QBase/Error.h"
-#include "QBase/ExecutionScope.h"
 #include "QBase/Global.h"
 #include "QBase/Reflection.h"
 #include "QBase/TablePath.h"
-
-#include <vector>
 
 namespace QBase
 {
@@ -129,20 +127,7 @@ void Table::Clear()
 
 void Table::Execute(const Value& value)
 {
-    const ExecutionScope scope(this);
-    if (!scope.IsFirst()) {
-        return;
-    }
-    const KeepAlive keepThis(this);
-    std::vector<Ptr<Object>> objects; // the entries as they stand now, whatever the calls do to the table
-    for (const auto& node : mTable) {
-        if (node.GetValue() != nullptr) {
-            objects.push_back(node.GetValue());
-        }
-    }
-    for (const Ptr<Object>& pObject : objects) {
-        pObject->Execute(value);
-    }
+    ContainerExecution(value).Run(this);
 }
 
 // Comes before the change, because the change itself runs destructors.

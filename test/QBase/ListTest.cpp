@@ -1,8 +1,10 @@
 #include "QBase/List.h"
 
 #include "QBase/Function.h"
+#include "QBase/Table.h"
 
 #include "Support/CapturedMessages.h"
+#include "Support/SmallStack.h"
 #include "Support/Specimen.h"
 
 #include <gmock/gmock.h>
@@ -180,6 +182,62 @@ TEST_F(ListTest, AListThatContainsItselfExecutesOnce)
     mpList->Execute(Value::Null);
     EXPECT_THAT(mSpoken, ElementsAre("once"));
     mpList->Clear();
+}
+
+TEST_F(ListTest, AListWithinAListExecutesInItsPlace)
+{
+    const Ptr<List> pInner = List::Construct(Value::Null);
+    const Ptr<Table> pInnermost = Table::Construct(Value::Null);
+    pInnermost->Insert("name", MakeSpeaker("second"));
+    pInner->Insert(pInnermost);
+    pInner->Insert(MakeSpeaker("third"));
+    pInner->Insert(List::Construct(Value::Null));
+    mpList->Insert(MakeSpeaker("first"));
+    mpList->Insert(pInner);
+    mpList->Insert(MakeSpeaker("fourth"));
+    mpList->Insert(pInner);
+    mpList->Execute(Value::Null);
+    EXPECT_THAT(mSpoken, ElementsAre("first", "second", "third", "fourth", "second", "third"));
+}
+
+TEST_F(ListTest, AMillionListsWithinEachOtherExecuteOnASmallStack)
+{
+    Ptr<Object> pOutermost = MakeSpeaker("deep");
+    for (int i = 0; i < 1000000; ++i) {
+        const Ptr<List> pList = List::Construct(Value::Null);
+        pList->Insert(pOutermost);
+        pOutermost = pList;
+    }
+    RunOnSmallStack(256 * 1024, [&] { pOutermost->Execute(Value::Null); });
+    EXPECT_THAT(mSpoken, ElementsAre("deep"));
+}
+
+TEST_F(ListTest, EveryElementIsGivenTheSameValue)
+{
+    Value value = "!";
+    Specimen* const pMeddler = Specimen::Make();
+    pMeddler->mOnExecute = [&](const Value&) { value = 5; };
+    mpList->Insert(pMeddler);
+    mpList->Insert(MakeSpeaker("next"));
+    mpList->Execute(value);
+    EXPECT_THAT(mSpoken, ElementsAre("next!"));
+}
+
+TEST_F(ListTest, AnElementMayExecuteItsListAndOthers)
+{
+    const Ptr<List> pOther = List::Construct(Value::Null);
+    pOther->Insert(MakeSpeaker("other"));
+    Specimen* const pCaller = Specimen::Make();
+    pCaller->mOnExecute = [&](const Value& given) {
+        mpList->Execute(given); // is executing already
+        pOther->Execute(given);
+        mSpoken.push_back("caller");
+    };
+    pOther->Insert(mpList);
+    mpList->Insert(pCaller);
+    mpList->Execute(Value::Null);
+    EXPECT_THAT(mSpoken, ElementsAre("other", "caller"));
+    pOther->Clear();
 }
 
 TEST_F(ListTest, AnElementMayRemoveItselfWhileTheListExecutes)
