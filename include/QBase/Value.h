@@ -104,6 +104,7 @@ public:
     template <typename E>
     requires std::is_enum_v<E> Value(E value) : Value(OfType{TYPE_ENUM})
     {
+        static_assert(sizeof(E) <= sizeof(std::int32_t), "A Value carries enumerations of at most 32 bits");
         StorePlain(static_cast<std::int32_t>(value));
     }
 
@@ -435,7 +436,7 @@ template <typename E>
 requires std::is_enum_v<E>
 struct ValueTraits<E>
 {
-    static constexpr bool IS_PAYLOAD = true;
+    static constexpr bool IS_PAYLOAD = sizeof(E) <= sizeof(std::int32_t);
     static constexpr Value::Type TYPE = Value::TYPE_ENUM;
     static E Get(const Value& value) { return static_cast<E>(value.Get<int>()); }
     static Value Make(E value) { return Value(value); }

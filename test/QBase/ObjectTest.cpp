@@ -3,6 +3,7 @@
 #include "QBase/ClassInfoTable.h"
 #include "QBase/DynamicProperty.h"
 #include "QBase/Enum.h"
+#include "QBase/Global.h"
 #include "QBase/List.h"
 #include "QBase/Memory.h"
 #include "QBase/Property.h"
@@ -10,12 +11,14 @@
 #include "Support/CapturedMessages.h"
 #include "Support/SmallStack.h"
 #include "Support/Specimen.h"
+#include "Support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <barrier>
+#include <cstring>
 #include <thread>
 #include <vector>
 
@@ -91,6 +94,31 @@ TEST(ObjectTest, ANewObjectHasCountZeroAndNoInstanceTable)
     EXPECT_EQ(pObject->GetInstanceTable(), nullptr);
     EXPECT_EQ(pObject->GetInstanceOrClassTable(), Object::ClassTable());
     delete pObject;
+}
+
+TEST(ObjectTest, InstanceTableAndCountStandInFrontOfEveryClassesOwnMembers)
+{
+    const Ptr<Object> pObject = Object::Construct(Value::Null);
+    pObject->AddPropertyValue("x", Value::TYPE_INT);
+    const Ptr<Object> pSecond = pObject;
+    const auto* const pBytes = reinterpret_cast<const unsigned char*>(static_cast<Object*>(pObject));
+    const void* pTable = nullptr;
+    int count = 0;
+    std::memcpy(&pTable, pBytes + sizeof(void*), sizeof(pTable)); // behind the virtual functions
+    std::memcpy(&count, pBytes + 2 * sizeof(void*), sizeof(count));
+    EXPECT_EQ(pTable, pObject->GetInstanceTable());
+    EXPECT_EQ(count, 2);
+}
+
+TEST(ObjectTest, TheVirtualFunctionsKeepTheirPlaces)
+{
+    EXPECT_EQ(VirtualSlot(&Object::Clone), 0);
+    EXPECT_EQ(VirtualSlot(&Object::Copy), 1);
+    EXPECT_EQ(VirtualSlot(&Object::CopyTo), 2);
+    EXPECT_EQ(VirtualSlot(&Object::GetClassTable), 3);
+    EXPECT_EQ(VirtualSlot(&Object::GetClassName), 4);
+    EXPECT_EQ(VirtualSlot(&Object::GetModuleName), 5);
+    EXPECT_EQ(VirtualSlot(&Object::Execute), 6);
 }
 
 TEST(ObjectTest, ReleaseAnswersTheObjectUntilTheLastReferenceGoes)
@@ -440,6 +468,15 @@ TEST(ObjectTest, TypeTestsWalkTheClassAndItsBases)
     EXPECT_FALSE(pList->IsDerivedType(nullptr));
     const Ptr<Object> pObject = Object::Construct(Value::Null);
     EXPECT_TRUE(pObject->IsExactType(Object::ClassTable()));
+}
+
+TEST(ObjectTest, AnInstanceTableHasTheNumberOfBucketsOfItsDay)
+{
+    g_InstanceTableSize = 5;
+    const Ptr<Object> pObject = Object::Construct(Value::Null);
+    pObject->AddPropertyValue("x", Value::TYPE_INT);
+    g_InstanceTableSize = 31;
+    EXPECT_EQ(pObject->GetInstanceTable()->GetTableSize(), 5);
 }
 
 TEST(ObjectTest, TheInstanceTableTakesNoPartInTypeTests)

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 using namespace QBase;
 
 TEST(PropertyHandleTest, OnlyAHandleWithObjectAndPropertyIsValid)
@@ -28,6 +30,17 @@ TEST(PropertyHandleTest, AHandleHoldsNothing)
     EXPECT_EQ(pInt->GetReferenceCount(), count);
     EXPECT_EQ(handle.GetOwner(), static_cast<Object*>(pSpecimen));
     EXPECT_EQ(handle.GetProperty(), pInt);
+}
+
+TEST(PropertyHandleTest, AHandleIsTheObjectAndThenTheProperty)
+{
+    const Ptr<Specimen> pSpecimen = Specimen::Make();
+    const PropertyHandle handle = pSpecimen->GetPropertyHandle("Int");
+    void* fields[2] = {};
+    static_assert(sizeof(fields) == sizeof(handle));
+    std::memcpy(fields, &handle, sizeof(fields));
+    EXPECT_EQ(fields[0], static_cast<Object*>(pSpecimen));
+    EXPECT_EQ(fields[1], pSpecimen->FindProperty("Int"));
 }
 
 TEST(PropertyHandleTest, EveryOperationReachesTheProperty)

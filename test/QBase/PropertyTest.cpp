@@ -7,6 +7,7 @@
 #include "Support/CapturedMessages.h"
 #include "Support/Patterns.h"
 #include "Support/Specimen.h"
+#include "Support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -43,6 +44,27 @@ TEST_F(PropertyTest, TheAbstractClassesReportTheirConstruction)
     EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to Construct interface class"));
     EXPECT_EQ(ArrayPropertyCommon::Construct(Value::Null), nullptr);
     EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to Construct interface class"));
+}
+
+TEST_F(PropertyTest, TheVirtualFunctionsKeepTheirPlaces)
+{
+    const std::ptrdiff_t first = VirtualSlot(&Property::GetType);
+    EXPECT_GT(first, VirtualSlot(&Object::Execute));
+    EXPECT_EQ(VirtualSlot(&Property::IsArray), first + 1);
+    EXPECT_EQ(VirtualSlot(&Property::IsExcluded), first + 2);
+    EXPECT_EQ(VirtualSlot(&Property::IsDynamic), first + 3);
+    EXPECT_EQ(VirtualSlot(&Property::GetEnumInfo), first + 4);
+    EXPECT_EQ(VirtualSlot(&Property::Get), first + 5);
+    EXPECT_EQ(VirtualSlot(&Property::Set), first + 6);
+    EXPECT_EQ(VirtualSlot(&Property::Insert), first + 7);
+    EXPECT_EQ(VirtualSlot(&Property::InsertAt), first + 8);
+    EXPECT_EQ(VirtualSlot(&Property::Remove), first + 9);
+    EXPECT_EQ(VirtualSlot(&Property::RemoveAt), first + 10);
+    EXPECT_EQ(VirtualSlot(&Property::Find), first + 11);
+    EXPECT_EQ(VirtualSlot(&Property::SetAt), first + 12);
+    EXPECT_EQ(VirtualSlot(&Property::GetAt), first + 13);
+    EXPECT_EQ(VirtualSlot(&Property::Clear), first + 14);
+    EXPECT_EQ(VirtualSlot(&Property::GetSize), first + 15);
 }
 
 TEST_F(PropertyTest, ASingleValueReportsEveryArrayOperationAndAnswersNeutrally)

@@ -1,13 +1,16 @@
 #include "QBase/StringConverter.h"
 
+#include "Support/ChildProcess.h"
+#include "Support/Paths.h"
+#include "Support/TempFolder.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <clocale>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <random>
 #include <string>
@@ -292,21 +295,32 @@ TEST(StringConverterTest, ColorReadsAsStrtoulDoesAndNeverFails)
 
 TEST(StringConverterTest, TheLocaleChangesNothing)
 {
-    struct CommaLocale
-    {
-        CommaLocale()
-        {
-            for (const char* pName : {"de_DE.UTF-8", "fr_FR.UTF-8", "de_DE", "German"}) {
-                mbSet = mbSet || std::setlocale(LC_ALL, pName) != nullptr;
-            }
-        }
-        ~CommaLocale() { std::setlocale(LC_ALL, "C"); }
-        bool mbSet = false;
-    } locale;
+    // A locale whose numbers have a decimal comma, since the system may have none installed: magic, number of
+    // fields, offset of each field, then the fields (decimal point, separator, grouping, the first two as
+    // wide characters, code set).
+    const TempFolder folder;
+    const std::uint32_t header[] = {0x20031114, 6, 32, 34, 36, 40, 44, 48};
+    const std::uint32_t wide[] = {',', '.'};
+    std::string bytes(reinterpret_cast<const char*>(header), sizeof(header));
+    bytes += std::string(",\0.\0\3\0\0\0", 8);
+    bytes.append(reinterpret_cast<const char*>(wide), sizeof(wide));
+    bytes += std::string("UTF-8\0", 6);
+    std::filesystem::create_directory(folder.Path("comma").c_str());
+    folder.Write("comma/LC_NUMERIC", bytes);
+    const bool bKnowsSuchFiles = std::filesystem::exists(BinaryPath("Harbour_Release.so"));
+    const std::string place = bKnowsSuchFiles ? std::string("LOCPATH=") + folder.Path("").c_str() + " " : "";
 
-    EXPECT_EQ(TextOf(Vector2(1.5f, 0.25f)), "1.5 0.25");
-    EXPECT_EQ(TextOf(1.5f), "1.5");
-    EXPECT_EQ(ValueOf<Vector2>("3,4"), Vector2(3, 4));
-    EXPECT_EQ(ValueOf<Vector2>("1.5,2.5"), Vector2(1.5f, 2.5f));
-    EXPECT_EQ(ValueOf<float>("1.5"), 1.5f);
+    const std::string output = RunProgram(place + BinaryPath("CommaLocale")).mOutput;
+
+    if (!bKnowsSuchFiles && output.find("no locale") != std::string::npos) {
+        GTEST_SKIP() << "no locale with a decimal comma is installed";
+    }
+    EXPECT_THAT(output, testing::EndsWith("\n1,5\n" // the C library's
+                                          "1.5 0.25\n"
+                                          "1.5 0.25 -0.5 0.1\n"
+                                          "1.5\n"
+                                          "1234567\n"
+                                          "3 4\n"
+                                          "1.5 2.5\n"
+                                          "1.5\n"));
 }

@@ -8,9 +8,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 #include <utility>
+#include <vector>
 
 using namespace QBase;
 
@@ -118,6 +121,47 @@ TEST(ValueTest, EveryPayloadTypeConstructsItsOwnCode)
         codes.push_back(value.GetType());
     }
     EXPECT_THAT(codes, testing::ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 14, 15));
+}
+
+TEST(ValueTest, TheTypeCodeStandsBehindTheSixteenBytesOfThePayload)
+{
+    static_assert(Value::PAYLOAD_SIZE == 16 && std::is_standard_layout_v<Value>);
+    Ptr<List> pList = List::Construct(Value::Null);
+    for (const Value& value : OneOfEach(pList)) {
+        EXPECT_EQ(static_cast<const void*>(ValueBits::GetPayload(value)), static_cast<const void*>(&value));
+        std::int32_t code = -1;
+        std::memcpy(&code, ValueBits::GetPayload(value) + 16, sizeof(code));
+        EXPECT_EQ(code, value.GetType());
+    }
+}
+
+TEST(ValueTest, PayloadsFillTheFirstBytesAndTheRestIsZero)
+{
+    const struct
+    {
+        Value mValue;
+        unsigned char mBytes[16];
+    } expected[] = {
+        {Value(), {}},
+        {Value(0x04030201), {1, 2, 3, 4}},
+        {Value(1.0f), {0x00, 0x00, 0x80, 0x3F}},
+        {Value(true), {1}},
+        {Value(Vector2(1.0f, 2.0f)), {0x00, 0x00, 0x80, 0x3F, 0x00, 0x00, 0x00, 0x40}},
+        {Value(Vector3(1.0f, 0.0f, 2.0f)), {0x00, 0x00, 0x80, 0x3F, 0, 0, 0, 0, 0x00, 0x00, 0x00, 0x40}},
+        {Value(Vector4(0.0f, 0.0f, 0.0f, 1.0f)),
+         {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x00, 0x00, 0x80, 0x3F}},
+        {Value(Vector2i(1, -1)), {1, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF}},
+        {Value(Vector3i(1, 2, 3)), {1, 0, 0, 0, 2, 0, 0, 0, 3}},
+        {Value(Vector4i(1, 2, 3, 4)), {1, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4}},
+        {Value(Color(1, 2, 3, 4)), {1, 2, 3, 4}},
+        {Value(PLAIN_SEVEN), {7}},
+        {Value(Quaternion(1.0f, 0.0f, 0.0f, 2.0f)),
+         {0x00, 0x00, 0x80, 0x3F, 0, 0, 0, 0, 0, 0, 0, 0, 0x00, 0x00, 0x00, 0x40}},
+    };
+    for (const auto& each : expected) {
+        EXPECT_EQ(std::memcmp(ValueBits::GetPayload(each.mValue), each.mBytes, 16), 0)
+            << "type " << each.mValue.GetType();
+    }
 }
 
 TEST(ValueTest, NumbersOfAnyWidthBecomeTheNearestIntOrFloat)

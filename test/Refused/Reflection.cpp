@@ -25,6 +25,9 @@ public:
     std::string mText;
     Array<std::string> mTexts;
     int mInt = 0;
+    enum class Wide : long long
+    {
+    } mWide{};
 
 protected:
     explicit Refused(const Value& value) : Object(value) {}
@@ -60,6 +63,12 @@ void Refused::Implement()
 #elif defined(FOREIGN_MEMBER)
     // A property is over a member whose type no Value can carry
     AddProperty<&Refused::mText>("Text");
+#elif defined(WIDE_ENUMERATION)
+    // A property is over a member whose type no Value can carry
+    AddProperty<&Refused::mWide>("Wide");
+#elif defined(WIDE_ENUMERATOR)
+    // A Value carries enumerations of at most 32 bits
+    const Value value = Wide();
 #elif defined(FOREIGN_ELEMENTS)
     // An array property has elements whose type no Value can carry
     AddProperty<&Refused::mTexts>("Texts");
