@@ -7,7 +7,9 @@
 //     Value scene = pSerializer->Deserialize(pFile);
 //
 // A graph may stand anywhere in a file: saving and loading begin at the file's position, and after loading
-// the position is behind the graph's last byte. Saving takes two writes, loading two reads.
+// the position is behind the graph's last byte (after a load that failed it is anywhere). Saving takes two
+// writes. Loading reads block by block and little beyond the graph, so a file of many graphs costs no more
+// than its size.
 //
 // Threads: driven by one thread at a time, and the graph is to stand still meanwhile.
 

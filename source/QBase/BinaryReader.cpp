@@ -31,11 +31,7 @@ Value BinaryReader::Read()
 {
     int textCount = 0;
     int objectCount = 0;
-    if (!mBytes.ReadInt(textCount) || !mBytes.ReadInt(objectCount)) {
-        FailShort();
-        return Value();
-    }
-    if (!ReadTexts(textCount) || !ReadObjects(objectCount)) {
+    if (!ReadCounts(textCount, objectCount) || !ReadTexts(textCount) || !ReadObjects(objectCount)) {
         return Value();
     }
     if (mGraph.GetSize() == 0) {
@@ -47,14 +43,23 @@ Value BinaryReader::Read()
             return Value();
         }
     }
+    mBytes.Finish();
     return mGraph.HandOver();
+}
+
+bool BinaryReader::ReadCounts(int& rTextCount, int& rObjectCount)
+{
+    if (mBytes.GetRemaining() < 2 * sizeof(std::int32_t)) {
+        return FailShort();
+    }
+    if (!mBytes.ReadCount(rTextCount, TEXT_SIZE)) {
+        return Fail("invalid string count");
+    }
+    return mBytes.ReadCount(rObjectCount, OBJECT_SIZE) || Fail("invalid object count");
 }
 
 bool BinaryReader::ReadTexts(int count)
 {
-    if (count < 0 || static_cast<std::size_t>(count) > mBytes.GetRemaining() / TEXT_SIZE) {
-        return Fail("invalid string count");
-    }
     mTexts.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         int size = 0;
@@ -65,8 +70,10 @@ bool BinaryReader::ReadTexts(int count)
             mTexts.push_back(String::Null);
             continue;
         }
-        unsigned char* const pText = mpBytes + mBytes.GetPosition();
-        mBytes.Take(static_cast<std::size_t>(size));
+        unsigned char* const pText = mBytes.Take(static_cast<std::size_t>(size));
+        if (pText == nullptr) {
+            return FailShort();
+        }
         if (std::memchr(pText, 0, static_cast<std::size_t>(size)) != nullptr) {
             return Fail("a string holds a zero byte");
         }
@@ -81,8 +88,8 @@ bool BinaryReader::ReadTexts(int count)
 
 bool BinaryReader::ReadObjects(int count)
 {
-    if (count < 0 || static_cast<std::size_t>(count) > mBytes.GetRemaining() / OBJECT_SIZE) {
-        return Fail("invalid object count");
+    if (static_cast<std::size_t>(count) > mBytes.GetRemaining() / OBJECT_SIZE) {
+        return Fail("invalid object count"); // now that the texts are known
     }
     mRecords.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
@@ -228,7 +235,7 @@ bool BinaryReader::ReadChild(Object* pObject, const LoadedClass& loadedClass)
     return true;
 }
 
-bool BinaryReader::ReadText(ByteReader&, Value& rText)
+bool BinaryReader::ReadText(FileBytes&, Value& rText)
 {
     int index = 0;
     if (!ReadTextIndex(index)) {
@@ -238,7 +245,7 @@ bool BinaryReader::ReadText(ByteReader&, Value& rText)
     return true;
 }
 
-bool BinaryReader::ReadObject(ByteReader& rBytes, Value& rObject)
+bool BinaryReader::ReadObject(FileBytes& rBytes, Value& rObject)
 {
     int index = 0;
     if (!rBytes.ReadInt(index)) {

@@ -1,8 +1,7 @@
 // BinaryReader rebuilds an object graph from the bytes that follow the header of a binary file.
 //
-//     BinaryReader reader(pBytes, size, filename);
+//     BinaryReader reader(pFile);    // behind the header
 //     Value root = reader.Read();    // void after a report; once
-//     reader.GetRemaining();         // bytes behind the graph
 //
 // It trusts nothing that it reads: counts are held against the bytes left, indices against their tables.
 
@@ -10,6 +9,8 @@
 
 #include "QBase/BuiltGraph.h"
 #include "QBase/ClassInfoTable.h"
+#include "QBase/File.h"
+#include "QBase/FileBytes.h"
 #include "QBase/Function.h"
 #include "QBase/PositionIndex.h"
 #include "QBase/Property.h"
@@ -25,19 +26,15 @@ class StoredProperty;
 class BinaryReader
 {
 public:
-    /// The bytes stay the caller's, with one to spare behind them. They are written to while reading, and
-    /// put back.
-    BinaryReader(unsigned char* pBytes, std::size_t size, const String& filename)
-        : mpBytes(pBytes), mBytes(pBytes, size), mFilename(filename)
-    {}
+    /// The file stays the caller's.
+    explicit BinaryReader(File* pFile) : mBytes(pFile), mFilename(pFile->GetFilename()) {}
 
+    /// Leaves the file behind the last byte of the graph; anywhere after a failure.
     Value Read();
-    std::size_t GetRemaining() const { return mBytes.GetRemaining(); }
 
 private:
-    template <typename References>
-    friend bool ValueBytes::Read(ByteReader& rBytes, Value::Type type, Value& rValue,
-                                 References& rReferences);
+    template <typename Source, typename References>
+    friend bool ValueBytes::Read(Source& rBytes, Value::Type type, Value& rValue, References& rReferences);
 
     // A class as the file names it.
     struct StoredClass
@@ -79,14 +76,15 @@ private:
         bool mbDynamic;
     };
 
+    bool ReadCounts(int& rTextCount, int& rObjectCount);
     bool ReadTexts(int count);
     bool ReadObjects(int count);
     bool ReadContents();
     bool ReadProperty(Object* pObject, LoadedClass& rClass, int place);
     bool ReadArray(Object* pObject, const PropertyRecord& record, Property* pProperty);
     bool ReadChild(Object* pObject, const LoadedClass& loadedClass);
-    bool ReadText(ByteReader& rBytes, Value& rText);
-    bool ReadObject(ByteReader& rBytes, Value& rObject);
+    bool ReadText(FileBytes& rBytes, Value& rText);
+    bool ReadObject(FileBytes& rBytes, Value& rObject);
     bool ReadTextIndex(int& rIndex);
 
     Ptr<Object> ConstructObject(int moduleIndex, int nameIndex);
@@ -102,8 +100,7 @@ private:
     bool Fail(const char* pWhat) const;
     bool FailShort() const { return Fail("unexpected end of file"); }
 
-    unsigned char* mpBytes;
-    ByteReader mBytes;
+    FileBytes mBytes;
     String mFilename;
     std::vector<String> mTexts;
     std::vector<ObjectRecord> mRecords;

@@ -73,19 +73,8 @@ Value Load(File* pFile)
     if (!ReadHeader(pFile)) {
         return Value();
     }
-    const int size = pFile->BytesAvailable();
-    // One byte more, so that the last text of the table has room for a terminator.
-    const std::unique_ptr<unsigned char[]> pBytes(
-        new unsigned char[static_cast<std::size_t>(size > 0 ? size : 0) + 1]);
-    if (size > 0 && pFile->Read(pBytes.get(), size) != size) {
-        return Value();
-    }
-    BinaryReader reader(pBytes.get(), static_cast<std::size_t>(size > 0 ? size : 0), pFile->GetFilename());
-    const Value root = reader.Read();
-    if (!root.IsVoid() && reader.GetRemaining() > 0) {
-        pFile->SeekCurrent(-static_cast<int>(reader.GetRemaining()));
-    }
-    return root;
+    BinaryReader reader(pFile);
+    return reader.Read();
 }
 
 } // namespace

@@ -7,8 +7,8 @@
 //     {
 //         void WriteText(ByteBuffer& rBytes, Value&& text);
 //         void WriteObject(ByteBuffer& rBytes, Value&& object);
-//         bool ReadText(ByteReader& rBytes, Value& rText);     // false, after a report, on bad bytes
-//         bool ReadObject(ByteReader& rBytes, Value& rObject);
+//         bool ReadText(Source& rBytes, Value& rText); // Source is ByteReader or another ByteSource
+//         bool ReadObject(Source& rBytes, Value& rObject); // false, after a report, on bad bytes
 //     };
 //
 //     ValueBytes::Write(bytes, Value(7), references);
@@ -28,9 +28,44 @@
 namespace QBase
 {
 
+// What is read from bytes, wherever they come from. A Source offers Take, GetRemaining and PutBack.
+template <typename Source>
+class ByteSource
+{
+public:
+    bool ReadByte(unsigned char& rByte)
+    {
+        const unsigned char* const p = GetSource().Take(1);
+        if (p == nullptr) {
+            return false;
+        }
+        rByte = *p;
+        return true;
+    }
+
+    bool ReadInt(std::int32_t& rValue);
+
+    /// A count of things of at least `size` bytes each: false, and back in front of it, for one that the
+    /// bytes left cannot hold.
+    bool ReadCount(std::int32_t& rCount, std::size_t size)
+    {
+        if (!ReadInt(rCount)) {
+            return false;
+        }
+        if (rCount < 0 || static_cast<std::size_t>(rCount) > GetSource().GetRemaining() / size) {
+            GetSource().PutBack(sizeof(rCount));
+            return false;
+        }
+        return true;
+    }
+
+private:
+    Source& GetSource() { return static_cast<Source&>(*this); }
+};
+
 // ByteReader walks over bytes that somebody else owns. Each operation answers false, and stays where it is,
 // when there are not enough bytes.
-class ByteReader
+class ByteReader : public ByteSource<ByteReader>
 {
 public:
     ByteReader(const unsigned char* pBytes, std::size_t size)
@@ -51,23 +86,8 @@ public:
         return pBytes;
     }
 
-    bool ReadByte(unsigned char& rByte)
-    {
-        const unsigned char* const p = Take(1);
-        if (p == nullptr) {
-            return false;
-        }
-        rByte = *p;
-        return true;
-    }
-
-    bool ReadInt(std::int32_t& rValue);
-
-    /// A count of things of at least `size` bytes each: false for one that the bytes left cannot hold.
-    bool ReadCount(std::int32_t& rCount, std::size_t size)
-    {
-        return ReadInt(rCount) && rCount >= 0 && static_cast<std::size_t>(rCount) <= GetRemaining() / size;
-    }
+    /// Goes back by `size` bytes, which were taken just before.
+    void PutBack(std::size_t size) { mpNext -= size; }
 
 private:
     const unsigned char* mpBegin;
@@ -152,8 +172,8 @@ void Write(ByteBuffer& rBytes, Value&& value, References& rReferences)
 }
 
 /// Reads a value of a storable type. False when there are not enough bytes, or the References say so.
-template <typename References>
-bool Read(ByteReader& rBytes, Value::Type type, Value& rValue, References& rReferences)
+template <typename Source, typename References>
+bool Read(Source& rBytes, Value::Type type, Value& rValue, References& rReferences)
 {
     if (type == Value::TYPE_OBJECT) {
         return rReferences.ReadObject(rBytes, rValue);
@@ -178,9 +198,10 @@ bool Read(ByteReader& rBytes, Value::Type type, Value& rValue, References& rRefe
 
 } // namespace ValueBytes
 
-inline bool ByteReader::ReadInt(std::int32_t& rValue)
+template <typename Source>
+bool ByteSource<Source>::ReadInt(std::int32_t& rValue)
 {
-    const unsigned char* const p = Take(4);
+    const unsigned char* const p = GetSource().Take(4);
     if (p == nullptr) {
         return false;
     }

@@ -12,6 +12,7 @@
 
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -90,6 +91,41 @@ std::string PairWith(int numProperties, const std::string& records, int numChild
 }
 
 const std::string NUMBER_IS_7 = Int(2) + Bytes("04" /* int */) + Int(7);
+
+Ptr<List> ListOfPairs(int size)
+{
+    Ptr<List> pList = List::Construct(Value::Null);
+    for (int i = 0; i < size; ++i) {
+        const Ptr<Pair> pPair = Pair::Construct(Value::Null);
+        pPair->mNumber = i;
+        pList->Insert(pPair);
+    }
+    return pList;
+}
+
+// Notes how it is used.
+class CountingFile : public MemoryFile
+{
+public:
+    CountingFile() : MemoryFile(Value::Null) { Open("counted", MODE_READ | MODE_WRITE); }
+
+    int Read(void* pData, int count) override
+    {
+        mReads.push_back(count);
+        return MemoryFile::Read(pData, count);
+    }
+
+    int Write(const void* pData, int count) override
+    {
+        mWrites.push_back(count);
+        return MemoryFile::Write(pData, count);
+    }
+
+    long long CountBytesRead() const { return std::accumulate(mReads.begin(), mReads.end(), 0LL); }
+
+    std::vector<int> mReads;
+    std::vector<int> mWrites;
+};
 
 // Two Pairs that refer to each other, the second with a dynamic text.
 struct TwoPairs
@@ -309,27 +345,9 @@ TEST(BinarySerializerTest, SerializeAndDeserializeCanBeCalledByName)
     EXPECT_EQ(loaded.AsObject()->GetClassTable(), Object::ClassTable());
 }
 
-TEST(BinarySerializerTest, SavingTakesTwoWritesAndLoadingTwoReads)
+TEST(BinarySerializerTest, SavingTakesTwoWritesAndLoadingASmallGraphTwoReads)
 {
-    class CountingFile : public MemoryFile
-    {
-    public:
-        CountingFile() : MemoryFile(Value::Null) {}
-        int Read(void* pData, int count) override
-        {
-            mReads.push_back(count);
-            return MemoryFile::Read(pData, count);
-        }
-        int Write(const void* pData, int count) override
-        {
-            mWrites.push_back(count);
-            return MemoryFile::Write(pData, count);
-        }
-        std::vector<int> mReads;
-        std::vector<int> mWrites;
-    };
     const Ptr<CountingFile> pFile = new CountingFile;
-    pFile->Open("counted", File::MODE_READ | File::MODE_WRITE);
     const Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
     const TwoPairs pairs;
     EXPECT_TRUE(pSerializer->Serialize(pairs.mpA, pFile));
@@ -339,6 +357,30 @@ TEST(BinarySerializerTest, SavingTakesTwoWritesAndLoadingTwoReads)
     const Value loaded = pSerializer->Deserialize(pFile);
     EXPECT_THAT(pFile->mReads, ElementsAre(8, rest));
     Dissolve(loaded.AsObject());
+}
+
+TEST(BinarySerializerTest, ALargeGraphIsReadInFewBlocksEachByteOnce)
+{
+    const Ptr<CountingFile> pFile = new CountingFile;
+    const Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
+    const Ptr<List> pList = ListOfPairs(50000);
+    EXPECT_TRUE(pSerializer->Serialize(pList, pFile));
+    const int size = pFile->GetSize();
+    pFile->SeekStart(0);
+    const Value loaded = pSerializer->Deserialize(pFile);
+    EXPECT_TRUE(AreSameGraph(pList, loaded.AsObject()));
+    EXPECT_EQ(pFile->CountBytesRead(), size);
+    EXPECT_LE(pFile->mReads.size(), static_cast<std::size_t>(size) / 200000 + 8);
+}
+
+TEST(BinarySerializerTest, ATextLargerThanAnyBlockComesBack)
+{
+    const std::string text(3000000, 'x');
+    const Ptr<Table> pTable = Table::Construct(Value::Null);
+    pTable->AddPropertyValueFromValue("Text", text.c_str());
+    pTable->Insert("pairs", Ptr<Object>(ListOfPairs(1000)));
+    const Value loaded = Loaded(Saved(pTable));
+    EXPECT_TRUE(AreSameGraph(pTable, loaded.AsObject()));
 }
 
 TEST(BinarySerializerTest, GraphsInARowAreLoadedInARow)
@@ -360,6 +402,24 @@ TEST(BinarySerializerTest, GraphsInARowAreLoadedInARow)
     EXPECT_EQ(pFile->Tell(), between);
     EXPECT_EQ(pSerializer->Deserialize(pFile).Get<Ptr<Pair>>()->mNumber, 2);
     EXPECT_EQ(pFile->BytesAvailable(), 8);
+}
+
+TEST(BinarySerializerTest, ManyGraphsInARowAreLoadedByReadingEachByteAFewTimes)
+{
+    const Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
+    const Ptr<CountingFile> pFile = new CountingFile;
+    constexpr int NUM_GRAPHS = 200;
+    std::vector<int> ends;
+    for (int i = 0; i < NUM_GRAPHS; ++i) {
+        EXPECT_TRUE(pSerializer->Serialize(ListOfPairs(500 + i), pFile)); // about 20 KiB and more
+        ends.push_back(pFile->Tell());
+    }
+    pFile->SeekStart(0);
+    for (int i = 0; i < NUM_GRAPHS; ++i) {
+        EXPECT_EQ(pSerializer->Deserialize(pFile).Get<Ptr<List>>()->GetSize(), 500 + i);
+        EXPECT_EQ(pFile->Tell(), ends[static_cast<std::size_t>(i)]);
+    }
+    EXPECT_LT(pFile->CountBytesRead(), 3LL * pFile->GetSize());
 }
 
 TEST(BinarySerializerTest, ANullFileSavesAndLoadsNothing)
@@ -607,7 +667,7 @@ TEST(BinarySerializerTest, CountsThatTheFileCannotHoldAreReportedAtOnce)
             ErrorsOfLoading(HEADER + Int(count) + Int(1) + std::string(64, '\0')),
             ElementsAre(EndsWith("Failed to deserialize file 'memory' - invalid string count at byte 8")));
         EXPECT_THAT(ErrorsOfLoading(HEADER + Int(0) + Int(count) + std::string(64, '\0')),
-                    ElementsAre(HasSubstr("invalid object count")));
+                    ElementsAre(EndsWith("invalid object count at byte 12")));
         EXPECT_THAT(ErrorsOfLoading(HEADER + Int(1) + Int(1) + Int(count) + std::string(64, '\0')),
                     ElementsAre(HasSubstr("invalid string length")));
         EXPECT_THAT(ErrorsOfLoading(PairWith(count, NUMBER_IS_7)),
@@ -619,6 +679,19 @@ TEST(BinarySerializerTest, CountsThatTheFileCannotHoldAreReportedAtOnce)
     }
     EXPECT_THAT(ErrorsOfLoading(PairWith(1, Int(2) + Bytes("05") + Int(2) + Int(1))),
                 ElementsAre(HasSubstr("invalid array size")));
+}
+
+TEST(BinarySerializerTest, ReportsCountBytesFromTheStartOfTheFile)
+{
+    const Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
+    const std::string leading(100000, '.');
+    const std::string texts(50000, 't');
+    const Ptr<MemoryFile> pFile =
+        FileOf(leading + HEADER + Int(2) + Int(1) + Text(texts) + Int(-7) + std::string(64, '\0'));
+    pFile->SeekStart(static_cast<int>(leading.size()));
+    CapturedMessages messages;
+    EXPECT_TRUE(pSerializer->Deserialize(pFile).IsVoid());
+    EXPECT_THAT(messages.TakeError(), EndsWith("invalid string length at byte 150020"));
 }
 
 TEST(BinarySerializerTest, AStringWithAZeroByteIsReported)
