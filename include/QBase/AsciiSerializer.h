@@ -28,8 +28,10 @@ public:
     bool Serialize(Object* pObject, File* pFile) override;
     Value Deserialize(File* pFile) override;
 
+    /// Public, so that `new` makes one as well. The value does not matter.
+    explicit AsciiSerializer(const Value& value = Value::Null);
+
 protected:
-    explicit AsciiSerializer(const Value& value);
     AsciiSerializer(const AsciiSerializer& other) = default;
     AsciiSerializer& operator=(const AsciiSerializer& other) = default;
 };

@@ -28,8 +28,10 @@ public:
     bool Serialize(Object* pObject, File* pFile) override;
     Value Deserialize(File* pFile) override;
 
+    /// Public, so that `new` makes one as well. The value does not matter.
+    explicit BinarySerializer(const Value& value = Value::Null);
+
 protected:
-    explicit BinarySerializer(const Value& value);
     BinarySerializer(const BinarySerializer& other) = default;
     BinarySerializer& operator=(const BinarySerializer& other) = default;
 };

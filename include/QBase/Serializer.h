@@ -35,6 +35,10 @@ public:
     /// a warning.
     virtual Value Deserialize(File* pFile) = 0;
 
+    /// For handlers of reports: where in its file the load stands that is running here, as in "root.Sun, line
+    /// 12" or "object 3", counted from 0. Empty when none is running, and before its first object.
+    static String GetPlace();
+
 protected:
     explicit Serializer(const Value& value);
     Serializer(const Serializer& other) = default;

@@ -3,11 +3,11 @@
 #include "QBase/Error.h"
 #include "QBase/File.h"
 #include "QBase/Reflection.h"
+#include "QBase/SerializerFrame.h"
 #include "QBase/XmlReader.h"
 #include "QBase/XmlWriter.h"
 
 #include <memory>
-#include <new>
 
 namespace QBase
 {
@@ -67,16 +67,7 @@ AsciiSerializer::AsciiSerializer(const Value& value) : Serializer(value)
 
 bool AsciiSerializer::Serialize(Object* pObject, File* pFile)
 {
-    if (pFile == nullptr) {
-        return false;
-    }
-    const KeepAlive keepFile(pFile);
-    try {
-        return Save(pObject, pFile);
-    } catch (const std::bad_alloc&) {
-        Error(QBASE_HERE, "Failed to serialize to file '%s' - out of memory", pFile->GetFilename().c_str());
-        return false;
-    }
+    return SerializerFrame::Save(pObject, pFile, &Save);
 }
 
 Value AsciiSerializer::Deserialize(File* pFile)
@@ -85,13 +76,7 @@ Value AsciiSerializer::Deserialize(File* pFile)
         Error(QBASE_HERE, "File error");
         return Value();
     }
-    const KeepAlive keepFile(pFile);
-    try {
-        return Load(pFile);
-    } catch (const std::bad_alloc&) {
-        Error(QBASE_HERE, "Failed to deserialize file '%s' - out of memory", pFile->GetFilename().c_str());
-        return Value();
-    }
+    return SerializerFrame::Load(pFile, &Load);
 }
 
 } // namespace QBase

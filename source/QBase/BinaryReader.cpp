@@ -47,6 +47,11 @@ Value BinaryReader::Read()
     return mGraph.HandOver();
 }
 
+std::string BinaryReader::Describe() const
+{
+    return mPosition >= 0 ? "object " + std::to_string(mPosition) : std::string();
+}
+
 bool BinaryReader::ReadCounts(int& rTextCount, int& rObjectCount)
 {
     if (mBytes.GetRemaining() < 2 * sizeof(std::int32_t)) {
@@ -92,7 +97,7 @@ bool BinaryReader::ReadObjects(int count)
         return Fail("invalid object count"); // now that the texts are known
     }
     mRecords.reserve(static_cast<std::size_t>(count));
-    for (int i = 0; i < count; ++i) {
+    for (mPosition = 0; mPosition < count; ++mPosition) {
         int moduleIndex = 0;
         int nameIndex = 0;
         ObjectRecord record{};
@@ -118,12 +123,8 @@ bool BinaryReader::ReadContents()
         return Fail("invalid property count");
     }
     Object* const pObject = mGraph.GetAt(mPosition);
-    LoadedClass& rClass = FindClass(pObject);
-    if (rClass.mbTable) {
-        static_cast<Table*>(pObject)->Clear();
-    } else if (rClass.mbList) {
-        static_cast<List*>(pObject)->Clear();
-    }
+    Class& rClass = mClasses.Find(pObject);
+    LoadedContents contents(pObject, rClass);
     for (int place = 0; place < record.mPropertyCount; ++place) {
         if (!ReadProperty(pObject, rClass, place)) {
             return false;
@@ -133,7 +134,7 @@ bool BinaryReader::ReadContents()
         static_cast<std::size_t>(record.mChildCount) > mBytes.GetRemaining() / CHILD_SIZE) {
         return Fail("invalid child count");
     }
-    if (record.mChildCount > 0 && !rClass.mbChildren) {
+    if (record.mChildCount > 0 && !rClass.mbTable && !rClass.mbList) {
         Error(QBASE_HERE, "Failed to deserialize unrecognized element %s", "Child");
         return false;
     }
@@ -142,10 +143,11 @@ bool BinaryReader::ReadContents()
             return false;
         }
     }
+    contents.Finish();
     return true;
 }
 
-bool BinaryReader::ReadProperty(Object* pObject, LoadedClass& rClass, int place)
+bool BinaryReader::ReadProperty(Object* pObject, Class& rClass, int place)
 {
     int nameIndex = 0;
     unsigned char flags = 0;
@@ -205,7 +207,7 @@ bool BinaryReader::ReadArray(Object* pObject, const PropertyRecord& record, Prop
     return true;
 }
 
-bool BinaryReader::ReadChild(Object* pObject, const LoadedClass& loadedClass)
+bool BinaryReader::ReadChild(Object* pObject, const Class& loadedClass)
 {
     if (loadedClass.mbList) {
         int index = 0; // items take the order of their records
@@ -300,8 +302,7 @@ void BinaryReader::NoteReference(Value::Type type, const StoredProperty& propert
 }
 
 // What Object::FindProperty answers. Objects without properties of their own share the look-ups.
-Property* BinaryReader::FindProperty(Object* pObject, LoadedClass& rClass, int place,
-                                     const PropertyRecord& record)
+Property* BinaryReader::FindProperty(Object* pObject, Class& rClass, int place, const PropertyRecord& record)
 {
     if (pObject->GetInstanceTable() != nullptr) {
         return FindOrAddStoredProperty(pObject, record.mName, record.mType, record.mbArray, record.mbDynamic);
@@ -315,33 +316,11 @@ Property* BinaryReader::FindProperty(Object* pObject, LoadedClass& rClass, int p
         FindOrAddStoredProperty(pObject, record.mName, record.mType, record.mbArray, record.mbDynamic);
     if (pObject->GetInstanceTable() == nullptr) {
         if (slot >= rClass.mSlots.size()) {
-            rClass.mSlots.resize(slot + 1, {-2, nullptr});
+            rClass.mSlots.resize(slot + 1);
         }
         rClass.mSlots[slot] = {record.mNameIndex, pProperty};
     }
     return pProperty;
-}
-
-BinaryReader::LoadedClass& BinaryReader::FindClass(Object* pObject)
-{
-    ClassInfoTable* const pTable = pObject->GetClassTable();
-    if (mLastClass >= 0 && mClasses[static_cast<std::size_t>(mLastClass)].mpTable == pTable) {
-        return mClasses[static_cast<std::size_t>(mLastClass)];
-    }
-    const std::uint64_t key = PositionIndex::KeyOf(pTable);
-    mLastClass = mClassIndex.Find(key);
-    if (mLastClass == PositionIndex::NONE) {
-        mLastClass = static_cast<int>(mClasses.size());
-        mClassIndex.Insert(key, mLastClass);
-        const bool bTable = pObject->IsDerivedType(Table::ClassTable());
-        const bool bList = pObject->IsDerivedType(List::ClassTable());
-        mClasses.push_back({pTable,
-                            bTable && !pObject->IsDerivedType(ClassInfoTable::ClassTable()),
-                            bTable || bList,
-                            bList,
-                            {}});
-    }
-    return mClasses[static_cast<std::size_t>(mLastClass)];
 }
 
 // -1 stands for nothing; any other index has to be inside the table.

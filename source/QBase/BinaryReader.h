@@ -8,14 +8,16 @@
 #pragma once
 
 #include "QBase/BuiltGraph.h"
-#include "QBase/ClassInfoTable.h"
 #include "QBase/File.h"
 #include "QBase/FileBytes.h"
 #include "QBase/Function.h"
+#include "QBase/LoadPlace.h"
+#include "QBase/LoadedClasses.h"
 #include "QBase/PositionIndex.h"
 #include "QBase/Property.h"
 #include "QBase/ValueBytes.h"
 
+#include <string>
 #include <vector>
 
 namespace QBase
@@ -23,7 +25,7 @@ namespace QBase
 
 class StoredProperty;
 
-class BinaryReader
+class BinaryReader final : private LoadPlace
 {
 public:
     /// The file stays the caller's.
@@ -44,22 +46,13 @@ private:
         Ptr<Function> mpConstruct; // null for a class that is not registered
     };
 
-    // What loading found out about a class of objects without properties of their own.
-    struct LoadedClass
+    // What the class of an object has under the name at one place of its record.
+    struct Slot
     {
-        ClassInfoTable* mpTable; // borrowed: class tables are never released
-        bool mbTable;            // a Table that is no ClassInfoTable: its entries are all the file's
-        bool mbChildren;         // a Table or a List
-        bool mbList;
-
-        // By the place of the property's record: most objects of a class are stored alike.
-        struct Slot
-        {
-            int mNameIndex;
-            Ptr<Property> mpProperty; // null for a name that the class does not know
-        };
-        std::vector<Slot> mSlots;
+        int mNameIndex = -2;      // no name's
+        Ptr<Property> mpProperty; // null for a name that the class does not know
     };
+    using Class = LoadedClasses<Slot>::Class;
 
     struct ObjectRecord
     {
@@ -76,21 +69,21 @@ private:
         bool mbDynamic;
     };
 
+    std::string Describe() const override;
     bool ReadCounts(int& rTextCount, int& rObjectCount);
     bool ReadTexts(int count);
     bool ReadObjects(int count);
     bool ReadContents();
-    bool ReadProperty(Object* pObject, LoadedClass& rClass, int place);
+    bool ReadProperty(Object* pObject, Class& rClass, int place);
     bool ReadArray(Object* pObject, const PropertyRecord& record, Property* pProperty);
-    bool ReadChild(Object* pObject, const LoadedClass& loadedClass);
+    bool ReadChild(Object* pObject, const Class& loadedClass);
     bool ReadText(FileBytes& rBytes, Value& rText);
     bool ReadObject(FileBytes& rBytes, Value& rObject);
     bool ReadTextIndex(int& rIndex);
 
     Ptr<Object> ConstructObject(int moduleIndex, int nameIndex);
     void NoteReference(Value::Type type, const StoredProperty& property);
-    Property* FindProperty(Object* pObject, LoadedClass& rClass, int place, const PropertyRecord& record);
-    LoadedClass& FindClass(Object* pObject);
+    Property* FindProperty(Object* pObject, Class& rClass, int place, const PropertyRecord& record);
     const String& GetText(int index) const
     {
         return index < 0 ? String::Null : mTexts[static_cast<std::size_t>(index)];
@@ -105,7 +98,7 @@ private:
     std::vector<String> mTexts;
     std::vector<ObjectRecord> mRecords;
     BuiltGraph mGraph;
-    int mPosition = 0;    // of the object whose contents are being read
+    int mPosition = -1;   // of the object that is being made, or filled
     int mLastObject = -1; // the index that ReadObject read
 
     std::vector<StoredClass> mStoredClasses;
@@ -113,9 +106,7 @@ private:
     std::uint64_t mLastClassKey = ~std::uint64_t(0);
     int mLastStoredClass = 0;
 
-    std::vector<LoadedClass> mClasses;
-    PositionIndex mClassIndex; // by class table
-    int mLastClass = -1;
+    LoadedClasses<Slot> mClasses;
 };
 
 } // namespace QBase

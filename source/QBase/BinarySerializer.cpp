@@ -6,10 +6,8 @@
 #include "QBase/File.h"
 #include "QBase/FileFormat.h"
 #include "QBase/Reflection.h"
+#include "QBase/SerializerFrame.h"
 #include "QBase/ValueBytes.h"
-
-#include <memory>
-#include <new>
 
 namespace QBase
 {
@@ -89,30 +87,12 @@ BinarySerializer::BinarySerializer(const Value& value) : Serializer(value)
 
 bool BinarySerializer::Serialize(Object* pObject, File* pFile)
 {
-    if (pFile == nullptr) {
-        return false;
-    }
-    const KeepAlive keepFile(pFile);
-    try {
-        return Save(pObject, pFile);
-    } catch (const std::bad_alloc&) {
-        Error(QBASE_HERE, "Failed to serialize to file '%s' - out of memory", pFile->GetFilename().c_str());
-        return false;
-    }
+    return SerializerFrame::Save(pObject, pFile, &Save);
 }
 
 Value BinarySerializer::Deserialize(File* pFile)
 {
-    if (pFile == nullptr) {
-        return Value();
-    }
-    const KeepAlive keepFile(pFile);
-    try {
-        return Load(pFile);
-    } catch (const std::bad_alloc&) {
-        Error(QBASE_HERE, "Failed to deserialize file '%s' - out of memory", pFile->GetFilename().c_str());
-        return Value();
-    }
+    return pFile != nullptr ? SerializerFrame::Load(pFile, &Load) : Value();
 }
 
 } // namespace QBase

@@ -1,6 +1,7 @@
 #include "QBase/Serializer.h"
 
 #include "QBase/File.h"
+#include "QBase/LoadPlace.h"
 #include "QBase/Reflection.h"
 
 namespace QBase
@@ -16,5 +17,11 @@ void Serializer::Implement()
 
 Serializer::Serializer(const Value& value) : Object(value)
 {}
+
+String Serializer::GetPlace()
+{
+    const LoadPlace* const pPlace = LoadPlace::Current();
+    return pPlace != nullptr ? String(pPlace->Describe().c_str()) : String::Null;
+}
 
 } // namespace QBase

@@ -9,11 +9,13 @@ namespace QBase
 {
 
 class ContainerExecution;
+class LoadPlace;
 class Object;
 
 struct StackState
 {
     ContainerExecution* mpInnermostExecution = nullptr;
+    const LoadPlace* mpLoadPlace = nullptr;           // of the innermost load
     std::vector<Object*>* mpWaitingObjects = nullptr; // for their destruction; made on demand
     int mDestructionDepth = 0;
     unsigned mRunningHandlers = 0; // one bit for each of Info and Error

@@ -51,6 +51,51 @@ bool ReadPlain(const char* pText, Value& rValue)
     return true;
 }
 
+// Where the tag that starts at `start` ends; npos when it does not. Counts quoted values, of which each
+// attribute has one.
+std::size_t FindTagEnd(std::string_view text, std::size_t start, std::size_t& rNumAttributes)
+{
+    char quote = 0;
+    for (std::size_t i = start; i < text.size(); ++i) {
+        const char c = text[i];
+        if (quote != 0) {
+            quote = c == quote ? 0 : quote;
+        } else if (c == '>') {
+            return i;
+        } else if (c == '"' || c == '\'') {
+            quote = c;
+            ++rNumAttributes;
+        }
+    }
+    return text.npos;
+}
+
+// The parser holds each attribute of an element against all before it, which would keep it busy for hours
+// with an element of a million. What has no end is left to the parser.
+bool HasCrowdedElement(std::string_view text)
+{
+    constexpr std::size_t maxAttributes = 1000; // ours have five at most
+    for (std::size_t i = text.find('<'); i != text.npos; i = text.find('<', i)) {
+        std::size_t numAttributes = 0;
+        const std::string_view tag = text.substr(i);
+        if (tag.starts_with("<!--")) {
+            i = text.find("-->", i + 4);
+        } else if (tag.starts_with("<![CDATA[")) {
+            i = text.find("]]>", i + 9);
+        } else if (tag.starts_with("<!")) {
+            i = text.find('>', i + 2);
+        } else if (tag.starts_with("<?")) {
+            i = text.find("?>", i + 2);
+        } else {
+            i = FindTagEnd(text, i, numAttributes);
+        }
+        if (numAttributes > maxAttributes) {
+            return true;
+        }
+    }
+    return false;
+}
+
 String ToString(std::string_view text)
 {
     return text.empty() ? String::Null : String(text.data()); // all texts of a document end with a zero
@@ -58,10 +103,29 @@ String ToString(std::string_view text)
 
 } // namespace
 
+std::string XmlReader::Describe() const
+{
+    if (mpObjectElement == nullptr) {
+        return std::string();
+    }
+    constexpr std::size_t maxSize = 200; // of the path, which may be as long as the graph is deep
+    const char* const pPath = mpObjectElement->Attribute("Path");
+    std::string text;
+    const std::string_view path = Unescape(pPath != nullptr ? pPath : "", text);
+    const std::string line = "line " + std::to_string(mpPresentElement->GetLineNum());
+    if (path.empty() || path.size() > maxSize) {
+        return line;
+    }
+    return std::string(path) + ", " + line;
+}
+
 bool XmlReader::Parse(const char* pText, std::size_t size)
 {
     if (std::memchr(pText, 0, size) != nullptr) {
         return ReportParseError("The text holds a zero byte");
+    }
+    if (HasCrowdedElement({pText, size})) {
+        return ReportParseError("An element has more than 1000 attributes");
     }
     if (mDocument.Parse(pText, size) != tinyxml2::XML_SUCCESS) {
         return ReportParseError(mDocument.ErrorStr());
@@ -129,6 +193,7 @@ bool XmlReader::ReadObjects(const XMLElement* pRoot)
 {
     for (const XMLElement* pElement = pRoot->FirstChildElement(); pElement != nullptr;
          pElement = pElement->NextSiblingElement()) {
+        mpObjectElement = mpPresentElement = pElement;
         if (!ReadObject(pElement)) {
             return false;
         }
@@ -187,16 +252,14 @@ Ptr<Object> XmlReader::ConstructObject(const XMLElement* pElement)
 
 bool XmlReader::ReadContents(const XMLElement* pElement, Object* pObject)
 {
-    LoadedClass& rClass = FindClass(pObject);
-    if (rClass.mbTable && !rClass.mbOwnEntries) {
-        static_cast<Table*>(pObject)->Clear();
-    } else if (rClass.mbList) {
-        static_cast<List*>(pObject)->Clear();
-    }
+    Class& rClass = mClasses.Find(pObject);
+    mpObjectElement = mpPresentElement = pElement;
+    LoadedContents contents(pObject, rClass);
     int place = 0;
     for (const XMLElement* pChild = pElement->FirstChildElement(); pChild != nullptr;
          pChild = pChild->NextSiblingElement()) {
         bool bRead = true;
+        mpPresentElement = pChild;
         if (IsNamed(pChild, "Property")) {
             bRead = ReadProperty(pChild, pObject, rClass, place++);
         } else if (!IsNamed(pChild, "Child")) {
@@ -213,10 +276,11 @@ bool XmlReader::ReadContents(const XMLElement* pElement, Object* pObject)
             return false;
         }
     }
+    contents.Finish();
     return true;
 }
 
-bool XmlReader::ReadProperty(const XMLElement* pElement, Object* pObject, LoadedClass& rClass, int place)
+bool XmlReader::ReadProperty(const XMLElement* pElement, Object* pObject, Class& rClass, int place)
 {
     const PropertyElement element = ReadAttributes(pElement);
     if (element.mName.empty() || element.mType == Value::TYPE_VOID) {
@@ -224,7 +288,7 @@ bool XmlReader::ReadProperty(const XMLElement* pElement, Object* pObject, Loaded
               pObject->GetModuleName().c_str(), pObject->GetClassName().c_str());
         return false;
     }
-    const LoadedClass::Slot& slot = FindProperty(pObject, rClass, place, element);
+    const Slot& slot = FindProperty(pObject, rClass, place, element);
     if (element.mbArray) {
         return ReadArray(pElement, pObject, element.mType, slot);
     }
@@ -245,8 +309,7 @@ bool XmlReader::ReadProperty(const XMLElement* pElement, Object* pObject, Loaded
     return true;
 }
 
-bool XmlReader::ReadArray(const XMLElement* pElement, Object* pObject, Value::Type type,
-                          const LoadedClass::Slot& slot)
+bool XmlReader::ReadArray(const XMLElement* pElement, Object* pObject, Value::Type type, const Slot& slot)
 {
     StoredProperty property(pObject, slot.mName, type, true, slot.mpProperty);
     if (property.HoldsObjects()) {
@@ -261,6 +324,7 @@ bool XmlReader::ReadArray(const XMLElement* pElement, Object* pObject, Value::Ty
                   StringConverter<Value::Type>::ToString(type).c_str());
             return false;
         }
+        mpPresentElement = pValue;
         Value value;
         if (!ReadValue(pValue, type, slot.mpProperty, value)) {
             Error(QBASE_HERE, "Failed to deserialize property %s.%s.%s[%d] - invalid value of type '%s'",
@@ -385,12 +449,12 @@ XmlReader::PropertyElement XmlReader::ReadAttributes(const XMLElement* pElement)
 
 // What Object::FindProperty answers. Objects without properties of their own share the look-ups. The answer
 // is valid until the next call.
-const XmlReader::LoadedClass::Slot& XmlReader::FindProperty(Object* pObject, LoadedClass& rClass, int place,
-                                                            const PropertyElement& element)
+const XmlReader::Slot& XmlReader::FindProperty(Object* pObject, Class& rClass, int place,
+                                               const PropertyElement& element)
 {
     const std::size_t index = static_cast<std::size_t>(place);
     if (pObject->GetInstanceTable() == nullptr && index < rClass.mSlots.size()) {
-        const LoadedClass::Slot& slot = rClass.mSlots[index];
+        const Slot& slot = rClass.mSlots[index];
         if (std::string_view(slot.mName.buffer_utf8()) == element.mName &&
             (slot.mpProperty != nullptr || !element.mbDynamic)) {
             return slot;
@@ -406,26 +470,6 @@ const XmlReader::LoadedClass::Slot& XmlReader::FindProperty(Object* pObject, Loa
         rClass.mSlots.resize(index + 1);
     }
     return rClass.mSlots[index] = mOwnSlot;
-}
-
-XmlReader::LoadedClass& XmlReader::FindClass(Object* pObject)
-{
-    ClassInfoTable* const pTable = pObject->GetClassTable();
-    if (mLastClass >= 0 && mClasses[static_cast<std::size_t>(mLastClass)].mpTable == pTable) {
-        return mClasses[static_cast<std::size_t>(mLastClass)];
-    }
-    const std::uint64_t key = PositionIndex::KeyOf(pTable);
-    mLastClass = mClassIndex.Find(key);
-    if (mLastClass == PositionIndex::NONE) {
-        mLastClass = static_cast<int>(mClasses.size());
-        mClassIndex.Insert(key, mLastClass);
-        mClasses.push_back({pTable,
-                            pObject->IsDerivedType(Table::ClassTable()),
-                            pObject->IsDerivedType(List::ClassTable()),
-                            pObject->IsDerivedType(ClassInfoTable::ClassTable()),
-                            {}});
-    }
-    return mClasses[static_cast<std::size_t>(mLastClass)];
 }
 
 void XmlReader::NoteReference(Value::Type type, const StoredProperty& property)

@@ -7,9 +7,10 @@
 #pragma once
 
 #include "QBase/BuiltGraph.h"
-#include "QBase/ClassInfoTable.h"
 #include "QBase/Function.h"
 #include "QBase/List.h"
+#include "QBase/LoadPlace.h"
+#include "QBase/LoadedClasses.h"
 #include "QBase/PositionIndex.h"
 #include "QBase/Property.h"
 #include "QBase/Table.h"
@@ -26,7 +27,7 @@ namespace QBase
 
 class StoredProperty;
 
-class XmlReader
+class XmlReader final : private LoadPlace
 {
 public:
     explicit XmlReader(const String& filename)
@@ -38,22 +39,13 @@ public:
     Value Read();
 
 private:
-    // What loading found out about a class of objects without properties of their own.
-    struct LoadedClass
+    // What the class of an object has under the name at one place among its elements.
+    struct Slot
     {
-        ClassInfoTable* mpTable; // borrowed: class tables are never released
-        bool mbTable;
-        bool mbList;
-        bool mbOwnEntries; // a ClassInfoTable, which keeps what its class put into it
-
-        // By the place of the property's element: most objects of a class are stored alike.
-        struct Slot
-        {
-            String mName;
-            Ptr<Property> mpProperty; // null for a name that the class does not know
-        };
-        std::vector<Slot> mSlots;
+        String mName;
+        Ptr<Property> mpProperty; // null for a name that the class does not know
     };
+    using Class = LoadedClasses<Slot>::Class;
 
     // The attributes of a "Property" element.
     struct PropertyElement
@@ -64,6 +56,7 @@ private:
         bool mbDynamic;
     };
 
+    std::string Describe() const override;
     bool CheckDocument() const;
     bool ReportParseError(const char* pDescription) const;
     bool CheckHeader(const tinyxml2::XMLElement* pRoot) const;
@@ -71,9 +64,8 @@ private:
     bool ReadObjects(const tinyxml2::XMLElement* pRoot);
     bool ReadObject(const tinyxml2::XMLElement* pElement);
     bool ReadContents(const tinyxml2::XMLElement* pElement, Object* pObject);
-    bool ReadProperty(const tinyxml2::XMLElement* pElement, Object* pObject, LoadedClass& rClass, int place);
-    bool ReadArray(const tinyxml2::XMLElement* pElement, Object* pObject, Value::Type type,
-                   const LoadedClass::Slot& slot);
+    bool ReadProperty(const tinyxml2::XMLElement* pElement, Object* pObject, Class& rClass, int place);
+    bool ReadArray(const tinyxml2::XMLElement* pElement, Object* pObject, Value::Type type, const Slot& slot);
     bool ReadEntry(const tinyxml2::XMLElement* pElement, Table* pTable);
     bool ReadItem(const tinyxml2::XMLElement* pElement, List* pList);
     bool ReadValue(const tinyxml2::XMLElement* pElement, Value::Type type, Property* pProperty,
@@ -81,9 +73,7 @@ private:
     bool ReadEnum(const char* pText, Property* pProperty, Value& rValue) const;
 
     PropertyElement ReadAttributes(const tinyxml2::XMLElement* pElement);
-    const LoadedClass::Slot& FindProperty(Object* pObject, LoadedClass& rClass, int place,
-                                          const PropertyElement& element);
-    LoadedClass& FindClass(Object* pObject);
+    const Slot& FindProperty(Object* pObject, Class& rClass, int place, const PropertyElement& element);
     void NoteReference(Value::Type type, const StoredProperty& property);
 
     const char* GetText(const tinyxml2::XMLElement* pElement);
@@ -93,16 +83,16 @@ private:
     String mFilename;
     tinyxml2::XMLDocument mDocument;
     BuiltGraph mGraph;
-    int mPosition = 0;                       // of the object whose contents are being read
-    int mLastObject = -1;                    // the position that FindObject found; -1 for null
-    std::deque<std::string> mUnescapedPaths; // of those that stand escaped in the document
-    std::vector<std::string_view> mPaths;    // by position
+    const tinyxml2::XMLElement* mpObjectElement = nullptr;  // of the object that is being made, or filled
+    const tinyxml2::XMLElement* mpPresentElement = nullptr; // there, or below it
+    int mPosition = 0;                                      // of the object whose contents are being read
+    int mLastObject = -1;                                   // the position that FindObject found; -1 for null
+    std::deque<std::string> mUnescapedPaths;                // of those that stand escaped in the document
+    std::vector<std::string_view> mPaths;                   // by position
     PositionIndex mPathIndex;
 
-    std::vector<LoadedClass> mClasses;
-    PositionIndex mClassIndex; // by class table
-    int mLastClass = -1;
-    LoadedClass::Slot mOwnSlot; // of an object with properties of its own
+    LoadedClasses<Slot> mClasses;
+    Slot mOwnSlot; // of an object with properties of its own
 
     std::string mLastModule; // of the object before
     std::string mLastClassName;

@@ -2,8 +2,7 @@
 
 #include "QBase/ClassInfoTable.h"
 #include "QBase/Property.h"
-#include "Support/Bytes.h"
-#include "Support/CapturedMessages.h"
+#include "Support/SavedGraphs.h"
 #include "Support/SmallStack.h"
 #include "Support/StoredObjects.h"
 
@@ -33,26 +32,17 @@ const std::string TAIL = "</QuirlData>\n";
 
 std::string Saved(Object* pObject)
 {
-    const Ptr<AsciiSerializer> pSerializer = AsciiSerializer::Construct(Value::Null);
-    const Ptr<MemoryFile> pFile = EmptyFile();
-    EXPECT_TRUE(pSerializer->Serialize(pObject, pFile));
-    return ContentsOf(pFile);
+    return SavedAs<AsciiSerializer>(pObject);
 }
 
 Value Loaded(const std::string& text)
 {
-    const Ptr<AsciiSerializer> pSerializer = AsciiSerializer::Construct(Value::Null);
-    const Ptr<MemoryFile> pFile = FileOf(text);
-    return pSerializer->Deserialize(pFile);
+    return LoadedAs<AsciiSerializer>(text);
 }
 
-// Loads a text that is wrong: void, and these are the messages.
 std::vector<std::string> ErrorsOfLoading(const std::string& text)
 {
-    CapturedMessages messages;
-    const Value loaded = Loaded(text);
-    EXPECT_TRUE(loaded.IsVoid()) << text;
-    return messages.TakeAll();
+    return ErrorsOfLoadingAs<AsciiSerializer>(text);
 }
 
 // A document of one StoredObjects.CLASS with these elements below it.
@@ -509,6 +499,48 @@ TEST(AsciiSerializerTest, WhatAParserMayLetPassIsReportedAllTheSame)
                 ElementsAre(HasSubstr("Xml 'memory' parse failed: "), EndsWith("File error")));
 }
 
+TEST(AsciiSerializerTest, AnElementOfAMillionAttributesIsReportedAtOnce)
+{
+    std::string attributes;
+    for (int i = 0; i < 1000000; ++i) {
+        attributes += " a" + std::to_string(i) + "=\"<'>\"";
+    }
+    const std::string crowded = "<Object" + attributes + "/>";
+    // Behind what a hasty eye takes for an open quotation mark, comment or section.
+    for (const char* pBefore : {"", "<!X '>", "<?x '?>", "<!-- ' -->", "<!-- <![CDATA[ -->",
+                                "<a b=\"<!--\"/>", "it's", "<!--> <a b='-->", "<?x > <a ' ?>"}) {
+        EXPECT_THAT(
+            ErrorsOfLoading("<QuirlData>" + std::string(pBefore) + crowded + "</QuirlData>"),
+            ElementsAre(EndsWith("Xml 'memory' parse failed: An element has more than 1000 attributes"),
+                        EndsWith("File error")))
+            << pBefore;
+    }
+}
+
+TEST(AsciiSerializerTest, TextsAndCommentsMayHoldWhatLooksLikeManyAttributes)
+{
+    std::string quotes;
+    for (int i = 0; i < 5000; ++i) {
+        quotes += " a=\"\" '";
+    }
+    const std::string document =
+        DocumentOf("Everything", "<!-- <a" + quotes + " --><Property Name=\"String\" Type=\"String\">" +
+                                     quotes + "<![CDATA[<a" + quotes + "]]></Property>");
+    EXPECT_EQ(Loaded(document).Get<Ptr<Everything>>()->mString, String((quotes + "<a" + quotes).c_str()));
+}
+
+TEST(AsciiSerializerTest, UnfinishedTagsCommentsAndSectionsAreReportedInLinearTime)
+{
+    for (const char* pPiece : {"<", "<a", "<a b=\"", "<!--", "<![CDATA[", "<!", "<?", "</"}) {
+        std::string text = "<QuirlData>";
+        for (int i = 0; i < 300000; ++i) {
+            text += pPiece;
+        }
+        EXPECT_THAT(ErrorsOfLoading(text), ElementsAre(HasSubstr("parse failed"), EndsWith("File error")))
+            << pPiece;
+    }
+}
+
 TEST(AsciiSerializerTest, DeepNestingIsReportedOnASmallStack)
 {
     RunOnSmallStack(256 * 1024, [] {
@@ -727,6 +759,39 @@ TEST(AsciiSerializerTest, AnEnumMayBeWrittenByName)
     EXPECT_THAT(
         ErrorsOfLoading(DocumentOf("Everything", "<Property Name=\"Enum\" Type=\"Enum\">wild</Property>")),
         ElementsAre(HasSubstr("invalid value of type 'Enum'")));
+}
+
+TEST(AsciiSerializerTest, ReportsOfALoadHaveAPlaceAPathAndALine)
+{
+    const Ptr<PlaceKeeper> pKeeper = new PlaceKeeper;
+    {
+        CapturedMessages messages;
+        SetInfoHandler(pKeeper);
+        SetErrorHandler(pKeeper);
+        Loaded(HEAD + // two lines
+               "<Object Module=\"StoredObjects\" Class=\"Pair\" Path=\"root\">\n"
+               "<Property Name=\"Gone\" Type=\"int\">1</Property>\n"
+               "</Object><Object Module=\"StoredObjects\" Class=\"Pair\" Path=\"a&amp;b\">\n"
+               "<Property Name=\"Gone\" Type=\"int\"\n Array=\"true\">\n<Value>1</Value>\n<Value>2</Value>"
+               "</Property><Property Name=\"Number\" Type=\"int\">x</Property></Object>" +
+               TAIL);
+    }
+    EXPECT_THAT(pKeeper->mPlaces, ElementsAre("root, line 4", "a&b, line 8", "a&b, line 9", "a&b, line 9"));
+    EXPECT_EQ(Serializer::GetPlace(), String::Null);
+}
+
+TEST(AsciiSerializerTest, AnObjectThatCannotBeMadeHasAPlaceToo)
+{
+    const Ptr<PlaceKeeper> pKeeper = new PlaceKeeper;
+    {
+        CapturedMessages messages;
+        SetErrorHandler(pKeeper);
+        Loaded(HEAD + "\n<Object Module=\"QBase\" Class=\"Missing\" Path=\"root\"/>" + TAIL);
+        Loaded(HEAD + "<Object Module=\"QBase\" Class=\"Missing\" Path=\"" + std::string(300, 'x') + "\"/>" +
+               TAIL);
+        Loaded("garbage");
+    }
+    EXPECT_THAT(pKeeper->mPlaces, ElementsAre("root, line 4", "line 3", "", ""));
 }
 
 TEST(AsciiSerializerTest, ObjectsOfOneClassStoredDifferentlyAreReadAlike)

@@ -2,8 +2,7 @@
 
 #include "QBase/IOStream.h"
 #include "QBase/Property.h"
-#include "Support/Bytes.h"
-#include "Support/CapturedMessages.h"
+#include "Support/SavedGraphs.h"
 #include "Support/SmallStack.h"
 #include "Support/StoredObjects.h"
 
@@ -31,27 +30,17 @@ constexpr const char* BAD_INDEX = "ASSERT( index >= 0 && index < mSize )";
 
 std::string Saved(Object* pObject)
 {
-    const Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
-    const Ptr<MemoryFile> pFile = EmptyFile();
-    EXPECT_TRUE(pSerializer->Serialize(pObject, pFile));
-    return ContentsOf(pFile);
+    return SavedAs<BinarySerializer>(pObject);
 }
 
 Value Loaded(const std::string& bytes)
 {
-    const Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
-    const Ptr<MemoryFile> pFile = FileOf(bytes);
-    return pSerializer->Deserialize(pFile);
+    return LoadedAs<BinarySerializer>(bytes);
 }
 
-// Loads bytes that are wrong: void, and at least one error.
 std::vector<std::string> ErrorsOfLoading(const std::string& bytes)
 {
-    CapturedMessages messages;
-    EXPECT_TRUE(Loaded(bytes).IsVoid());
-    std::vector<std::string> all = messages.TakeAll();
-    EXPECT_FALSE(all.empty());
-    return all;
+    return ErrorsOfLoadingAs<BinarySerializer>(bytes);
 }
 
 std::string Int(int value)
@@ -798,6 +787,24 @@ TEST(BinarySerializerTest, AStoredValueThatNoLongerFitsIsPassedOverWithAWarning)
         EXPECT_EQ(loaded.Get<Pair*>()->mNumber, 8);
         EXPECT_EQ(messages.TakeAll(), test.mWarnings);
     }
+}
+
+TEST(BinarySerializerTest, ReportsOfALoadHaveAPlaceTheNumberOfTheObject)
+{
+    const Ptr<PlaceKeeper> pKeeper = new PlaceKeeper;
+    {
+        CapturedMessages messages;
+        SetInfoHandler(pKeeper);
+        SetErrorHandler(pKeeper);
+        const std::string pair = Int(0) + Int(1) + Int(1) + Int(0);
+        Loaded(HEADER + Int(3) + Int(2) + Text("StoredObjects") + Text("Pair") + Text("Gone") + pair + pair +
+               Int(2) + Bytes("04") + Int(7) + Int(2) + Bytes("FF") + Int(7));
+        Loaded(HEADER + Int(3) + Int(2) + Text("StoredObjects") + Text("Pair") + Text("Gone") + pair +
+               Int(0) + Int(2) + Int(0) + Int(0));
+        Loaded(HEADER + Int(-1) + Int(-1));
+    }
+    EXPECT_THAT(pKeeper->mPlaces, ElementsAre("object 0", "object 1", "object 1", ""));
+    EXPECT_EQ(Serializer::GetPlace(), String::Null);
 }
 
 TEST(BinarySerializerTest, AnArrayThatNoLongerFitsIsPassedOverWithAWarning)

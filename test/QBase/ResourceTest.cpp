@@ -6,6 +6,7 @@
 
 #include "Support/CapturedMessages.h"
 #include "Support/TempFolder.h"
+#include "Support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -56,6 +57,11 @@ TEST(ResourceTest, CannotBeConstructedOrCloned)
     EXPECT_EQ(note.Clone(), nullptr);
     EXPECT_THAT(messages.TakeError(), EndsWith("Failed to Construct interface class"));
     EXPECT_EQ(Resource::ClassTable()->GetBaseClass(), Object::ClassTable());
+}
+
+TEST(ResourceTest, LoadFileFollowsTheOperationsOfObject)
+{
+    EXPECT_EQ(VirtualSlot(&Note::LoadFile), VirtualSlot(&Stream::Write)); // the first of its own as well
 }
 
 TEST(ResourceTest, LoadHandsTheOpenFileToTheDerivedClass)

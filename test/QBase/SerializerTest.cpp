@@ -5,10 +5,11 @@
 #include "QBase/Memory.h"
 #include "QBase/Property.h"
 #include "QBase/Reflection.h"
-#include "Support/Bytes.h"
+#include "QBase/Stream.h"
 #include "Support/CapturedConsole.h"
-#include "Support/CapturedMessages.h"
+#include "Support/SavedGraphs.h"
 #include "Support/StoredObjects.h"
+#include "Support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -66,19 +67,6 @@ std::vector<Ptr<Serializer>> BothSerializers()
 {
     return {Ptr<Serializer>(AsciiSerializer::Construct(Value::Null)),
             Ptr<Serializer>(BinarySerializer::Construct(Value::Null))};
-}
-
-std::string Saved(Serializer* pSerializer, Object* pObject)
-{
-    const Ptr<MemoryFile> pFile = EmptyFile();
-    EXPECT_TRUE(pSerializer->Serialize(pObject, pFile));
-    return ContentsOf(pFile);
-}
-
-Value Loaded(Serializer* pSerializer, const std::string& bytes)
-{
-    const Ptr<MemoryFile> pFile = FileOf(bytes);
-    return pSerializer->Deserialize(pFile);
 }
 
 // A file as no Serialize would write it, in both formats. Values are of type "int", or "Object": the number
@@ -190,6 +178,55 @@ bool IsLastAllocation(unsigned, AllocType)
 }
 
 } // namespace
+
+TEST(SerializerTest, CannotBeConstructedOrCloned)
+{
+    CapturedMessages messages;
+    EXPECT_EQ(Serializer::Construct(Value::Null), nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to Construct interface class"));
+    EXPECT_EQ(Serializer::ClassTable()->GetBaseClass(), Object::ClassTable());
+    for (Serializer* const pSerializer : BothSerializers()) {
+        EXPECT_TRUE(pSerializer->IsDerivedType(Serializer::ClassTable()));
+    }
+}
+
+TEST(SerializerTest, ItsOperationsFollowThoseOfObjectInOrder)
+{
+    EXPECT_EQ(VirtualSlot(&Serializer::Serialize),
+              VirtualSlot(&Stream::Write)); // the first of its own as well
+    EXPECT_EQ(VirtualSlot(&Serializer::Deserialize), VirtualSlot(&Serializer::Serialize) + 1);
+}
+
+TEST(SerializerTest, NewMakesSerializersAsWell)
+{
+    const Ptr<Object> pObject = Object::Construct(Value::Null);
+    for (const Ptr<Serializer>& pSerializer :
+         {Ptr<Serializer>(new AsciiSerializer), Ptr<Serializer>(new BinarySerializer(Value(7)))}) {
+        EXPECT_NE(Loaded(pSerializer, Saved(pSerializer, pObject)).AsObject(), nullptr);
+    }
+}
+
+TEST(SerializerTest, ALoadedGraphIsSavedAgainAsTheSameBytes)
+{
+    // More names than buckets, so that several share each.
+    const Ptr<Table> pTable = Table::Construct(Value::Null);
+    const Ptr<Object> pOwner = Object::Construct(Value::Null);
+    for (int i = 0; i < 300; ++i) {
+        const String name = String::Format("name %d", i);
+        const Ptr<Object> pEntry = Object::Construct(Value::Null);
+        pEntry->AddPropertyValueFromValue(name, i);
+        pTable->Insert(name, pEntry);
+        pOwner->AddPropertyValueFromValue(name, i);
+    }
+    pTable->Insert("owner", pOwner);
+    pTable->Insert("one", Ptr<Object>(Prefilled::Construct(Value::Null)));
+    for (Serializer* const pSerializer : BothSerializers()) {
+        const std::string bytes = Saved(pSerializer, pTable);
+        const Value loaded = Loaded(pSerializer, bytes);
+        EXPECT_EQ(Saved(pSerializer, loaded.AsObject()), bytes);
+        EXPECT_TRUE(AreSameGraph(pTable, loaded.AsObject()));
+    }
+}
 
 TEST(SerializerTest, SavingLeavesAnUnreferencedRootAloneThatItsObjectsKnowButDoNotHold)
 {
