@@ -201,7 +201,7 @@ void ApplySnapshot(benchmark::State& state)
 BENCHMARK(DiffUnchanged)->Arg(10000)->Arg(100000);
 BENCHMARK(DiffOnePercentChanged)->Arg(10000)->Arg(100000);
 BENCHMARK(ReplicateOnePercentChanged)->ArgsProduct({{10000, 100000}, {1, 10, 100}});
-BENCHMARK(WriteSnapshot)->Arg(10000)->Arg(100000);
-BENCHMARK(ApplySnapshot)->Arg(10000)->Arg(100000);
+BENCHMARK(WriteSnapshot)->RangeMultiplier(10)->Range(1000, 1000000);
+BENCHMARK(ApplySnapshot)->RangeMultiplier(10)->Range(1000, 1000000);
 
 } // namespace

@@ -4,12 +4,14 @@
 #include "QBase/Error.h"
 #include "QBase/List.h"
 #include "QBase/ObjectDiffHandler.h"
+#include "QBase/ObjectHash.h"
 #include "QBase/PropertyListData.h"
 #include "QBase/Reflection.h"
 #include "QBase/Table.h"
 
 #include <algorithm>
 #include <memory>
+#include <memory_resource>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -97,26 +99,16 @@ private:
     };
 };
 
-struct TableEntryState
+// What was seen of a child of a table, or of a list, where it has no name. Null children are seen too.
+struct ChildState
 {
     String mName;
     Ptr<Object> mpChild;
-    ObjectState* mpTarget = nullptr;
+    ObjectState* mpTarget = nullptr; // its state, where that was found already
 };
 
-struct ListEntryState
-{
-    Ptr<Object> mpChild;
-    ObjectState* mpTarget = nullptr;
-};
-
-// What was seen of the children of a table, in the walk order of the last pass, or of a list, by index, null
-// children included.
-struct ChildStates
-{
-    std::vector<TableEntryState> mTable;
-    std::vector<ListEntryState> mList;
-};
+// Those of a table in the walk order of the last pass, those of a list by index.
+using ChildStates = std::vector<ChildState>;
 
 enum class Shape : std::uint8_t
 {
@@ -129,10 +121,11 @@ enum class Shape : std::uint8_t
 class ObjectState
 {
 public:
-    ObjectState(Object* pObject, std::uint8_t mark)
+    ObjectState(Object* pObject, std::uint8_t mark, std::pmr::memory_resource& rMemory)
         : mpObject(pObject), mMark(mark), mShape(pObject->IsDerivedType(Table::ClassTable())  ? Shape::TABLE
                                                  : pObject->IsDerivedType(List::ClassTable()) ? Shape::LIST
-                                                                                              : Shape::PLAIN)
+                                                                                              : Shape::PLAIN),
+          mProperties(&rMemory)
     {
         if (mShape != Shape::PLAIN) {
             mpChildren = std::make_unique<ChildStates>();
@@ -150,19 +143,75 @@ public:
     Ptr<Object> mpObject;
     std::uint8_t mMark; // the pass in which the object was visited last
     Shape mShape;
-    PropertyListData* mpList = nullptr; // holds one reference; the properties that mpProperties speaks of
-    std::unique_ptr<PropertyState[]> mpProperties; // one for each entry of mpList
-    std::unique_ptr<ChildStates> mpChildren;       // of a table or a list
+    PropertyListData* mpList = nullptr; // holds one reference; the properties that mProperties speaks of
+    std::pmr::vector<PropertyState> mProperties; // one for each entry of mpList
+    std::unique_ptr<ChildStates> mpChildren;     // of a table or a list
 };
 
 } // namespace
 
-// The states in the order in which their objects were first reached, and an index of them.
+// The states in the order in which their objects were first reached, and an index of them. A pass walks over
+// all of them, so they lie close together, whatever else is allocated meanwhile.
 class ObjectDiffSnapshot
 {
 public:
-    std::vector<std::unique_ptr<ObjectState>> mStates;
-    std::unordered_map<const Object*, ObjectState*> mIndex;
+    ObjectDiffSnapshot() = default;
+    ~ObjectDiffSnapshot()
+    {
+        for (ObjectState* const pState : mStates) {
+            Destroy(pState);
+        }
+    }
+    ObjectDiffSnapshot(const ObjectDiffSnapshot&) = delete;
+    ObjectDiffSnapshot& operator=(const ObjectDiffSnapshot&) = delete;
+
+    ObjectState* Find(const Object* pObject) const
+    {
+        const auto found = mIndex.find(pObject);
+        return found != mIndex.end() ? found->second : nullptr;
+    }
+
+    ObjectState* Add(Object* pObject, std::uint8_t mark)
+    {
+        mStates.push_back(nullptr);
+        mStates.back() = GetAllocator().new_object<ObjectState>(pObject, mark, mMemory);
+        mIndex.emplace(pObject, mStates.back());
+        return mStates.back();
+    }
+
+    std::size_t GetSize() const { return mStates.size(); }
+
+    // Removes all states of which `isGone` says so, in their order and the others in theirs; it may throw.
+    template <typename IsGone>
+    void RemoveIf(IsGone isGone)
+    {
+        std::size_t end = 0;
+        for (ObjectState*& rpState : mStates) {
+            ObjectState* const pState = rpState;
+            if (!isGone(*pState)) {
+                std::swap(mStates[end++], rpState);
+                continue;
+            }
+            mIndex.erase(pState->mpObject);
+            rpState = nullptr;
+            Destroy(pState);
+        }
+        mStates.resize(end);
+    }
+
+private:
+    std::pmr::polymorphic_allocator<> GetAllocator() { return &mMemory; }
+
+    void Destroy(ObjectState* pState)
+    {
+        if (pState != nullptr) {
+            GetAllocator().delete_object(pState);
+        }
+    }
+
+    std::pmr::unsynchronized_pool_resource mMemory;
+    std::vector<ObjectState*> mStates; // owned; null for the time that one is being made or removed
+    std::pmr::unordered_map<const Object*, ObjectState*, ObjectHash> mIndex{&mMemory};
 };
 
 // ObjectDiffPass is one walk over the graph. It keeps its own stack of objects under way, so that the depth
@@ -186,13 +235,6 @@ public:
     void SweepUnreachedObjects();
 
 private:
-    enum class Phase : std::uint8_t
-    {
-        PROPERTIES,
-        CHILDREN,
-        DONE
-    };
-
     // What an object under way needs now and then: what was read of it when its turn came.
     struct Reading
     {
@@ -200,7 +242,8 @@ private:
         std::vector<PropertyState> mGone; // states of properties that the object has no more
         std::vector<String> mGoneNames;
         ChildStates mChildren;
-        std::unordered_map<const char*, std::size_t> mOldTable; // by name: where the snapshot has a child
+        std::unordered_map<const char*, std::size_t>
+            mOldChildren; // of a table: where the snapshot has a name
     };
 
     // An object under way. A step may push the frame of another object; the next step of this one then goes
@@ -218,11 +261,11 @@ private:
         }
 
         ObjectState* mpState;
-        Phase mPhase = Phase::PROPERTIES;
+        bool mbPropertiesDone = false;
         bool mbRead = false;      // the value, elements or children at hand were read already
         bool mbUnchanged = false; // the children are those of the last pass
         bool mbPolled = false;    // the child at hand was polled already
-        std::size_t mIndex = 0;   // of the property, table entry or list item at hand
+        std::size_t mIndex = 0;   // of the property or child at hand
         std::size_t mElement = 0; // of the array element whose object is polled next
         Value mValue;             // that of the property at hand
         std::unique_ptr<Reading> mpReading;
@@ -231,10 +274,9 @@ private:
     bool Enter(Object* pObject, ObjectState*& rpTarget);
     void Step();
 
-    // Each does one step; false once its phase is over.
+    // Each does one step; false once there is no more to do.
     bool StepProperties(Frame& frame);
-    bool StepTable(Frame& frame);
-    bool StepList(Frame& frame);
+    bool StepChildren(Frame& frame);
 
     void MatchProperties(Frame& frame);
     void ForgetProperty(Object* pObject, const String& name, PropertyState& state);
@@ -243,16 +285,15 @@ private:
     void CompareElement(Object* pObject, const PropertyList::Entry& entry, PropertyState& state,
                         std::size_t index, Value& element);
 
-    void ReadTable(Frame& frame);
-    void CompareTableEntry(Frame& frame, const TableEntryState& entry);
-    void FinishTable(Frame& frame);
-    void ReadList(Frame& frame);
-    void CompareListEntry(Frame& frame, const ListEntryState& entry);
-    void FinishList(Frame& frame);
+    void ReadChildren(Frame& frame);
+    void CompareTableChild(Frame& frame, const ChildState& child);
+    void CompareListChild(Frame& frame, const ChildState& child);
+    void FinishChildren(Frame& frame);
 
     ObjectDiffSnapshot& mSnapshot;
     ObjectDiffHandler* mpHandler;
     std::uint8_t mMark;
+    std::size_t mNumReached = 0;
     std::vector<Frame> mFrames;
 };
 
@@ -336,10 +377,7 @@ bool ObjectDiffPass::Enter(Object* pObject, ObjectState*& rpTarget)
     }
     ObjectState* pState = rpTarget != nullptr && rpTarget->mpObject == pObject ? rpTarget : nullptr;
     if (pState == nullptr) {
-        const auto found = mSnapshot.mIndex.find(pObject);
-        if (found != mSnapshot.mIndex.end()) {
-            pState = found->second;
-        }
+        pState = mSnapshot.Find(pObject);
     }
     if (pState == nullptr) {
         const Ptr<Object> pHeld = pObject;
@@ -347,15 +385,14 @@ bool ObjectDiffPass::Enter(Object* pObject, ObjectState*& rpTarget)
             mpHandler->OnAddObject(pObject);
         }
         const std::uint8_t previousMark = static_cast<std::uint8_t>(mMark - 1);
-        mSnapshot.mStates.push_back(std::make_unique<ObjectState>(pObject, previousMark));
-        pState = mSnapshot.mStates.back().get();
-        mSnapshot.mIndex.emplace(pObject, pState);
+        pState = mSnapshot.Add(pObject, previousMark);
     }
     rpTarget = pState;
     if (pState->mMark == mMark) {
         return false;
     }
     pState->mMark = mMark;
+    ++mNumReached;
     mFrames.emplace_back(pState);
     MatchProperties(mFrames.back());
     return true;
@@ -365,22 +402,15 @@ void ObjectDiffPass::Step()
 {
     // A step that pushes a frame returns at once, since the push may have moved this one.
     Frame& frame = mFrames.back();
-    switch (frame.mPhase) {
-    case Phase::PROPERTIES:
-        if (!StepProperties(frame)) {
-            frame.mPhase = frame.mpState->mShape == Shape::PLAIN ? Phase::DONE : Phase::CHILDREN;
-            frame.mIndex = 0;
-            frame.mbRead = false;
+    if (!frame.mbPropertiesDone) {
+        if (StepProperties(frame)) {
+            return;
         }
-        break;
-    case Phase::CHILDREN:
-        if (!(frame.mpState->mShape == Shape::TABLE ? StepTable(frame) : StepList(frame))) {
-            frame.mPhase = Phase::DONE;
-        }
-        break;
-    case Phase::DONE:
+        frame.mbPropertiesDone = true;
+        frame.mIndex = 0;
+    }
+    if (frame.mpState->mShape == Shape::PLAIN || !StepChildren(frame)) {
         mFrames.pop_back();
-        break;
     }
 }
 
@@ -395,13 +425,13 @@ void ObjectDiffPass::MatchProperties(Frame& frame)
     }
     pList->Access();
     const auto& entries = pList->GetEntries();
-    auto pMatched = std::make_unique<PropertyState[]>(entries.size());
+    std::pmr::vector<PropertyState> matched(entries.size(), state.mProperties.get_allocator());
     if (state.mpList != nullptr) {
         Reading& reading = frame.GetReading();
         const auto& oldEntries = state.mpList->GetEntries();
         std::unordered_map<const char*, std::size_t> oldByName;
         for (std::size_t i = 0; i < oldEntries.size(); ++i) {
-            if (state.mpProperties[i].IsKnown()) {
+            if (state.mProperties[i].IsKnown()) {
                 oldByName.emplace(oldEntries[i].mName.c_str(), i);
             }
         }
@@ -409,38 +439,40 @@ void ObjectDiffPass::MatchProperties(Frame& frame)
             const auto found =
                 entries[i].mbExcluded ? oldByName.end() : oldByName.find(entries[i].mName.c_str());
             if (found != oldByName.end()) {
-                pMatched[i] = std::move(state.mpProperties[found->second]);
+                matched[i] = std::move(state.mProperties[found->second]);
             }
         }
         for (std::size_t i = 0; i < oldEntries.size(); ++i) {
-            if (state.mpProperties[i].IsKnown()) {
-                reading.mGone.push_back(std::move(state.mpProperties[i]));
+            if (state.mProperties[i].IsKnown()) {
+                reading.mGone.push_back(std::move(state.mProperties[i]));
                 reading.mGoneNames.push_back(oldEntries[i].mName);
             }
         }
         state.mpList->Release();
     }
     state.mpList = pList;
-    state.mpProperties = std::move(pMatched);
+    state.mProperties = std::move(matched);
 }
 
 bool ObjectDiffPass::StepProperties(Frame& frame)
 {
     ObjectState& state = *frame.mpState;
-    const auto& entries = state.mpList->GetEntries();
-    while (frame.mIndex < entries.size()) {
-        const PropertyList::Entry& entry = entries[frame.mIndex];
-        if (!entry.mbExcluded) {
-            PropertyState& property = state.mpProperties[frame.mIndex];
-            if (property.IsKnown() &&
-                (property.GetDeclaredType() != entry.mType || property.IsArray() != entry.mbArray)) {
-                ForgetProperty(state.mpObject, entry.mName, property);
-            }
-            if (entry.mbArray ? PollArray(frame, entry, property) : PollValue(frame, entry, property)) {
-                return true;
-            }
+    const std::vector<PropertyList::Entry>& entries = state.mpList->GetEntries();
+    const PropertyList::Entry* const pEntries = entries.data();
+    PropertyState* const pProperties = state.mProperties.data();
+    for (const std::size_t size = entries.size(); frame.mIndex < size; ++frame.mIndex) {
+        const PropertyList::Entry& entry = pEntries[frame.mIndex];
+        PropertyState& property = pProperties[frame.mIndex];
+        if (entry.mbExcluded) {
+            continue;
         }
-        ++frame.mIndex;
+        if (property.IsKnown() &&
+            (property.GetDeclaredType() != entry.mType || property.IsArray() != entry.mbArray)) {
+            ForgetProperty(state.mpObject, entry.mName, property);
+        }
+        if (entry.mbArray ? PollArray(frame, entry, property) : PollValue(frame, entry, property)) {
+            return true;
+        }
     }
     if (frame.mpReading != nullptr) {
         Reading& reading = *frame.mpReading;
@@ -603,191 +635,150 @@ void ObjectDiffPass::CompareElement(Object* pObject, const PropertyList::Entry& 
     }
 }
 
-// Reads a table's children once. As a rule they are those of the last pass, in the same order; the snapshot
-// then serves as the list of children to poll.
-void ObjectDiffPass::ReadTable(Frame& frame)
+namespace
+{
+
+bool IsSeenTable(const ChildStates& seen, const Object* pObject)
+{
+    const auto& entries = static_cast<const Table*>(pObject)->GetEntries();
+    return std::equal(entries.begin(), entries.end(), seen.begin(), seen.end(),
+                      [](const auto& node, const ChildState& child) {
+                          return child.mName == node.GetKey() && child.mpChild == node.GetValue();
+                      });
+}
+
+bool IsSeenList(const ChildStates& seen, const Object* pObject)
+{
+    const Array<Ptr<Object>>& objects = static_cast<const List*>(pObject)->GetObjects();
+    return std::equal(
+        objects.begin(), objects.end(), seen.begin(), seen.end(),
+        [](const Ptr<Object>& pChild, const ChildState& child) { return child.mpChild == pChild; });
+}
+
+} // namespace
+
+// Reads the children once. As a rule they are those of the last pass, in the same order; the snapshot then
+// serves as the list of children to poll.
+void ObjectDiffPass::ReadChildren(Frame& frame)
 {
     ObjectState& state = *frame.mpState;
-    const Table* const pTable = static_cast<Table*>(static_cast<Object*>(state.mpObject));
+    Object* const pObject = state.mpObject;
+    const bool bTable = state.mShape == Shape::TABLE;
     frame.mbRead = true;
-    frame.mbUnchanged = true;
-    std::size_t count = 0;
-    for (const auto& node : pTable->GetEntries()) {
-        if (count >= state.mpChildren->mTable.size() ||
-            !(state.mpChildren->mTable[count].mName == node.GetKey()) ||
-            !(state.mpChildren->mTable[count].mpChild == node.GetValue())) {
-            frame.mbUnchanged = false;
-            break;
-        }
-        ++count;
-    }
-    if (frame.mbUnchanged && count == state.mpChildren->mTable.size()) {
-        return;
-    }
-    frame.mbUnchanged = false;
-    for (const auto& node : pTable->GetEntries()) {
-        frame.GetReading().mChildren.mTable.push_back({node.GetKey(), node.GetValue()});
-    }
-    for (std::size_t i = 0; i < state.mpChildren->mTable.size(); ++i) {
-        frame.GetReading().mOldTable.emplace(state.mpChildren->mTable[i].mName.c_str(), i);
-    }
-}
-
-bool ObjectDiffPass::StepTable(Frame& frame)
-{
-    if (!frame.mbRead) {
-        ReadTable(frame);
-    }
-    std::vector<TableEntryState>& children =
-        frame.mbUnchanged ? frame.mpState->mpChildren->mTable : frame.GetReading().mChildren.mTable;
-    while (frame.mIndex < children.size()) {
-        TableEntryState& entry = children[frame.mIndex];
-        if (!frame.mbPolled) {
-            frame.mbPolled = true;
-            if (Enter(entry.mpChild, entry.mpTarget)) {
-                return true;
-            }
-        }
-        frame.mbPolled = false;
-        if (!frame.mbUnchanged) {
-            CompareTableEntry(frame, entry);
-        }
-        ++frame.mIndex;
-    }
-    if (!frame.mbUnchanged) {
-        FinishTable(frame);
-    }
-    return false;
-}
-
-void ObjectDiffPass::CompareTableEntry(Frame& frame, const TableEntryState& entry)
-{
-    ObjectState& state = *frame.mpState;
-    Table* const pTable = static_cast<Table*>(static_cast<Object*>(state.mpObject));
-    const auto found = frame.GetReading().mOldTable.find(entry.mName.c_str());
-    if (found == frame.GetReading().mOldTable.end()) {
-        if (mpHandler != nullptr) {
-            mpHandler->OnAddTableChild(pTable, entry.mName, entry.mpChild);
-        }
-        return;
-    }
-    const Ptr<Object> pOldChild = state.mpChildren->mTable[found->second].mpChild;
-    frame.GetReading().mOldTable.erase(found); // what stays in there has gone from the table
-    if (mpHandler != nullptr && !(pOldChild == entry.mpChild)) {
-        mpHandler->OnModifyTableChild(pTable, entry.mName, entry.mpChild, pOldChild);
-    }
-}
-
-void ObjectDiffPass::FinishTable(Frame& frame)
-{
-    ObjectState& state = *frame.mpState;
-    Table* const pTable = static_cast<Table*>(static_cast<Object*>(state.mpObject));
-    if (mpHandler != nullptr && !frame.GetReading().mOldTable.empty()) {
-        for (const TableEntryState& old : state.mpChildren->mTable) {
-            if (frame.GetReading().mOldTable.count(old.mName.c_str()) != 0) {
-                mpHandler->OnRemoveTableChild(pTable, old.mName);
-            }
-        }
-    }
-    std::swap(state.mpChildren->mTable, frame.GetReading().mChildren.mTable);
-}
-
-void ObjectDiffPass::ReadList(Frame& frame)
-{
-    ObjectState& state = *frame.mpState;
-    const Array<Ptr<Object>>& objects =
-        static_cast<List*>(static_cast<Object*>(state.mpObject))->GetObjects();
-    frame.mbRead = true;
-    frame.mbUnchanged = static_cast<std::size_t>(objects.GetSize()) == state.mpChildren->mList.size();
-    for (int i = 0; frame.mbUnchanged && i < objects.GetSize(); ++i) {
-        frame.mbUnchanged = objects[i] == state.mpChildren->mList[static_cast<std::size_t>(i)].mpChild;
-    }
+    frame.mbUnchanged =
+        bTable ? IsSeenTable(*state.mpChildren, pObject) : IsSeenList(*state.mpChildren, pObject);
     if (frame.mbUnchanged) {
         return;
     }
-    frame.GetReading().mChildren.mList.reserve(static_cast<std::size_t>(objects.GetSize()));
-    for (const Ptr<Object>& pObject : objects) {
-        frame.GetReading().mChildren.mList.push_back({pObject});
+    Reading& reading = frame.GetReading();
+    if (!bTable) {
+        for (const Ptr<Object>& pChild : static_cast<List*>(pObject)->GetObjects()) {
+            reading.mChildren.push_back({String::Null, pChild});
+        }
+        return;
+    }
+    for (const auto& node : static_cast<Table*>(pObject)->GetEntries()) {
+        reading.mChildren.push_back({node.GetKey(), node.GetValue()});
+    }
+    for (std::size_t i = 0; i < state.mpChildren->size(); ++i) {
+        reading.mOldChildren.emplace((*state.mpChildren)[i].mName.c_str(), i);
     }
 }
 
-bool ObjectDiffPass::StepList(Frame& frame)
+bool ObjectDiffPass::StepChildren(Frame& frame)
 {
+    ObjectState& state = *frame.mpState;
     if (!frame.mbRead) {
-        ReadList(frame);
+        ReadChildren(frame);
     }
-    std::vector<ListEntryState>& children =
-        frame.mbUnchanged ? frame.mpState->mpChildren->mList : frame.GetReading().mChildren.mList;
+    ChildStates& children = frame.mbUnchanged ? *state.mpChildren : frame.GetReading().mChildren;
     while (frame.mIndex < children.size()) {
-        ListEntryState& entry = children[frame.mIndex];
+        ChildState& child = children[frame.mIndex];
         if (!frame.mbPolled) {
             frame.mbPolled = true;
-            if (Enter(entry.mpChild, entry.mpTarget)) {
+            if (Enter(child.mpChild, child.mpTarget)) {
                 return true;
             }
         }
         frame.mbPolled = false;
-        if (!frame.mbUnchanged) {
-            CompareListEntry(frame, entry);
+        if (!frame.mbUnchanged && state.mShape == Shape::TABLE) {
+            CompareTableChild(frame, child);
+        } else if (!frame.mbUnchanged) {
+            CompareListChild(frame, child);
         }
         ++frame.mIndex;
     }
     if (!frame.mbUnchanged) {
-        FinishList(frame);
+        FinishChildren(frame);
     }
     return false;
 }
 
-void ObjectDiffPass::CompareListEntry(Frame& frame, const ListEntryState& entry)
+void ObjectDiffPass::CompareTableChild(Frame& frame, const ChildState& child)
 {
     ObjectState& state = *frame.mpState;
+    Table* const pTable = static_cast<Table*>(static_cast<Object*>(state.mpObject));
+    auto& oldChildren = frame.GetReading().mOldChildren;
+    const auto found = oldChildren.find(child.mName.c_str());
+    if (found == oldChildren.end()) {
+        if (mpHandler != nullptr) {
+            mpHandler->OnAddTableChild(pTable, child.mName, child.mpChild);
+        }
+        return;
+    }
+    const Ptr<Object> pOldChild = (*state.mpChildren)[found->second].mpChild;
+    oldChildren.erase(found); // what stays in there has gone from the table
+    if (mpHandler != nullptr && pOldChild != child.mpChild) {
+        mpHandler->OnModifyTableChild(pTable, child.mName, child.mpChild, pOldChild);
+    }
+}
+
+void ObjectDiffPass::CompareListChild(Frame& frame, const ChildState& child)
+{
     if (mpHandler == nullptr) {
         return;
     }
-    List* const pList = static_cast<List*>(static_cast<Object*>(state.mpObject));
+    const ChildStates& seen = *frame.mpState->mpChildren;
+    List* const pList = static_cast<List*>(static_cast<Object*>(frame.mpState->mpObject));
     const int index = static_cast<int>(frame.mIndex);
-    if (frame.mIndex >= state.mpChildren->mList.size()) {
-        mpHandler->OnAddListChild(pList, index, entry.mpChild);
-    } else if (!(state.mpChildren->mList[frame.mIndex].mpChild == entry.mpChild)) {
-        const Ptr<Object> pOldChild = state.mpChildren->mList[frame.mIndex].mpChild;
-        mpHandler->OnModifyListChild(pList, index, entry.mpChild, pOldChild);
+    if (frame.mIndex >= seen.size()) {
+        mpHandler->OnAddListChild(pList, index, child.mpChild);
+    } else if (seen[frame.mIndex].mpChild != child.mpChild) {
+        const Ptr<Object> pOldChild = seen[frame.mIndex].mpChild;
+        mpHandler->OnModifyListChild(pList, index, child.mpChild, pOldChild);
     }
 }
 
-void ObjectDiffPass::FinishList(Frame& frame)
+// Reports what has gone; what was read is what is known now.
+void ObjectDiffPass::FinishChildren(Frame& frame)
 {
     ObjectState& state = *frame.mpState;
-    if (mpHandler != nullptr && frame.GetReading().mChildren.mList.size() < state.mpChildren->mList.size()) {
-        List* const pList = static_cast<List*>(static_cast<Object*>(state.mpObject));
-        mpHandler->OnDownsizeList(pList, static_cast<int>(frame.GetReading().mChildren.mList.size()));
+    Object* const pObject = state.mpObject;
+    Reading& reading = frame.GetReading();
+    if (mpHandler != nullptr && state.mShape == Shape::TABLE) {
+        for (const ChildState& old : *state.mpChildren) {
+            if (reading.mOldChildren.count(old.mName.c_str()) != 0) {
+                mpHandler->OnRemoveTableChild(static_cast<Table*>(pObject), old.mName);
+            }
+        }
+    } else if (mpHandler != nullptr && reading.mChildren.size() < state.mpChildren->size()) {
+        mpHandler->OnDownsizeList(static_cast<List*>(pObject), static_cast<int>(reading.mChildren.size()));
     }
-    std::swap(state.mpChildren->mList, frame.GetReading().mChildren.mList);
+    std::swap(*state.mpChildren, reading.mChildren);
 }
 
-// One sweep closes all gaps; the order of the others stays.
 void ObjectDiffPass::SweepUnreachedObjects()
 {
-    std::vector<std::unique_ptr<ObjectState>>& states = mSnapshot.mStates;
-    std::size_t firstGone = 0;
-    while (firstGone < states.size() && states[firstGone]->mMark == mMark) {
-        ++firstGone;
-    }
-    if (firstGone == states.size()) {
+    if (mNumReached == mSnapshot.GetSize()) {
         return;
     }
-    std::size_t end = firstGone;
-    for (std::size_t i = firstGone; i < states.size(); ++i) {
-        if (states[i]->mMark == mMark) {
-            states[end++] = std::move(states[i]);
-            continue;
+    mSnapshot.RemoveIf([this](const ObjectState& state) {
+        const bool bGone = state.mMark != mMark;
+        if (bGone && mpHandler != nullptr) {
+            mpHandler->OnRemoveObject(state.mpObject);
         }
-        const std::unique_ptr<ObjectState> pGone = std::move(states[i]);
-        mSnapshot.mIndex.erase(pGone->mpObject);
-        if (mpHandler != nullptr) {
-            mpHandler->OnRemoveObject(pGone->mpObject);
-        }
-    }
-    states.resize(end);
+        return bGone;
+    });
 }
 
 } // namespace QBase

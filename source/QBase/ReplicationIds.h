@@ -7,15 +7,23 @@
 //     properties.Find(pMoon, "Radius");
 //     properties.RemoveOwner(pMoon);                    // all that belong to the object
 //
-// Every look-up takes constant time. The tables hold the objects. Their memory is outside the library's
-// allocator, whose counts speak of objects and texts.
+// Every look-up takes constant time. A million ids do not fit a processor's caches, so what is used together
+// lies together: neighbouring ids in one page, the names of one object in one chain, each table's entries in
+// memory of its own. The tables hold the objects. Their memory is outside the library's allocator, whose
+// counts speak of objects and texts.
 
 #pragma once
 
 #include "QBase/Object.h"
+#include "QBase/ObjectHash.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory_resource>
+#include <optional>
 #include <unordered_map>
+#include <utility>
 
 namespace QBase
 {
@@ -46,20 +54,81 @@ private:
     std::uint32_t mNext;
 };
 
+// IdIndex finds entries by id, in pages of neighbours. Peers may choose ids as they like: where a page lies
+// depends on a number that they do not know, so that they cannot make all pages collide.
+template <typename Entry>
+class IdIndex
+{
+public:
+    explicit IdIndex(std::pmr::memory_resource& rMemory)
+        : mPages(0, PageHash{reinterpret_cast<std::uintptr_t>(this)}, {}, &rMemory)
+    {}
+    IdIndex(const IdIndex&) = delete;
+    IdIndex& operator=(const IdIndex&) = delete;
+
+    /// Null when there is none.
+    Entry* Find(std::uint32_t id) const
+    {
+        const auto found = mPages.find(id / PAGE_SIZE);
+        return found == mPages.end() ? nullptr : found->second.mEntries[id % PAGE_SIZE];
+    }
+
+    /// The id is free.
+    void Insert(std::uint32_t id, Entry* pEntry)
+    {
+        Page& rPage = mPages[id / PAGE_SIZE];
+        rPage.mEntries[id % PAGE_SIZE] = pEntry;
+        ++rPage.mNumEntries;
+    }
+
+    /// The id is in use.
+    void Remove(std::uint32_t id)
+    {
+        const auto page = mPages.find(id / PAGE_SIZE);
+        page->second.mEntries[id % PAGE_SIZE] = nullptr;
+        if (--page->second.mNumEntries == 0) {
+            mPages.erase(page);
+        }
+    }
+
+private:
+    static constexpr std::uint32_t PAGE_SIZE = 16; // entries; one id alone costs little more than by itself
+
+    struct Page
+    {
+        std::array<Entry*, PAGE_SIZE> mEntries{};
+        std::uint32_t mNumEntries = 0;
+    };
+
+    struct PageHash
+    {
+        std::size_t operator()(std::uint32_t page) const
+        {
+            std::uint64_t mixed = mSecret + page;
+            mixed = (mixed ^ mixed >> 30) * 0xBF58476D1CE4E5B9u;
+            mixed = (mixed ^ mixed >> 27) * 0x94D049BB133111EBu;
+            return static_cast<std::size_t>(mixed ^ mixed >> 31);
+        }
+        std::uint64_t mSecret;
+    };
+
+    std::pmr::unordered_map<std::uint32_t, Page, PageHash> mPages;
+};
+
 class ObjectIdTable
 {
 public:
     /// The object, or null. Borrowed.
     Object* Find(std::uint32_t id) const
     {
-        const auto found = mObjects.find(id);
-        return found == mObjects.end() ? nullptr : static_cast<Object*>(found->second);
+        const Entry* const pEntry = mIds.Find(id);
+        return pEntry != nullptr ? static_cast<Object*>(pEntry->mpObject) : nullptr;
     }
 
     std::uint32_t Find(const Object* pObject) const
     {
-        const auto found = mIds.find(pObject);
-        return found == mIds.end() ? NO_ID : found->second;
+        const auto found = mEntries.find(pObject);
+        return found == mEntries.end() ? NO_ID : found->second.mId;
     }
 
     /// The id that the object has, or else the next one.
@@ -67,35 +136,40 @@ public:
     {
         std::uint32_t id = Find(pObject);
         if (id == NO_ID) {
-            id = rNext.Take([this](std::uint32_t used) { return mObjects.count(used) != 0; });
+            id = rNext.Take([this](std::uint32_t used) { return mIds.Find(used) != nullptr; });
             Record(id, pObject);
         }
         return id;
     }
 
-    /// An id that somebody else gave; it is free.
+    /// An id that somebody else gave; it is free, and the object has none.
     void Record(std::uint32_t id, Object* pObject)
     {
-        mObjects.emplace(id, pObject);
-        mIds[pObject] = id;
+        mIds.Insert(id, &mEntries.emplace(pObject, Entry{pObject, id}).first->second);
     }
 
     bool Remove(const Object* pObject)
     {
-        const auto found = mIds.find(pObject);
-        if (found == mIds.end()) {
+        const auto found = mEntries.find(pObject);
+        if (found == mEntries.end()) {
             return false;
         }
-        const auto object = mObjects.find(found->second);
-        mIds.erase(found);
-        const Ptr<Object> pLast = std::move(object->second); // goes when the tables are whole again
-        mObjects.erase(object);
+        mIds.Remove(found->second.mId);
+        const Ptr<Object> pLast = std::move(found->second.mpObject); // goes when the tables are whole again
+        mEntries.erase(found);
         return true;
     }
 
 private:
-    std::unordered_map<std::uint32_t, Ptr<Object>> mObjects;
-    std::unordered_map<const Object*, std::uint32_t> mIds;
+    struct Entry
+    {
+        Ptr<Object> mpObject;
+        std::uint32_t mId;
+    };
+
+    std::pmr::unsynchronized_pool_resource mMemory;
+    std::pmr::unordered_map<const Object*, Entry, ObjectHash> mEntries{&mMemory}; // which stay where they are
+    IdIndex<Entry> mIds{mMemory};
 };
 
 // One named thing of an object.
@@ -104,34 +178,64 @@ struct NamedId
     NamedId(std::uint32_t id, Object* pOwner, const String& name) : mId(id), mpOwner(pOwner), mName(name) {}
 
     std::uint32_t mId;
-    Ptr<Object> mpOwner;
-    String mName;
+    bool mbAnswering = true;              // to its name; a later id for the same name takes over
     Value::Type mType = Value::TYPE_VOID; // of a property: how its values travel; of an array its elements
+    Object* mpOwner;                      // held by the table
+    String mName;
 
 private:
-    friend class NamedIdTable;
-    NamedId* mpPrevious = nullptr; // of the same owner
+    friend class NameChain;
+    NamedId* mpPrevious = nullptr; // of the same owner, in a ring
     NamedId* mpNext = nullptr;
+};
+
+// NameChain is what one object calls by name, in the order of its ids. Whoever walks over an object asks for
+// its names in that order too, so a search begins behind the last one; a long chain has an index.
+class NameChain
+{
+public:
+    NameChain(Object* pOwner, std::pmr::memory_resource& rMemory) : mpOwner(pOwner), mMemory(&rMemory) {}
+    NameChain(const NameChain&) = delete;
+    NameChain& operator=(const NameChain&) = delete;
+    ~NameChain()
+    {
+        while (!IsEmpty()) {
+            Remove(mpFirst);
+        }
+    }
+
+    bool IsEmpty() const { return mpFirst == nullptr; }
+    NamedId* GetFirst() const { return mpFirst; }
+
+    NamedId* Find(const String& name);
+    NamedId* Append(std::uint32_t id, const String& name);
+    void Remove(NamedId* pEntry);
+
+    Object* GetOwner() const { return mpOwner; }
+
+private:
+    static constexpr std::size_t LONGEST_SEARCH = 16;
+
+    // Names are interned: the address of the text is the name.
+    using Index = std::pmr::unordered_map<const char*, NamedId*>;
+
+    Ptr<Object> mpOwner;
+    std::pmr::polymorphic_allocator<> mMemory; // of the table
+    NamedId* mpFirst = nullptr;
+    NamedId* mpExpected = nullptr; // where the next search begins
+    std::size_t mCount = 0;
+    std::optional<Index> mIndex; // of the answering ones, once there were more than LONGEST_SEARCH
 };
 
 class NamedIdTable
 {
 public:
-    NamedIdTable() = default;
-    NamedIdTable(const NamedIdTable&) = delete;
-    NamedIdTable& operator=(const NamedIdTable&) = delete;
-
     /// Null when there is none. Borrowed until it is removed.
-    NamedId* Find(std::uint32_t id)
-    {
-        const auto found = mIds.find(id);
-        return found == mIds.end() ? nullptr : &found->second;
-    }
-
+    NamedId* Find(std::uint32_t id) { return mIds.Find(id); }
     NamedId* Find(const Object* pOwner, const String& name)
     {
-        const auto found = mNames.find({pOwner, name.c_str()});
-        return found == mNames.end() ? nullptr : found->second;
+        NameChain* const pChain = FindChain(pOwner);
+        return pChain != nullptr ? pChain->Find(name) : nullptr;
     }
 
     /// The entry of that name, with the next id when it is new.
@@ -141,75 +245,127 @@ public:
         if (pKnown != nullptr) {
             return pKnown;
         }
-        return Record(rNext.Take([this](std::uint32_t used) { return mIds.count(used) != 0; }), pOwner, name);
+        return Record(rNext.Take([this](std::uint32_t used) { return mIds.Find(used) != nullptr; }), pOwner,
+                      name);
     }
 
     /// An entry under an id that somebody else gave; the id is free. When the name has an id already,
     /// look-ups by name answer the new one.
     NamedId* Record(std::uint32_t id, Object* pOwner, const String& name)
     {
-        NamedId* const pEntry = &mIds.try_emplace(id, id, pOwner, name).first->second;
-        mNames[{pOwner, pEntry->mName.c_str()}] = pEntry;
-        NamedId*& rpFirst = mFirstOfOwner[pOwner];
-        pEntry->mpNext = rpFirst;
-        if (rpFirst != nullptr) {
-            rpFirst->mpPrevious = pEntry;
-        }
-        rpFirst = pEntry;
+        NameChain* const pKnown = FindChain(pOwner);
+        NameChain& rChain =
+            pKnown != nullptr ? *pKnown : mChains.try_emplace(pOwner, pOwner, mMemory).first->second;
+        NamedId* const pEntry = rChain.Append(id, name);
+        mIds.Insert(id, pEntry);
         return pEntry;
     }
 
     void Remove(NamedId* pEntry)
     {
-        const auto name = mNames.find({pEntry->mpOwner, pEntry->mName.c_str()});
-        if (name != mNames.end() && name->second == pEntry) {
-            mNames.erase(name);
+        NameChain* const pChain = FindChain(pEntry->mpOwner);
+        mIds.Remove(pEntry->mId);
+        pChain->Remove(pEntry);
+        if (pChain->IsEmpty()) {
+            RemoveChain(pChain);
         }
-        if (pEntry->mpNext != nullptr) {
-            pEntry->mpNext->mpPrevious = pEntry->mpPrevious;
-        }
-        if (pEntry->mpPrevious != nullptr) {
-            pEntry->mpPrevious->mpNext = pEntry->mpNext;
-        } else if (pEntry->mpNext != nullptr) {
-            mFirstOfOwner[pEntry->mpOwner] = pEntry->mpNext;
-        } else {
-            mFirstOfOwner.erase(pEntry->mpOwner);
-        }
-        const Ptr<Object> pLast = pEntry->mpOwner; // goes when the tables are whole again
-        mIds.erase(pEntry->mId);
     }
 
-    void RemoveOwner(Object* pOwner)
+    void RemoveOwner(const Object* pOwner)
     {
-        const KeepAlive keepOwner(pOwner);
-        for (auto first = mFirstOfOwner.find(pOwner); first != mFirstOfOwner.end();
-             first = mFirstOfOwner.find(pOwner)) {
-            Remove(first->second);
+        NameChain* const pChain = FindChain(pOwner);
+        if (pChain == nullptr) {
+            return;
         }
+        while (!pChain->IsEmpty()) {
+            mIds.Remove(pChain->GetFirst()->mId);
+            pChain->Remove(pChain->GetFirst());
+        }
+        RemoveChain(pChain);
     }
 
 private:
-    // Names are interned: the address of the text is the name.
-    struct Key
+    NameChain* FindChain(const Object* pOwner)
     {
-        const Object* mpOwner;
-        const char* mpName;
-        bool operator==(const Key& other) const { return mpOwner == other.mpOwner && mpName == other.mpName; }
-    };
-    struct KeyHash
-    {
-        std::size_t operator()(const Key& key) const
-        {
-            const std::uint64_t owner = reinterpret_cast<std::uintptr_t>(key.mpOwner);
-            const std::uint64_t name = reinterpret_cast<std::uintptr_t>(key.mpName);
-            const std::uint64_t mixed = (owner * 0x9E3779B97F4A7C15u) ^ (name * 0xC2B2AE3D27D4EB4Fu);
-            return static_cast<std::size_t>(mixed ^ (mixed >> 29));
+        if (mpLastChain == nullptr || mpLastChain->GetOwner() != pOwner) {
+            const auto found = mChains.find(pOwner);
+            mpLastChain = found != mChains.end() ? &found->second : nullptr;
         }
-    };
+        return mpLastChain;
+    }
 
-    std::unordered_map<std::uint32_t, NamedId> mIds; // its entries stay where they are
-    std::unordered_map<Key, NamedId*, KeyHash> mNames;
-    std::unordered_map<const Object*, NamedId*> mFirstOfOwner;
+    void RemoveChain(NameChain* pChain)
+    {
+        const Ptr<Object> pLast = pChain->GetOwner(); // goes when the tables are whole again
+        mpLastChain = nullptr;
+        mChains.erase(pLast);
+    }
+
+    std::pmr::unsynchronized_pool_resource mMemory;
+    std::pmr::unordered_map<const Object*, NameChain, ObjectHash> mChains{
+        &mMemory}; // which stay where they are
+    IdIndex<NamedId> mIds{mMemory};
+    NameChain* mpLastChain = nullptr; // found last; mostly wanted again
 };
+
+inline NamedId* NameChain::Find(const String& name)
+{
+    if (mIndex) {
+        const auto found = mIndex->find(name.c_str());
+        return found == mIndex->end() ? nullptr : found->second;
+    }
+    NamedId* pEntry = mpExpected;
+    for (std::size_t i = 0; i < mCount; ++i) {
+        if (pEntry->mName == name && pEntry->mbAnswering) {
+            mpExpected = pEntry->mpNext;
+            return pEntry;
+        }
+        pEntry = pEntry->mpNext;
+    }
+    return nullptr;
+}
+
+inline NamedId* NameChain::Append(std::uint32_t id, const String& name)
+{
+    if (NamedId* const pOld = Find(name)) {
+        pOld->mbAnswering = false;
+    }
+    NamedId* const pEntry = mMemory.new_object<NamedId>(id, mpOwner, name);
+    if (mpFirst == nullptr) {
+        mpFirst = mpExpected = pEntry->mpPrevious = pEntry->mpNext = pEntry;
+    } else {
+        pEntry->mpPrevious = mpFirst->mpPrevious;
+        pEntry->mpNext = mpFirst;
+        pEntry->mpPrevious->mpNext = mpFirst->mpPrevious = pEntry;
+    }
+    if (++mCount > LONGEST_SEARCH && !mIndex) {
+        mIndex.emplace(mMemory);
+        for (NamedId* p = mpFirst; p != pEntry; p = p->mpNext) {
+            if (p->mbAnswering) {
+                mIndex->emplace(p->mName.c_str(), p);
+            }
+        }
+    }
+    if (mIndex) {
+        (*mIndex)[pEntry->mName.c_str()] = pEntry;
+    }
+    return pEntry;
+}
+
+inline void NameChain::Remove(NamedId* pEntry)
+{
+    if (mIndex && pEntry->mbAnswering) {
+        mIndex->erase(pEntry->mName.c_str());
+    }
+    if (--mCount == 0) {
+        mpFirst = mpExpected = nullptr;
+    } else {
+        pEntry->mpPrevious->mpNext = pEntry->mpNext;
+        pEntry->mpNext->mpPrevious = pEntry->mpPrevious;
+        mpFirst = mpFirst == pEntry ? pEntry->mpNext : mpFirst;
+        mpExpected = mpExpected == pEntry ? pEntry->mpNext : mpExpected;
+    }
+    mMemory.delete_object(pEntry);
+}
 
 } // namespace QBase
