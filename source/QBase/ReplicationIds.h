@@ -16,6 +16,7 @@
 
 #include "QBase/Object.h"
 #include "QBase/ObjectHash.h"
+#include "QBase/PooledMemory.h"
 
 #include <array>
 #include <cstddef>
@@ -167,7 +168,7 @@ private:
         std::uint32_t mId;
     };
 
-    std::pmr::unsynchronized_pool_resource mMemory;
+    PooledMemory mMemory;
     std::pmr::unordered_map<const Object*, Entry, ObjectHash> mEntries{&mMemory}; // which stay where they are
     IdIndex<Entry> mIds{mMemory};
 };
@@ -301,7 +302,7 @@ private:
         mChains.erase(pLast);
     }
 
-    std::pmr::unsynchronized_pool_resource mMemory;
+    PooledMemory mMemory;
     std::pmr::unordered_map<const Object*, NameChain, ObjectHash> mChains{
         &mMemory}; // which stay where they are
     IdIndex<NamedId> mIds{mMemory};
