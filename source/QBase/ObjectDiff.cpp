@@ -5,6 +5,7 @@
 #include "QBase/List.h"
 #include "QBase/ObjectDiffHandler.h"
 #include "QBase/ObjectHash.h"
+#include "QBase/PooledMemory.h"
 #include "QBase/PropertyListData.h"
 #include "QBase/Reflection.h"
 #include "QBase/Table.h"
@@ -30,7 +31,8 @@ class ObjectState;
 struct ArrayState
 {
     std::vector<Value> mElements;
-    std::vector<ObjectState*> mTargets; // the states of the objects in there, where they were found already
+    std::vector<ObjectState*>
+        mTargets; // the states of the objects in there, one for each element that may be
 };
 
 // What was seen of one property: of a single value the value itself, of an array its ArrayState. There is one
@@ -209,7 +211,7 @@ private:
         }
     }
 
-    std::pmr::unsynchronized_pool_resource mMemory;
+    PooledMemory mMemory;
     std::vector<ObjectState*> mStates; // owned; null for the time that one is being made or removed
     std::pmr::unordered_map<const Object*, ObjectState*, ObjectHash> mIndex{&mMemory};
 };
@@ -238,12 +240,11 @@ private:
     // What an object under way needs now and then: what was read of it when its turn came.
     struct Reading
     {
-        std::vector<Value> mElements;     // of the array at hand
+        ArrayState mArray;                // the one at hand
         std::vector<PropertyState> mGone; // states of properties that the object has no more
         std::vector<String> mGoneNames;
         ChildStates mChildren;
-        std::unordered_map<const char*, std::size_t>
-            mOldChildren; // of a table: where the snapshot has a name
+        std::unordered_map<const char*, std::size_t> mOldChildren; // by name: where the snapshot has one
     };
 
     // An object under way. A step may push the frame of another object; the next step of this one then goes
@@ -263,7 +264,7 @@ private:
         ObjectState* mpState;
         bool mbPropertiesDone = false;
         bool mbRead = false;      // the value, elements or children at hand were read already
-        bool mbUnchanged = false; // the children are those of the last pass
+        bool mbUnchanged = false; // the elements or children at hand are those of the last pass
         bool mbPolled = false;    // the child at hand was polled already
         std::size_t mIndex = 0;   // of the property or child at hand
         std::size_t mElement = 0; // of the array element whose object is polled next
@@ -282,6 +283,8 @@ private:
     void ForgetProperty(Object* pObject, const String& name, PropertyState& state);
     bool PollValue(Frame& frame, const PropertyList::Entry& entry, PropertyState& state);
     bool PollArray(Frame& frame, const PropertyList::Entry& entry, PropertyState& state);
+    void ReadElements(Frame& frame, Property* pProperty, PropertyState& state);
+    bool PollElements(Frame& frame, PropertyState& state);
     void CompareElement(Object* pObject, const PropertyList::Entry& entry, PropertyState& state,
                         std::size_t index, Value& element);
 
@@ -552,33 +555,16 @@ bool ObjectDiffPass::PollArray(Frame& frame, const PropertyList::Entry& entry, P
     Property* const pProperty = entry.mpProperty;
     const bool bMayRefer = entry.mType == Value::TYPE_OBJECT || entry.mType == Value::TYPE_VALUE;
     if (bMayRefer) {
-        std::vector<Value>& elements = frame.GetReading().mElements;
         if (!frame.mbRead) {
-            const int size = pProperty->GetSize(pObject);
-            elements.clear();
-            for (int i = 0; i < size && i < pProperty->GetSize(pObject); ++i) {
-                elements.push_back(pProperty->GetAt(pObject, i));
-            }
-            frame.mElement = 0;
-            frame.mbRead = true;
+            ReadElements(frame, pProperty, state);
         }
-        while (frame.mElement < elements.size()) {
-            const std::size_t i = frame.mElement++;
-            ObjectState* pTarget = nullptr;
-            if (state.IsKnown() && i < state.GetArray().mTargets.size()) {
-                pTarget = state.GetArray().mTargets[i];
-            }
-            const bool bEntered = Enter(elements[i].AsObject(), pTarget);
-            if (state.IsKnown()) {
-                std::vector<ObjectState*>& targets = state.GetArray().mTargets;
-                targets.resize(std::max(targets.size(), i + 1));
-                targets[i] = pTarget;
-            }
-            if (bEntered) {
-                return true;
-            }
+        if (PollElements(frame, state)) {
+            return true;
         }
         frame.mbRead = false;
+        if (std::exchange(frame.mbUnchanged, false)) {
+            return false;
+        }
     }
     if (!state.IsKnown()) {
         if (mpHandler != nullptr) {
@@ -586,13 +572,14 @@ bool ObjectDiffPass::PollArray(Frame& frame, const PropertyList::Entry& entry, P
         }
         state.Know(entry.mType, true);
     }
+    ArrayState& array = state.GetArray();
     std::size_t size = 0;
     if (bMayRefer) {
-        std::vector<Value> elements = std::move(frame.GetReading().mElements);
-        size = elements.size();
-        for (std::size_t i = 0; i < size; ++i) {
-            CompareElement(pObject, entry, state, i, elements[i]);
+        ArrayState read = std::exchange(frame.GetReading().mArray, ArrayState());
+        for (Value& rElement : read.mElements) {
+            CompareElement(pObject, entry, state, size++, rElement);
         }
+        array.mTargets = std::move(read.mTargets);
     } else {
         const int count = pProperty->GetSize(pObject);
         for (int i = 0; i < count && i < pProperty->GetSize(pObject); ++i) {
@@ -600,13 +587,54 @@ bool ObjectDiffPass::PollArray(Frame& frame, const PropertyList::Entry& entry, P
             CompareElement(pObject, entry, state, size++, element);
         }
     }
-    ArrayState& array = state.GetArray();
-    array.mTargets.resize(std::min(array.mTargets.size(), size));
     if (array.mElements.size() > size) {
         if (mpHandler != nullptr) {
             mpHandler->OnDownsizePropertyArray(pObject, entry.mName, static_cast<int>(size), entry.mType);
         }
         array.mElements.resize(size);
+    }
+    return false;
+}
+
+// Reads the elements of an array once. As a rule they are those of the last pass; the snapshot then serves as
+// the list of elements to poll.
+void ObjectDiffPass::ReadElements(Frame& frame, Property* pProperty, PropertyState& state)
+{
+    Object* const pObject = frame.mpState->mpObject;
+    const std::vector<Value>* const pSeen = state.IsKnown() ? &state.GetArray().mElements : nullptr;
+    const int size = pProperty->GetSize(pObject);
+    frame.mbRead = true;
+    frame.mbUnchanged = pSeen != nullptr && pSeen->size() == static_cast<std::size_t>(size);
+    frame.mElement = 0;
+    for (int i = 0; i < size && i < pProperty->GetSize(pObject); ++i) {
+        Value element = pProperty->GetAt(pObject, i);
+        if (frame.mbUnchanged) {
+            if (element == (*pSeen)[static_cast<std::size_t>(i)]) {
+                continue;
+            }
+            frame.mbUnchanged = false;
+            frame.GetReading().mArray.mElements.assign(pSeen->begin(), pSeen->begin() + i);
+        }
+        frame.GetReading().mArray.mElements.push_back(std::move(element));
+    }
+    if (!frame.mbUnchanged) {
+        ArrayState& array = frame.GetReading().mArray;
+        if (state.IsKnown()) {
+            array.mTargets = state.GetArray().mTargets; // most are right, the others are noticed
+        }
+        array.mTargets.resize(array.mElements.size());
+    }
+}
+
+// True when an object was entered; the others come when this one's turn comes again.
+bool ObjectDiffPass::PollElements(Frame& frame, PropertyState& state)
+{
+    ArrayState& array = frame.mbUnchanged ? state.GetArray() : frame.GetReading().mArray;
+    while (frame.mElement < array.mElements.size()) {
+        const std::size_t i = frame.mElement++;
+        if (Enter(array.mElements[i].AsObject(), array.mTargets[i])) {
+            return true;
+        }
     }
     return false;
 }

@@ -119,3 +119,50 @@ TEST(ReplicationIdsTest, AMillionNamesOfAHundredThousandObjectsGoInLinearTime)
     }
     EXPECT_EQ(names.Find(owners[0], "a"), nullptr);
 }
+
+// Long and short: more names than one search should look at have an index.
+TEST(ReplicationIdsTest, AnOwnerMayHaveAnyNumberOfNamesAndLoseThemInAnyOrder)
+{
+    for (const int count : {1, 3, 16, 17, 1000}) {
+        IdCounter next;
+        NamedIdTable names;
+        const Ptr<Object> pOwner = MakePlain();
+        std::vector<String> texts;
+        for (int i = 0; i < count; ++i) {
+            texts.push_back(String::Format("name %d", i));
+            EXPECT_EQ(names.Assign(pOwner, texts.back(), next)->mId, static_cast<std::uint32_t>(i + 1));
+        }
+        names.Record(5000, pOwner, texts[0]);
+        for (int i = count - 1; i >= 0; --i) { // against the order in which they came
+            const std::uint32_t id = i == 0 ? 5000u : static_cast<std::uint32_t>(i + 1);
+            EXPECT_EQ(names.Find(pOwner, texts[static_cast<std::size_t>(i)])->mId, id) << count;
+        }
+        for (int i = 0; i < count; ++i) {
+            const int place = i % 2 == 0 ? i / 2 : count - 1 - i / 2; // from both ends
+            names.Remove(names.Find(static_cast<std::uint32_t>(place + 1)));
+            EXPECT_EQ(names.Find(static_cast<std::uint32_t>(place + 1)), nullptr);
+            EXPECT_EQ(names.Find(pOwner, texts[static_cast<std::size_t>(place)]) != nullptr, place == 0);
+        }
+        names.Remove(names.Find(5000));
+        EXPECT_EQ(names.Find(pOwner, texts[0]), nullptr);
+        EXPECT_EQ(pOwner->GetReferenceCount(), 1);
+    }
+}
+
+TEST(ReplicationIdsTest, IdsFarApartAreFoundAndForgotten)
+{
+    ObjectIdTable objects;
+    std::vector<Ptr<Object>> owners;
+    for (std::uint32_t i = 0; i < 5000; ++i) {
+        owners.push_back(MakePlain());
+        objects.Record(i * 858993u + 15, owners.back());
+    }
+    objects.Record(0xFFFFFFFFu, owners.emplace_back(MakePlain()));
+    for (std::uint32_t i = 0; i < 5000; ++i) {
+        EXPECT_EQ(objects.Find(i * 858993u + 15), owners[i]);
+        EXPECT_EQ(objects.Find(i * 858993u + 14), nullptr);
+        EXPECT_TRUE(objects.Remove(owners[i]));
+        EXPECT_EQ(objects.Find(i * 858993u + 15), nullptr);
+    }
+    EXPECT_EQ(objects.Find(0xFFFFFFFFu), owners.back());
+}

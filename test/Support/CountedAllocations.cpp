@@ -1,0 +1,56 @@
+#include "Support/CountedAllocations.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace
+{
+
+std::atomic<std::int64_t> g_Count{0};
+
+void* CountedAlloc(std::size_t size) noexcept
+{
+    g_Count.fetch_add(1, std::memory_order_relaxed);
+    return std::malloc(size > 0 ? size : 1);
+}
+
+} // namespace
+
+// These replace the standard ones in the whole program. The forms for arrays call them.
+void* operator new(std::size_t size)
+{
+    if (void* const p = CountedAlloc(size)) {
+        return p;
+    }
+    throw std::bad_alloc();
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return CountedAlloc(size);
+}
+
+void operator delete(void* p) noexcept
+{
+    std::free(p);
+}
+
+void operator delete(void* p, std::size_t) noexcept
+{
+    std::free(p);
+}
+
+void operator delete(void* p, const std::nothrow_t&) noexcept
+{
+    std::free(p);
+}
+
+CountedAllocations::CountedAllocations() : mStart(g_Count.load(std::memory_order_relaxed))
+{}
+
+std::int64_t CountedAllocations::GetCount() const
+{
+    return g_Count.load(std::memory_order_relaxed) - mStart;
+}
