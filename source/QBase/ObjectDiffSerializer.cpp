@@ -874,6 +874,13 @@ void ForwardFrame(ReplicationState& state, const unsigned char* pFrame, int size
     }
 }
 
+// Removals are the last packets of a pass, so a frame with room for one more has the last of them.
+bool MayContinueRemovals(int frameSize)
+{
+    constexpr int REMOVAL_SIZE = 5; // kind and object id
+    return frameSize + REMOVAL_SIZE > FrameBuffer::FRAME_SIZE;
+}
+
 void ReadFrame(ReplicationState& state, InStream& in)
 {
     const int size = static_cast<int>(in.mFrameSize);
@@ -886,7 +893,9 @@ void ReadFrame(ReplicationState& state, InStream& in)
             return;
         }
         const bool bApplied = PacketApplier(state, in, pPackets, static_cast<std::size_t>(size)).Apply();
-        state.mRemoved.Release();
+        if (in.mbStopped || !MayContinueRemovals(size)) {
+            in.mRemoved.Release();
+        }
         if (bApplied) {
             ValueBytes::StoreInt(pFrame.get(), size);
             ForwardFrame(state, pFrame.get(), size + FrameBuffer::SIZE_BYTES);

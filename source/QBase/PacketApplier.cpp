@@ -7,6 +7,7 @@
 #include "QBase/Table.h"
 
 #include <string>
+#include <utility>
 
 namespace QBase
 {
@@ -152,41 +153,30 @@ void PacketApplier::ApplyRemoveObject()
     if (!Read(objectId)) {
         return;
     }
-    if (Object* const pObject = FindObjectOf<Object>(objectId, "ASSERT( pObject )")) {
-        mState.mRemoved.Keep(pObject);
+    if (const Ptr<Object> pObject = FindObjectOf<Object>(objectId, "ASSERT( pObject )")) {
+        mStream.mRemoved.Keep(pObject);
         mState.ForgetObject(pObject);
     }
 }
 
 void PacketApplier::ApplyAddPropertyValue()
 {
-    std::uint32_t objectId = 0;
-    std::uint32_t propertyId = 0;
-    Value::Type type = Value::TYPE_VOID;
-    String name;
+    NewProperty added;
     WireValue value;
-    if (!Read(objectId, propertyId, type, name) || !ReadValue(type, value) ||
-        !RequireFreeId(mState.mProperties, propertyId, "ASSERT( !FindProperty( packet.propertyId ) )")) {
+    if (!Read(added.mObjectId, added.mPropertyId, added.mType, added.mName) ||
+        !ReadValue(added.mType, value) ||
+        !FindPlace(added, false, "ASSERT( packet.propertyType == value.GetType() )") ||
+        !Require(value.mbKnown, "ASSERT( pObject )", __LINE__)) {
         return;
     }
-    const Ptr<Object> pObject = FindObjectOf<Object>(objectId, "ASSERT( pObject )");
-    if (pObject == nullptr || !Require(value.mbKnown, "ASSERT( pObject )", __LINE__)) {
-        return;
-    }
-    const Ptr<Property> pProperty = pObject->FindProperty(name);
-    if (pProperty != nullptr) {
-        if (!RequireWritable(pProperty, false) ||
-            !Require(pProperty->GetType() == Value::TYPE_VALUE || pProperty->GetType() == type,
-                     "ASSERT( packet.propertyType == value.GetType() )", __LINE__)) {
-            return;
-        }
-        pProperty->Set(pObject, value.mValue);
-    } else if (type != Value::TYPE_VOID &&
-               !Require(pObject->AddPropertyValueFromValue(name, value.mValue) != nullptr,
+    if (added.mpProperty != nullptr) {
+        added.mpProperty->Set(added.mpObject, value.mValue);
+    } else if (added.mType != Value::TYPE_VOID &&
+               !Require(added.mpObject->AddPropertyValueFromValue(added.mName, value.mValue) != nullptr,
                         "ASSERT( pProperty )", __LINE__)) {
         return;
     }
-    mState.mProperties.Record(propertyId, pObject, name)->mType = type;
+    mState.mProperties.Record(added.mPropertyId, added.mpObject, added.mName)->mType = added.mType;
 }
 
 void PacketApplier::ApplyModifyPropertyValue()
@@ -229,83 +219,48 @@ void PacketApplier::ApplyRemoveProperty()
 
 void PacketApplier::ApplyAddPropertyArray()
 {
-    std::uint32_t objectId = 0;
-    std::uint32_t propertyId = 0;
+    NewProperty added;
     std::uint8_t type = 0;
-    String name;
-    if (!Read(objectId, propertyId, type, name)) {
+    if (!Read(added.mObjectId, added.mPropertyId, type, added.mName)) {
         return;
     }
-    const Value::Type elementType = static_cast<Value::Type>(type);
-    if (elementType != Value::TYPE_VALUE && !ValueBytes::IsStorable(type)) {
+    added.mType = static_cast<Value::Type>(type);
+    if (added.mType != Value::TYPE_VALUE && !ValueBytes::IsStorable(type)) {
         Damaged(__LINE__, "the type is unknown");
         return;
     }
-    if (!RequireFreeId(mState.mProperties, propertyId, "ASSERT( !FindProperty( packet.propertyId ) )")) {
+    if (!FindPlace(added, true, "ASSERT( packet.propertyType == type )")) {
         return;
     }
-    Object* const pObject = FindObjectOf<Object>(objectId, "ASSERT( pObject )");
-    if (pObject == nullptr) {
-        return;
-    }
-    Ptr<Property> pProperty = pObject->FindProperty(name);
-    if (pProperty != nullptr) {
-        if (!RequireWritable(pProperty, true) ||
-            !Require(pProperty->GetType() == elementType, "ASSERT( packet.propertyType == type )",
-                     __LINE__)) {
-            return;
-        }
-        pProperty->Clear(pObject); // what the constructor put in
+    if (added.mpProperty != nullptr) {
+        added.mpProperty->Clear(added.mpObject); // what the constructor put in
     } else {
         // No dynamic property can hold values of any type; the class of the peer's object must have it.
-        pProperty = elementType == Value::TYPE_VALUE ? nullptr : pObject->AddPropertyArray(name, elementType);
-        if (!Require(pProperty != nullptr, "ASSERT( pProperty )", __LINE__)) {
+        Property* const pAdded = added.mType != Value::TYPE_VALUE
+                                     ? added.mpObject->AddPropertyArray(added.mName, added.mType)
+                                     : nullptr;
+        if (!Require(pAdded != nullptr, "ASSERT( pProperty )", __LINE__)) {
             return;
         }
     }
-    mState.mProperties.Record(propertyId, pObject, name)->mType = elementType;
+    mState.mProperties.Record(added.mPropertyId, added.mpObject, added.mName)->mType = added.mType;
 }
 
 void PacketApplier::ApplyAddArrayElement()
 {
-    std::uint32_t propertyId = 0;
-    std::uint16_t index = 0;
-    if (!Read(propertyId, index)) {
-        return;
-    }
-    const NamedId* const pId = FindTypedProperty(propertyId);
-    WireValue value;
-    if (pId == nullptr || !ReadElement(*pId, value) ||
-        !Require(value.mbKnown, "ASSERT( pObject )", __LINE__)) {
-        return;
-    }
-    const Ptr<Object> pObject = pId->mpOwner;
-    const Ptr<Property> pProperty = FindArray(*pId);
-    if (pProperty != nullptr &&
-        Require(pProperty->GetSize(pObject) == index,
-                "ASSERT( pProperty->GetSize( pObject ) == packet.index )", __LINE__)) {
-        pProperty->Insert(pObject, value.mValue);
+    NewElement added;
+    if (ReadElement(added) && Require(added.mpArray->GetSize(added.mpObject) == added.mIndex,
+                                      "ASSERT( pProperty->GetSize( pObject ) == packet.index )", __LINE__)) {
+        added.mpArray->Insert(added.mpObject, added.mValue);
     }
 }
 
 void PacketApplier::ApplyModifyArrayElement()
 {
-    std::uint32_t propertyId = 0;
-    std::uint16_t index = 0;
-    if (!Read(propertyId, index)) {
-        return;
-    }
-    const NamedId* const pId = FindTypedProperty(propertyId);
-    WireValue value;
-    if (pId == nullptr || !ReadElement(*pId, value) ||
-        !Require(value.mbKnown, "ASSERT( pObject )", __LINE__)) {
-        return;
-    }
-    const Ptr<Object> pObject = pId->mpOwner;
-    const Ptr<Property> pProperty = FindArray(*pId);
-    if (pProperty != nullptr &&
-        Require(index < pProperty->GetSize(pObject), "ASSERT( packet.index == index )", __LINE__)) {
-        pProperty->SetAt(pObject, index, value.mValue);
+    NewElement changed;
+    if (ReadElement(changed) && Require(changed.mIndex < changed.mpArray->GetSize(changed.mpObject),
+                                        "ASSERT( packet.index == index )", __LINE__)) {
+        changed.mpArray->SetAt(changed.mpObject, changed.mIndex, changed.mValue);
     }
 }
 
@@ -343,7 +298,7 @@ void PacketApplier::ApplyAddTableChild()
                        "ASSERT( !FindTableChild( packet.tableChildId ) )")) {
         return;
     }
-    Table* const pTable = FindObjectOf<Table>(tableId, "ASSERT( pTable )");
+    const Ptr<Table> pTable = FindObjectOf<Table>(tableId, "ASSERT( pTable )");
     if (pTable != nullptr && Require(name.size() != 0, "ASSERT( childName != String::Null )", __LINE__) &&
         FindReferred(childId, pChild)) {
         pTable->Insert(name, pChild);
@@ -361,7 +316,9 @@ void PacketApplier::ApplyModifyTableChild()
     }
     const NamedId* const pId = mState.mTableChildren.Find(tableChildId);
     if (Require(pId != nullptr, "ASSERT( pTable )", __LINE__) && FindReferred(childId, pChild)) {
-        static_cast<Table*>(static_cast<Object*>(pId->mpOwner))->Insert(pId->mName, pChild);
+        const Ptr<Object> pTable = pId->mpOwner; // the old child may do anything when it goes
+        const String name = pId->mName;
+        static_cast<Table*>(static_cast<Object*>(pTable))->Insert(name, pChild);
     }
 }
 
@@ -390,7 +347,7 @@ void PacketApplier::ApplyAddListChild()
     if (!Read(listId, index, childId)) {
         return;
     }
-    List* const pList = FindObjectOf<List>(listId, "ASSERT( pList )");
+    const Ptr<List> pList = FindObjectOf<List>(listId, "ASSERT( pList )");
     if (pList != nullptr &&
         Require(pList->GetSize() == index, "ASSERT( pList->GetSize() == packet.index )", __LINE__) &&
         FindReferred(childId, pChild)) {
@@ -407,7 +364,7 @@ void PacketApplier::ApplyModifyListChild()
     if (!Read(listId, index, childId)) {
         return;
     }
-    List* const pList = FindObjectOf<List>(listId, "ASSERT( pList )");
+    const Ptr<List> pList = FindObjectOf<List>(listId, "ASSERT( pList )");
     if (pList != nullptr && Require(index < pList->GetSize(), "ASSERT( packet.index == index )", __LINE__) &&
         FindReferred(childId, pChild)) {
         pList->SetAt(index, pChild);
@@ -421,7 +378,7 @@ void PacketApplier::ApplyDownsizeList()
     if (!Read(listId, newSize)) {
         return;
     }
-    List* const pList = FindObjectOf<List>(listId, "ASSERT( pList )");
+    const Ptr<List> pList = FindObjectOf<List>(listId, "ASSERT( pList )");
     if (pList == nullptr) {
         return;
     }
@@ -440,7 +397,7 @@ void PacketApplier::ApplyFunction()
         !RequireFreeId(mState.mFunctions, functionId, "ASSERT( !FindFunction( packet.functionId ) )")) {
         return;
     }
-    Object* const pObject = FindObjectOf<Object>(objectId, "ASSERT( pObject )");
+    const Ptr<Object> pObject = FindObjectOf<Object>(objectId, "ASSERT( pObject )");
     if (pObject != nullptr &&
         Require(pObject->FindFunction(name) != nullptr, "ASSERT( pFunction )", __LINE__)) {
         mState.mFunctions.Record(functionId, pObject, name);
@@ -546,10 +503,46 @@ bool PacketApplier::ReadValue(Value::Type type, WireValue& rValue)
 }
 
 // An element of an array of any type brings its type along.
-bool PacketApplier::ReadElement(const NamedId& property, WireValue& rValue)
+bool PacketApplier::ReadElement(NewElement& rElement)
 {
-    Value::Type type = property.mType;
-    return (type != Value::TYPE_VALUE || Read(type)) && ReadValue(type, rValue);
+    std::uint32_t propertyId = 0;
+    if (!Read(propertyId, rElement.mIndex)) {
+        return false;
+    }
+    const NamedId* const pId = FindTypedProperty(propertyId);
+    if (pId == nullptr) {
+        return false;
+    }
+    Value::Type type = pId->mType;
+    WireValue value;
+    if ((type == Value::TYPE_VALUE && !Read(type)) || !ReadValue(type, value) ||
+        !Require(value.mbKnown, "ASSERT( pObject )", __LINE__)) {
+        return false;
+    }
+    rElement.mValue = std::move(value.mValue);
+    rElement.mpObject = pId->mpOwner;
+    rElement.mpArray = FindArray(*pId);
+    return rElement.mpArray != nullptr;
+}
+
+// The object that gets the property. A property of any type takes each.
+bool PacketApplier::FindPlace(NewProperty& rNew, bool bArray, const char* pTypeText)
+{
+    if (!RequireFreeId(mState.mProperties, rNew.mPropertyId,
+                       "ASSERT( !FindProperty( packet.propertyId ) )")) {
+        return false;
+    }
+    rNew.mpObject = FindObjectOf<Object>(rNew.mObjectId, "ASSERT( pObject )");
+    if (rNew.mpObject == nullptr) {
+        return false;
+    }
+    rNew.mpProperty = rNew.mpObject->FindProperty(rNew.mName);
+    if (rNew.mpProperty == nullptr) {
+        return true;
+    }
+    const Value::Type type = rNew.mpProperty->GetType();
+    return RequireWritable(rNew.mpProperty, bArray) &&
+           Require(type == Value::TYPE_VALUE || type == rNew.mType, pTypeText, __LINE__);
 }
 
 // Without the property nobody knows how long the packet's value is.
@@ -578,7 +571,7 @@ bool PacketApplier::FindReferred(std::uint32_t id, Object*& rpObject)
 }
 
 template <typename Class>
-Class* PacketApplier::FindObjectOf(std::uint32_t id, const char* pText)
+Ptr<Class> PacketApplier::FindObjectOf(std::uint32_t id, const char* pText)
 {
     Object* const pObject = mState.mObjects.Find(id);
     const bool bFits = pObject != nullptr && pObject->IsDerivedType(Class::ClassTable());

@@ -37,6 +37,26 @@ private:
         bool mbKnown = true; // false for an object whose id is unknown
     };
 
+    // What kinds 3 and 6 announce, and the object's property of that name if there is one already.
+    struct NewProperty
+    {
+        std::uint32_t mObjectId = 0;
+        std::uint32_t mPropertyId = 0;
+        Value::Type mType = Value::TYPE_VOID;
+        String mName;
+        Ptr<Object> mpObject;
+        Ptr<Property> mpProperty;
+    };
+
+    // The element that kinds 7 and 8 set, and the array it is for.
+    struct NewElement
+    {
+        std::uint16_t mIndex = 0;
+        Value mValue;
+        Ptr<Object> mpObject;
+        Ptr<Property> mpArray;
+    };
+
     void ApplyNewRoot();
     void ApplyAddObject();
     void ApplyRemoveObject();
@@ -67,14 +87,15 @@ private:
         return Read(rFirst) && Read(rSecond, rRest...);
     }
     bool ReadValue(Value::Type type, WireValue& rValue);
-    bool ReadElement(const NamedId& property, WireValue& rValue);
+    bool ReadElement(NewElement& rElement);
 
     // Each answers null or false after Require reported what is missing.
+    bool FindPlace(NewProperty& rNew, bool bArray, const char* pTypeText);
     const NamedId* FindTypedProperty(std::uint32_t id);
     Property* FindArray(const NamedId& property);
     bool FindReferred(std::uint32_t id, Object*& rpObject);
     template <typename Class>
-    Class* FindObjectOf(std::uint32_t id, const char* pText);
+    Ptr<Class> FindObjectOf(std::uint32_t id, const char* pText);
     bool RequireFreeId(NamedIdTable& rTable, std::uint32_t id, const char* pText);
     bool RequireWritable(Property* pProperty, bool bArray);
 

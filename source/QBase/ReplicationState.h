@@ -63,6 +63,7 @@ struct InStream
     int mNumFrames = 0;
     bool mbStopped = false;
     bool mbRemoved = false;
+    RemovedObjects mRemoved;
 };
 
 struct QueuedCall
@@ -126,7 +127,6 @@ public:
     // Reading.
     std::unordered_set<String> mAllowed; // names of functions that others may call
     int mFrameSizeLimit = 16 * 1024 * 1024;
-    RemovedObjects mRemoved;
     bool mbUpdating = false;
 };
 

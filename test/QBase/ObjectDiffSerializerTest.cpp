@@ -367,7 +367,15 @@ public:
     Ptr<Object> GetThing() const { return mOnRead ? mOnRead() : mpThing; }
     void SetThing(const Ptr<Object>& pThing) { mpThing = pThing; }
 
+    ~Actor() override
+    {
+        if (mOnEnd) {
+            mOnEnd();
+        }
+    }
+
     std::function<void()> mOnAct;
+    std::function<void()> mOnEnd;
     std::function<Ptr<Object>()> mOnRead;
     Ptr<Object> mpThing;
 
@@ -628,6 +636,17 @@ TEST_F(SourceTest, TypeIdsAreThePositionsOfTheFirstRegistration)
     pSerializer->RegisterType(nullptr);
     EXPECT_THAT(messages.TakeError(), EndsWith("Failed to register type - class is null"));
     EXPECT_EQ(pSerializer->GetTypeId(pTable), 2);
+    const Ptr<Replicator> pReplica = Replicator::Construct(Value::Null);
+    pReplica->RegisterType(List::ClassTable());
+    pReplica->RegisterType(List::ClassTable());
+    pReplica->RegisterType(Table::ClassTable());
+    pSerializer->AddOutStream(mpPipe);
+    pReplica->AddInStream(mpPipe);
+    pList->Insert(pTable);
+    pSerializer->SetRoot(pList);
+    pSerializer->Execute(Value::Null);
+    pReplica->UpdateInput();
+    EXPECT_EQ(DescribeGraph(pReplica->GetRoot()), DescribeGraph(pList));
 }
 
 TEST_F(SourceTest, TheTwoHundredFiftySixthTypeCannotBeSent)
@@ -1116,6 +1135,18 @@ TEST(ObjectDiffSerializerDeathTest, EveryViolatedPromiseStopsTheProgram)
     }
 }
 
+TEST(ObjectDiffSerializerDeathTest, AValueForAnUnknownPropertyStopsTheProgram)
+{
+    for (const char* const pPacket :
+         {"04 63000000 07000000", "07 63000000 0000 07000000", "08 63000000 0000 07000000"}) {
+        const Ptr<Replicator> pReplica = MakeSerializer();
+        const Ptr<IOStream> pIn = MakePipe();
+        pReplica->AddInStream(pIn);
+        Put(pIn, Frame(FromHex(pPacket)));
+        EXPECT_ASSERTION(pReplica->UpdateInput(), "pObject");
+    }
+}
+
 TEST_F(ReplicaTest, AResumedViolationConsumesItsPacketWithoutEffect)
 {
     for (const Violation& violation : VIOLATIONS) {
@@ -1285,6 +1316,67 @@ TEST_F(ReplicaTest, WhatAConstructorPutsInIsReplacedByWhatThePeerHas)
     EXPECT_EQ(DescribeGraph(mpReplica->GetRoot()), DescribeGraph(pRoot));
 }
 
+TEST_F(ReplicaTest, APropertyOfAnyTypeFollowsEveryType)
+{
+    const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
+    const Ptr<Replicator> pSource = MakeSerializer();
+    pSource->AddOutStream(mpPipe);
+    pSource->SetRoot(pRoot);
+    for (const Value& value : {Value(1), Value(0.5f), Value("text"), Value(pRoot), Value::Null, Value(2)}) {
+        pRoot->mAny = value;
+        pRoot->mNumber += 1; // a packet behind it
+        pSource->Execute(Value::Null);
+        mpReplica->UpdateInput();
+        Probe* const pMirror = static_cast<Probe*>(mpReplica->GetRoot());
+        ASSERT_NE(pMirror, nullptr);
+        EXPECT_EQ(pMirror->mAny.GetType(), value.GetType());
+        EXPECT_EQ(DescribeGraph(pMirror), DescribeGraph(pRoot));
+    }
+}
+
+TEST_F(ReplicaTest, WhatIsNotRegisteredAtTheSourceIsNullAndTheRestIsBuilt)
+{
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    const Ptr<Actor> pStranger = Actor::Construct(Value::Null);
+    const Ptr<Probe> pProbe = Probe::Construct(Value::Null);
+    pProbe->mText = "here";
+    pProbe->mpFriend = pStranger;
+    pRoot->Insert(pStranger);
+    pRoot->Insert(pProbe);
+    const Ptr<Replicator> pSource = MakeSerializer();
+    pSource->AddOutStream(mpPipe);
+    pSource->SetRoot(pRoot);
+    CapturedMessages messages;
+    pSource->Execute(Value::Null);
+    EXPECT_THAT(messages.TakeError(), EndsWith("SerializerTest.Actor - type not registered."));
+    mpReplica->UpdateInput();
+    pRoot->SetAt(0, nullptr); // what the replica is to look like
+    pProbe->mpFriend = nullptr;
+    EXPECT_EQ(DescribeGraph(mpReplica->GetRoot()), DescribeGraph(pRoot));
+}
+
+// A table or list may lose its id, and with it its last holder, by what goes with one of its children.
+TEST_F(ReplicaTest, AChildThatGoesMayTakeItsParentAlong)
+{
+    mpReplica->RegisterType(Actor::ClassTable());
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"01 01 01000000 0A 01000000 01000000 02000000 01000000 63", "0B 01000000 00000000"},
+        {"01 01 01000000 0A 01000000 01000000 02000000 01000000 63",
+         "0A 01000000 02000000 00000000 01000000 63"},
+        {"01 01 01000000 0A 01000000 01000000 02000000 01000000 63", "0C 01000000"},
+        {"01 02 01000000 0D 01000000 0000 02000000", "0E 01000000 0000 00000000"},
+        {"01 02 01000000 0D 01000000 0000 02000000", "0F 01000000 0000"},
+    };
+    for (const auto& [setup, packet] : cases) {
+        Receive("01 04 02000000" + setup);
+        static_cast<Actor*>(Find(2))->mOnEnd = [&] { mpReplica->RemoveObjectId(Find(1)); };
+        Receive("02 02000000"); // its parent alone holds it
+        Receive(packet);
+        EXPECT_EQ(Find(1), nullptr) << packet;
+        EXPECT_FALSE(IsStopped());
+    }
+}
+
 TEST_F(ReplicaTest, ARemovedObjectLivesUntilItsFrameWasApplied)
 {
     Receive(SETUP);
@@ -1421,6 +1513,83 @@ TEST(ObjectDiffSerializerTest, EarlyLateAndRelayedReplicasEqualTheSourceAfterEve
         late.Update();
         lateRelayed.Update();
     }
+}
+
+TEST(ObjectDiffSerializerTest, APeerMayJoinARelayAfterAHundredPassesAndCallTheSource)
+{
+    GraphEditor editor(77);
+    const Ptr<Replicator> pSource = MakeSerializer();
+    Peer relay;
+    Peer late;
+    pSource->AddOutStream(relay.mpWire);
+    pSource->SetRoot(editor.GetRoot());
+    const Ptr<Probe> pProbe = Probe::Construct(Value::Null);
+    static_cast<Table*>(editor.GetRoot())->Insert("probe", pProbe);
+    for (int pass = 0; pass < 130; ++pass) {
+        editor.Edit(6);
+        pSource->Execute(Value::Null);
+        relay.Update();
+        if (pass == 100) {
+            relay.mpSerializer->SendSnapshot(late.mpWire);
+            relay.mpSerializer->AddForwardingStream(late.mpWire);
+        }
+        ASSERT_EQ(relay.Describe(), DescribeGraph(editor.GetRoot())) << pass;
+        if (pass >= 100) {
+            late.Update();
+            ASSERT_EQ(late.Describe(), DescribeGraph(editor.GetRoot())) << pass;
+        }
+    }
+    const Ptr<IOStream> pBack = MakePipe();
+    late.mpSerializer->AddCallStream(pBack);
+    pSource->AddInStream(pBack);
+    pSource->SetInStreamTrusted(pBack, false);
+    pSource->AllowFunction("Touch");
+    Object* const pMirror = static_cast<Table*>(late.mpSerializer->GetRoot())->Find("probe");
+    ASSERT_NE(pMirror, nullptr);
+    late.mpSerializer->BroadcastFunctionCall(pMirror, "Touch", Value(4711), Value("called"));
+    late.mpSerializer->Execute(Value::Null);
+    pSource->UpdateInput();
+    EXPECT_EQ(pProbe->mNumber, 4711);
+    pSource->Execute(Value::Null);
+    relay.Update();
+    late.Update();
+    EXPECT_EQ(static_cast<Probe*>(pMirror)->mText, String("called"));
+    EXPECT_EQ(late.Describe(), DescribeGraph(editor.GetRoot()));
+    EXPECT_EQ(relay.Describe(), DescribeGraph(editor.GetRoot()));
+}
+
+// A search per packet, or per removed object, would take some 10^10 steps.
+TEST(ObjectDiffSerializerTest, AHundredThousandObjectsComeAndGoInLinearTime)
+{
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    for (int i = 0; i < 100; ++i) {
+        const Ptr<List> pGroup = List::Construct(Value::Null);
+        for (int k = 0; k < 1000; ++k) {
+            const Ptr<Object> pObject = MakePlain();
+            if (k % 10 == 0) {
+                pObject->AddPropertyValueFromValue("Group", Value(pGroup));
+            }
+            pGroup->Insert(pObject);
+        }
+        pRoot->Insert(pGroup);
+    }
+    const Ptr<Replicator> pSource = MakeSerializer();
+    const Ptr<Replicator> pReplica = MakeSerializer();
+    const Ptr<IOStream> pPipe = MakePipe();
+    pSource->AddOutStream(pPipe);
+    pReplica->AddInStream(pPipe);
+    pSource->SetRoot(pRoot);
+    pSource->Execute(Value::Null);
+    pReplica->UpdateInput();
+    List* const pMirror = static_cast<List*>(pReplica->GetRoot());
+    ASSERT_EQ(pMirror->GetSize(), 100);
+    EXPECT_EQ(static_cast<List*>(pMirror->GetAt(99))->GetSize(), 1000);
+    Dissolve(pRoot);
+    pSource->Execute(Value::Null);
+    pReplica->UpdateInput();
+    EXPECT_EQ(pMirror->GetSize(), 0);
+    EXPECT_EQ(pReplica->FindObject(pSource->GetObjectId(pRoot)), pMirror);
+    EXPECT_EQ(pReplica->FindObject(100101), nullptr);
 }
 
 TEST(ObjectDiffSerializerTest, BytesChangedAtRandomHarmNothingButTheirStream)
