@@ -77,6 +77,9 @@ public:
     /// Appends a class; its position is its type id. The first 255 can be sent.
     void RegisterType(ClassInfoTable* pClassTable);
 
+    /// The registered classes in their order.
+    Array<Ptr<ClassInfoTable>> GetRegisteredTypes() const;
+
     /// The type id of the object's class; 255 for null and, after a report, for a class without one.
     int GetTypeId(Object* pObject);
 

@@ -15,7 +15,8 @@
 // What would surprise:
 // - Reports come from the operation that meets the trouble first, on its thread: of a stream that nobody asks
 //   anything, nothing is heard.
-// - A peer that closes its end is no trouble: the state is CLOSED, and what arrived before can be read.
+// - A peer that closes its end is no trouble: the state is CLOSED, and what arrived before can be read. What
+//   is written from then on is dropped, as it is on its way to a peer that leaves.
 // - Close, and the last release, let what was written go out in the background; a program that ends at once
 //   calls Flush first.
 //
@@ -63,8 +64,8 @@ public:
     /// the connection is gone.
     bool Flush(int milliseconds);
 
-    /// Queues `count` bytes and returns `count`; 0, after a report, when the stream is not connected or the
-    /// peer is too slow, which also closes it.
+    /// Queues `count` bytes and returns `count`; 0, after a report, when the stream was never connected or
+    /// closed from here, and when the peer is too slow, which also closes it.
     int Write(const void* pData, int count) override;
 
     /// Takes out `count` bytes and returns `count`; 0, with nothing taken, after reporting that there are

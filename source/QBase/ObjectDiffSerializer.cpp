@@ -391,6 +391,15 @@ void ObjectDiffSerializer::RegisterType(ClassInfoTable* pClassTable)
     mpState->mFunctionNames.clear();
 }
 
+Array<Ptr<ClassInfoTable>> ObjectDiffSerializer::GetRegisteredTypes() const
+{
+    Array<Ptr<ClassInfoTable>> classes;
+    for (const Ptr<ClassInfoTable>& pClass : mpState->mRegisteredTypes) {
+        classes.Insert(pClass);
+    }
+    return classes;
+}
+
 int ObjectDiffSerializer::GetTypeId(Object* pObject)
 {
     if (pObject == nullptr) {

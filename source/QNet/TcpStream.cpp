@@ -145,14 +145,12 @@ int TcpStream::Write(const void* pData, int count)
         return 0;
     }
     const std::size_t size = static_cast<std::size_t>(count);
-    if (mpConnection->Write(pData, size, static_cast<std::size_t>(std::max(mWriteLimit, 0)))) {
+    const bool bWasOver = GetState() == CLOSED;
+    if (bWasOver || mpConnection->Write(pData, size, static_cast<std::size_t>(std::max(mWriteLimit, 0)))) {
         mNumBytesWritten += count;
         return count;
     }
-    if (!ReportTrouble()) {
-        Error(QBASE_HERE, "Failed to write to '%s' - the connection is closed", GetAddress().c_str());
-    }
-    return 0;
+    return ReportTrouble() ? 0 : count; // nothing to report: the peer left this very moment
 }
 
 int TcpStream::Read(void* pData, int count)
