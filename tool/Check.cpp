@@ -19,7 +19,8 @@ namespace
 {
 
 constexpr char FOOTER[] =
-    R"(Prints every warning and error as "FILE: warning: TEXT", and "FILE: ok, N objects" for a file that loads.
+    R"(Prints every warning and error as FILE: warning: TEXT (PLACE), and FILE: ok, N objects for a file that
+loads. PLACE is the object's path and the line in XML, the object's number, counted from 0, in binary.
 Exit codes: 0 all files load without a warning, 1 some load with warnings, 2 some do not load.
 
 Example:
@@ -35,7 +36,8 @@ int CheckInput(const std::string& path, const Input& input, Output& rOutput)
 {
     int exitCode = EXIT_FINE;
     for (const Message& message : input.GetMessages()) {
-        rOutput.WriteLine(ToPrintable(path + ": " + GetKindName(message.mKind) + ": " + message.mText));
+        rOutput.WriteLine(
+            ToPrintable(path + ": " + GetKindName(message.mKind) + ": " + DescribeMessage(message)));
         exitCode = EXIT_FOUND;
     }
     if (input.GetRoot() == nullptr) {

@@ -14,6 +14,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <memory>
 
@@ -42,6 +44,11 @@ struct ConvertOptions
     std::string mTo;
     bool mbLossy = false;
 };
+
+void Warn(const std::string& text)
+{
+    PrintMessage({Message::WARNING, text, {}});
+}
 
 std::string Serialize(Object* pRoot, Format format, const std::string& name)
 {
@@ -79,10 +86,9 @@ void ReportRounding(const Graph& graph, const std::string& bytes, Format format,
         return true;
     });
     if (numDifferences > 0) {
-        PrintMessage({Message::WARNING, std::to_string(numDifferences) +
-                                            " values are not kept exactly by the format " +
-                                            GetFormatName(format) + ", the first is " + first.mPath + ": " +
-                                            first.mFirst + " becomes " + first.mSecond});
+        Warn(std::to_string(numDifferences) + " values are not kept exactly by the format " +
+             GetFormatName(format) + ", the first is " + first.mPath + ": " + first.mFirst + " becomes " +
+             first.mSecond);
     }
 }
 
@@ -90,6 +96,29 @@ void CheckOutput(const ConvertOptions& options, Format format)
 {
     if (options.mOut == "-" && format == Format::BINARY && IsTerminal(stdout)) {
         throw Trouble("Failed to write binary to the terminal; say --to xml, or name a file");
+    }
+}
+
+bool EndsLikeXml(std::string path)
+{
+    std::transform(path.begin(), path.end(), path.begin(),
+                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+    return path.ends_with("xml");
+}
+
+// Programs read a file as the format that its path says, whatever is in it.
+void WarnOfMisleadingPath(const ConvertOptions& options, Format format)
+{
+    if (options.mOut == "-") {
+        return;
+    }
+    const std::string name = GetDisplayName(options.mOut);
+    if (GetFormatOfPath(options.mOut) != format) {
+        Warn("Programs that load " + name + " by its path take it for " +
+             GetFormatName(GetFormatOfPath(options.mOut)) +
+             "; a path with \"QXml\" in it means XML, any other binary");
+    } else if (format == Format::BINARY && options.mTo.empty() && EndsLikeXml(options.mOut)) {
+        Warn(name + " is binary, for only a path with \"QXml\" in it means XML; name it so, or say --to xml");
     }
 }
 
@@ -111,6 +140,7 @@ int RunConvert(const ConvertOptions& options)
     } else {
         SaveFile(options.mOut, bytes);
     }
+    WarnOfMisleadingPath(options, format);
     return EXIT_FINE;
 }
 

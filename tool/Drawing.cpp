@@ -10,7 +10,7 @@
 #include "Text.h"
 
 #include "QBase/Enum.h"
-#include "QBase/FileReplacement.h"
+#include "QBase/SystemFile.h"
 
 #include <CLI/CLI.hpp>
 
@@ -103,26 +103,32 @@ std::string MakeDrawing(const Graph& graph)
     return text + "}\n";
 }
 
-void SaveSvg(const std::string& path, const std::string& drawing)
+// Runs dot, which writes to the file, or to our standard output when there is none.
+void RunDot(const std::string& path, const std::string& drawing, SystemFile* pFile)
 {
-    Messages messages;
-    FileReplacement replacement(MakePath(path));
-    if (replacement.GetFile() == nullptr) {
-        messages.Print();
-        throw Trouble("Failed to save " + GetDisplayName(path) + SAVE_ADVICE);
-    }
     const Progress progress("Running dot");
-    const String temporary = replacement.GetFile()->GetFilename();
-    if (RunProgram({"dot", "-Tsvg", "-o", temporary.c_str()}, drawing) != 0) {
+    std::vector<std::string> words = {"dot", "-Tsvg"};
+    if (pFile != nullptr) {
+        words.insert(words.end(), {"-o", pFile->GetFilename().c_str()});
+    }
+    if (RunProgram(words, drawing) != 0) {
         throw Trouble(
             "Failed to draw " + GetDisplayName(path) +
             " - the program dot cannot be run or failed; install the package graphviz, or do without "
             "--svg and give the text to another program");
     }
-    if (!replacement.Commit()) {
-        messages.Print();
-        throw Trouble("Failed to save " + GetDisplayName(path) + SAVE_ADVICE);
+}
+
+void SaveSvg(const std::string& path, const std::string& drawing)
+{
+    if (path == "-") {
+        RunDot(path, drawing, nullptr);
+        return;
     }
+    SaveFile(path, [&](SystemFile* pFile) {
+        RunDot(path, drawing, pFile);
+        return true;
+    });
 }
 
 int RunGraph(const GraphOptions& options)
@@ -145,7 +151,9 @@ void AddGraph(CLI::App& rApp, int& rExitCode)
     CLI::App* const pCommand = rApp.add_subcommand("graph", "Draw the objects of a file with Graphviz");
     const auto pOptions = std::make_shared<GraphOptions>();
     pCommand->add_option("FILE", pOptions->mPath, "The file; - for standard input")->required();
-    pCommand->add_option("--svg", pOptions->mSvg, "Run dot and write this drawing; print nothing")
+    pCommand
+        ->add_option("--svg", pOptions->mSvg,
+                     "Run dot and write its drawing to this file; - for standard output")
         ->type_name("OUT");
     AddInputOptions(*pCommand, pOptions->mInput);
     pCommand->footer(FOOTER);

@@ -4,6 +4,7 @@
 #include "Text.h"
 
 #include "QBase/Error.h"
+#include "QBase/Serializer.h"
 #include "QBase/Value.h"
 
 #include <algorithm>
@@ -37,9 +38,9 @@ std::string_view WithoutUnit(std::string_view text)
 Message ParseInfo(std::string_view text)
 {
     if (text.starts_with(WARNING_MARK)) {
-        return {Message::WARNING, std::string(text.substr(WARNING_MARK.size()))};
+        return {Message::WARNING, std::string(text.substr(WARNING_MARK.size())), {}};
     }
-    return {Message::NOTE, std::string(text)};
+    return {Message::NOTE, std::string(text), {}};
 }
 
 Message ParseError(std::string_view text)
@@ -47,7 +48,7 @@ Message ParseError(std::string_view text)
     if (text.starts_with(ERROR_MARK)) {
         text.remove_prefix(ERROR_MARK.size());
     }
-    return {Message::ERROR, std::string(WithoutUnit(text))};
+    return {Message::ERROR, std::string(WithoutUnit(text)), {}};
 }
 
 } // namespace
@@ -64,9 +65,15 @@ const char* GetKindName(Message::Kind kind)
     }
 }
 
+std::string DescribeMessage(const Message& message)
+{
+    return message.mText + (message.mPlace.empty() ? "" : " (" + message.mPlace + ")");
+}
+
 void PrintMessage(const Message& message)
 {
-    std::fprintf(stderr, "quirl: %s: %s\n", GetKindName(message.mKind), ToPrintable(message.mText).c_str());
+    std::fprintf(stderr, "quirl: %s: %s\n", GetKindName(message.mKind),
+                 ToPrintable(DescribeMessage(message)).c_str());
 }
 
 // --- Messages ---
@@ -80,8 +87,10 @@ public:
 
     void Execute(const QBase::Value& value) override
     {
+        Message message = mpParse(value.AsString().c_str());
+        message.mPlace = QBase::Serializer::GetPlace().c_str();
         const std::lock_guard lock(mrMessages.mMutex);
-        mrMessages.mMessages.push_back(mpParse(value.AsString().c_str()));
+        mrMessages.mMessages.push_back(std::move(message));
     }
 
 private:

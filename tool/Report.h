@@ -53,12 +53,16 @@ struct Message
 
     Kind mKind;
     std::string mText;
+    std::string mPlace; // in the file that was being loaded; may be empty
 };
+
+/// The text, and behind it the place in brackets.
+std::string DescribeMessage(const Message& message);
 
 /// "note", "warning" or "error".
 const char* GetKindName(Message::Kind kind);
 
-/// Prints "quirl: KIND: TEXT" to standard error.
+/// Prints "quirl: KIND: TEXT (PLACE)" to standard error.
 void PrintMessage(const Message& message);
 
 // Messages collects what the library reports while it lives; an inner one before an outer one.

@@ -3,8 +3,10 @@
 
 #pragma once
 
+#include "QBase/FileReplacement.h"
 #include "QBase/String.h"
 
+#include <functional>
 #include <string>
 
 namespace Quirl
@@ -13,13 +15,11 @@ namespace Quirl
 /// Replaces the file by `bytes`. Throws Trouble when that failed; the file is as it was then.
 void SaveFile(const std::string& path, const std::string& bytes);
 
-/// The path for the library. Throws Trouble for one that is no UTF-8, which would name another file there.
-QBase::String MakePath(const std::string& path);
+/// The same with what `write` puts into the replacement, which is open and empty. `write` answers whether it
+/// did.
+void SaveFile(const std::string& path, const std::function<bool(QBase::SystemFile*)>& write);
 
 /// Writes `bytes` and nothing else.
 void SaveToStandardOutput(const std::string& bytes);
-
-/// What to do about a file that cannot be written, for the ends of messages.
-extern const char* const SAVE_ADVICE;
 
 } // namespace Quirl

@@ -24,6 +24,10 @@ bool IsTerminal(std::FILE* pFile);
 /// Opens a file for reading. Null on failure; `rReason` then says why.
 std::FILE* OpenForReading(const std::string& path, std::string& rReason);
 
+/// Removes the file when the user or the system ends the program before its time. One file at a time; an
+/// empty path for none.
+void RemoveWhenInterrupted(const std::string& path);
+
 /// Runs a program, looked for as a shell does, and gives it `input` to read. Its exit code; -1 when it
 /// cannot be started or was stopped.
 int RunProgram(const std::vector<std::string>& words, const std::string& input);

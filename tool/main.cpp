@@ -14,6 +14,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -48,9 +49,18 @@ void AddCommands(CLI::App& rApp, int& rExitCode)
     Quirl::AddGraph(rApp, rExitCode);
 }
 
+std::string DescribeMistake(const CLI::App* pApp, const CLI::Error& error)
+{
+    const std::vector<std::string> rest = pApp->remaining();
+    const bool bNoCommand = pApp->get_subcommands().empty() && !rest.empty();
+    return "quirl: error: " + (bNoCommand ? "There is no command '" + rest.front() + "'" : error.what()) +
+           "\nRun with --help for more information.\n";
+}
+
 int Run(int numArguments, char** pArguments)
 {
     CLI::App app(DESCRIPTION);
+    app.failure_message(&DescribeMistake);
     int exitCode = Quirl::EXIT_FINE;
     AddCommands(app, exitCode);
     try {
@@ -64,7 +74,7 @@ int Run(int numArguments, char** pArguments)
 int Fail(const std::string& text)
 {
     std::fflush(stdout);
-    Quirl::PrintMessage({Quirl::Message::ERROR, text});
+    Quirl::PrintMessage({Quirl::Message::ERROR, text, {}});
     return Quirl::EXIT_TROUBLE;
 }
 

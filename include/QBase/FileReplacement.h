@@ -9,7 +9,7 @@
 // disk, and put in the target's place in one step. A replacement that is not committed removes its file; only
 // a program that is killed leaves one behind. The new file has the access rights of the old one. Where the
 // name is a symbolic link, the file that it leads to is replaced. Only ordinary files can be: what is put in
-// the place of a device or a pipe would destroy it.
+// the place of a device or a pipe would destroy it. A write-protected file is left alone.
 //
 // Threads: a replacement is used by one thread; any number may be under way.
 

@@ -27,6 +27,10 @@ FileReplacement::FileReplacement(const String& filename)
         Error(QBASE_HERE, "Failed to replace file '%s' - not an ordinary file", mFilename.c_str());
         return;
     }
+    if (Platform::IsWriteProtected(mTarget.c_str())) {
+        Error(QBASE_HERE, "Failed to replace file '%s' - it is write-protected", mFilename.c_str());
+        return;
+    }
     if (!Reserve()) {
         Error(QBASE_HERE, "Failed to replace file '%s' - cannot create a file beside it", mFilename.c_str());
         return;

@@ -119,6 +119,21 @@ TEST(FileReplacementTest, AFolderOrDeviceIsReportedAndLeftAlone)
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
 }
 
+TEST(FileReplacementTest, AWriteProtectedFileIsReportedAndLeftAlone)
+{
+    TempFolder folder;
+    const String path = folder.Write("scene", "old");
+    fs::permissions(path.c_str(), fs::perms::owner_read | fs::perms::group_read);
+    CapturedMessages messages;
+    {
+        const FileReplacement replacement(path);
+        EXPECT_EQ(replacement.GetFile(), nullptr);
+        EXPECT_THAT(messages.TakeError(), EndsWith("scene' - it is write-protected"));
+    }
+    EXPECT_EQ(folder.Read("scene"), "old");
+    fs::permissions(path.c_str(), fs::perms::owner_all);
+}
+
 TEST(FileReplacementTest, AFolderThatIsNotThereIsReported)
 {
     TempFolder folder;

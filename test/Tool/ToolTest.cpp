@@ -152,7 +152,9 @@ TEST_F(ToolTest, AWrongCommandLineIsTroubleAndPrintsNothing)
     const Result result = Run("quirl; echo $?; quirl fly >out; echo $?; quirl show; echo $?; "
                               "quirl convert a b --to yaml; echo $?");
     EXPECT_EQ(result.mOutput, "2\n2\n2\n2\n");
-    EXPECT_THAT(result.mErrors, HasSubstr("Run with --help for more information"));
+    EXPECT_THAT(result.mErrors, StartsWith("quirl: error: A subcommand is required\nRun with --help for more "
+                                           "information.\nquirl: error: There is no command 'fly'\n"));
+    EXPECT_THAT(result.mErrors, HasSubstr("quirl: error: FILE is required\n"));
     EXPECT_THAT(result.mErrors, HasSubstr("--to"));
 }
 
@@ -420,8 +422,9 @@ TEST_F(ToolTest, CheckReportsEachFileAndGoesOnAfterABrokenOne)
     EXPECT_EQ(result.mExitCode, 2);
     EXPECT_THAT(result.mOutput, HasSubstr("ok, xml, 3 objects, "));
     EXPECT_THAT(result.mOutput, HasSubstr(" bytes\n0\n"));
-    EXPECT_THAT(result.mOutput, HasSubstr("old.QXml: warning: Ignoring deserialized value QBase.Object.Rate, "
-                                          "property is invalid.\nold.QXml: loads with warnings, "));
+    EXPECT_THAT(result.mOutput,
+                HasSubstr("old.QXml: warning: Ignoring deserialized value QBase.Object.Rate, "
+                          "property is invalid. (root[crew][0], line 18)\nold.QXml: loads with warnings, "));
     EXPECT_THAT(result.mOutput, HasSubstr(" bytes\n1\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("cut.QXml: error: Xml 'cut.QXml' parse failed: "));
     EXPECT_THAT(result.mOutput, HasSubstr("missing: error: Failed to open file 'missing'"));
@@ -448,6 +451,9 @@ TEST_F(ToolTest, GraphAsSvgPrintsNothingAndSaysWhatIsMissingWithoutDot)
     EXPECT_EQ(drawn.mExitCode, 0) << drawn.mErrors;
     EXPECT_THAT(drawn.mOutput, IsEmpty());
     EXPECT_THAT(mFolder.Read("small.svg"), HasSubstr("</svg>"));
+    const Result printed = Run("quirl graph small.QXml --svg -");
+    EXPECT_EQ(printed.mExitCode, 0) << printed.mErrors;
+    EXPECT_EQ(printed.mOutput, mFolder.Read("small.svg"));
     const Result missing = Run("PATH=/nowhere; quirl graph small.QXml --svg small.svg");
     EXPECT_EQ(missing.mExitCode, 2);
     EXPECT_THAT(missing.mErrors, HasSubstr("install the package graphviz"));
@@ -500,6 +506,32 @@ TEST_F(ToolTest, ConvertWarnsOfValuesThatXmlRounds)
                               "root.Small: (1e-07, 1) becomes (0, 1)\n");
 }
 
+TEST_F(ToolTest, ConvertWarnsWhenThePathSaysAnotherFormat)
+{
+    WriteSmall();
+    EXPECT_EQ(
+        Run("quirl convert small.QXml small.xml").mErrors,
+        "quirl: warning: 'small.xml' is binary, for only a path with \"QXml\" in it means XML; name it so, "
+        "or say --to xml\n");
+    EXPECT_EQ(Run("quirl convert small.QXml small.xml --to xml").mErrors,
+              "quirl: warning: Programs that load 'small.xml' by its path take it for binary; a path with "
+              "\"QXml\" in it means XML, any other binary\n");
+    EXPECT_THAT(Run("quirl convert small.QXml other.QXml --to binary").mErrors, HasSubstr("take it for xml"));
+    const Result quiet = Run("quirl convert small.QXml small.bin && quirl convert small.QXml - --to xml");
+    EXPECT_EQ(quiet.mExitCode, 0);
+    EXPECT_THAT(quiet.mErrors, IsEmpty());
+}
+
+TEST_F(ToolTest, AWriteProtectedFileIsNotReplaced)
+{
+    WriteSmall();
+    mFolder.Write("kept", "precious");
+    const Result result = Run("chmod a-w kept; quirl convert small.QXml kept; echo $?; chmod u+w kept");
+    EXPECT_EQ(result.mOutput, "2\n");
+    EXPECT_THAT(result.mErrors, HasSubstr("it is write-protected"));
+    EXPECT_EQ(mFolder.Read("kept"), "precious");
+}
+
 TEST_F(ToolTest, AFailedConvertLeavesTheOldFileAndNothingElse)
 {
     WriteSmall();
@@ -529,6 +561,21 @@ TEST_F(ToolTest, AConvertThatIsKilledLeavesTheOldFileOrTheNewOne)
         const std::string bytes = mFolder.Read("out.QXml");
         EXPECT_TRUE(bytes == "old" || bytes == newBytes) << pDelay << ": " << bytes.size() << " bytes";
     }
+}
+
+TEST_F(ToolTest, AnInterruptedDrawingLeavesTheOldFileAndNothingElse)
+{
+    // A dot that takes its time and tells that it runs.
+    WriteSmall();
+    mFolder.Write("kept.svg", "old");
+    mFolder.Write("dot", "#!/bin/sh\ntouch started\nexec sleep 5\n");
+    const Result result =
+        Run("chmod +x dot; PATH=.:$PATH; for signal in TERM HUP; do rm -f started; '" + BinaryPath("quirl") +
+            "' graph small.QXml --svg kept.svg & pid=$!; while [ ! -e started ]; do sleep 0.05; done; "
+            "ls -a | grep -c qbase; kill -s $signal $pid; wait $pid; echo $?; done; rm -f started dot; "
+            "ls -a | grep -c qbase");
+    EXPECT_EQ(result.mOutput, "1\n143\n1\n129\n0\n");
+    EXPECT_EQ(mFolder.Read("kept.svg"), "old");
 }
 
 // --- Terminals and size ---

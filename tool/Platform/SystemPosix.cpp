@@ -38,6 +38,17 @@ void HideStandardOutput(int, char**, char**)
 [[gnu::section(".preinit_array"), gnu::used]] void (*g_pHideStandardOutput)(int, char**,
                                                                             char**) = &HideStandardOutput;
 
+constexpr std::size_t MAX_PATH_SIZE = 4096;
+char g_DoomedPath[MAX_PATH_SIZE]; // for a signal handler, which may use little else
+constexpr int ENDING_SIGNALS[] = {SIGHUP, SIGINT, SIGTERM, SIGXCPU, SIGXFSZ};
+
+// The signal comes back as soon as this returns, and then ends the program.
+void RemoveDoomedFile(int signal)
+{
+    unlink(g_DoomedPath);
+    raise(signal);
+}
+
 // Writes all of `input`, unless the reader goes away first.
 void Feed(int pipe, const std::string& input)
 {
@@ -96,6 +107,33 @@ std::FILE* OpenForReading(const std::string& path, std::string& rReason)
         std::fclose(pFile);
     }
     return nullptr;
+}
+
+void RemoveWhenInterrupted(const std::string& path)
+{
+    const bool bDoomed = !path.empty() && path.size() < MAX_PATH_SIZE;
+    struct sigaction action = {};
+    action.sa_handler = SIG_DFL;
+    for (const int signal : ENDING_SIGNALS) {
+        struct sigaction present = {};
+        sigaction(signal, nullptr, &present);
+        if (present.sa_handler == &RemoveDoomedFile) {
+            sigaction(signal, &action, nullptr);
+        }
+    }
+    if (!bDoomed) {
+        return;
+    }
+    std::memcpy(g_DoomedPath, path.c_str(), path.size() + 1);
+    action.sa_handler = &RemoveDoomedFile;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const int signal : ENDING_SIGNALS) {
+        struct sigaction present = {};
+        sigaction(signal, nullptr, &present);
+        if (present.sa_handler == SIG_DFL) { // who started us may have it ignored
+            sigaction(signal, &action, nullptr);
+        }
+    }
 }
 
 int RunProgram(const std::vector<std::string>& words, const std::string& input)

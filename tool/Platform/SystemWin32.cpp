@@ -77,6 +77,11 @@ std::FILE* OpenForReading(const std::string& path, std::string& rReason)
     return pFile;
 }
 
+void RemoveWhenInterrupted(const std::string&)
+{
+    // A file that is open cannot be removed here.
+}
+
 int RunProgram(const std::vector<std::string>& words, const std::string& input)
 {
     std::wstring commandLine;

@@ -100,6 +100,9 @@ std::string ResolveLinks(const char* pPath);
 /// The characters that end a directory's name in a path.
 const char* PathSeparators();
 
+/// Whether nobody, or at least not this program's user, may write to a file that is there.
+bool IsWriteProtected(const char* pPath);
+
 /// Gives `pTo` the access rights of `pFrom`. True as well when there is no `pFrom`.
 bool CopyAccessRights(const char* pFrom, const char* pTo);
 

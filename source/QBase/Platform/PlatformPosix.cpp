@@ -261,6 +261,14 @@ bool IsOrdinaryFile(const char* pPath)
     return stat(pPath, &status) == 0 && S_ISREG(status.st_mode);
 }
 
+bool IsWriteProtected(const char* pPath)
+{
+    // The first for the superuser, who may do everything.
+    constexpr mode_t anyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
+    struct stat status;
+    return stat(pPath, &status) == 0 && ((status.st_mode & anyWrite) == 0 || access(pPath, W_OK) != 0);
+}
+
 std::string ResolveLinks(const char* pPath)
 {
     char* pResolved = realpath(pPath, nullptr);

@@ -328,6 +328,12 @@ bool IsOrdinaryFile(const char* pPath)
            (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
+bool IsWriteProtected(const char* pPath)
+{
+    const DWORD attributes = GetFileAttributesW(ToWide(pPath).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+}
+
 std::string ResolveLinks(const char* pPath)
 {
     const ReferencedFile file(pPath);
