@@ -1,5 +1,6 @@
 // The layers of docs/Architecture.md against the includes of the sources.
 
+#include "Support/ChildProcess.h"
 #include "Support/Paths.h"
 
 #include <gmock/gmock.h>
@@ -133,6 +134,16 @@ TEST(ArchitectureTest, EachLayerIncludesOnlyThoseBeforeItButForTheCallsUpwardTha
     }
     EXPECT_GE(numIncludes, 200);
     EXPECT_THAT(upward, IsEmpty());
+}
+
+TEST(ArchitectureTest, TheLowestLayerLinksAndWorksAlone)
+{
+    const Outcome outcome = RunProgram(BinaryPath("LowestLayer"));
+
+    EXPECT_EQ(outcome.mExitCode, 0);
+    EXPECT_EQ(outcome.mOutput, "Memory: ASSERT( bIsDelete == pBlock->mbNeedDelete )\n"
+                               "CriticalSection: ASSERT( IsInside() )\n"
+                               "works alone\n");
 }
 
 // The thread sanitizer runs the tests that say so, and no others.

@@ -4,6 +4,8 @@
 #include "QBase/Object.h"
 
 #include "Support/CapturedMessages.h"
+#include "Support/ChildProcess.h"
+#include "Support/Paths.h"
 #include "Support/TestAction.h"
 
 #include <gmock/gmock.h>
@@ -483,4 +485,13 @@ TEST(FiberThreadsTest, ThreadsWithFibersOfTheirOwnDoNotMeet)
         thread.join();
     }
     EXPECT_EQ(total, 15000);
+}
+
+TEST(FiberTest, WithoutBoostFibersSwitchByUcontext)
+{
+    if (!IsBuilt("UcontextFibers")) {
+        GTEST_SKIP() << "this system has fibers of its own";
+    }
+    EXPECT_EQ(RunProgram(BinaryPath("UcontextFibers")).mOutput,
+              "50000 switches there and back, exceptions apart, 0 destroyed, caught 'of the fiber'\n");
 }

@@ -1,5 +1,6 @@
-// Fibers over the raw context switch of Boost.Context, each on a stack of its own with a guard page. The
-// sanitizers are told of every switch, since they keep shadows of the stacks.
+// Fibers over the raw context switch of Boost.Context or, in a build without that library, the system's own
+// ucontext, each on a stack of its own with a guard page. The sanitizers are told of every switch, since they
+// keep shadows of the stacks.
 
 #include "QBase/Platform/Platform.h"
 
@@ -8,10 +9,14 @@
 #include <cstring>
 #include <new>
 
-#include <boost/context/detail/fcontext.hpp>
 #include <cxxabi.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#if defined(QBASE_UCONTEXT)
+#    include <ucontext.h>
+#else
+#    include <boost/context/detail/fcontext.hpp>
+#endif
 
 #if defined(__has_feature)
 #    if __has_feature(address_sanitizer)
@@ -42,11 +47,6 @@ namespace QBase::Platform
 namespace
 {
 
-using boost::context::detail::fcontext_t;
-using boost::context::detail::jump_fcontext;
-using boost::context::detail::make_fcontext;
-using boost::context::detail::transfer_t;
-
 constexpr std::size_t DEFAULT_STACK_SIZE = std::size_t(1) << 20;
 constexpr std::size_t MIN_STACK_SIZE = std::size_t(16) << 10; // room for a report
 
@@ -62,7 +62,7 @@ public:
     bool Allocate(std::size_t size);
 
     void* GetTop() const { return static_cast<char*>(mpBottom) + mSize; }
-    const void* GetBottom() const { return mpBottom; }
+    void* GetBottom() const { return mpBottom; }
     std::size_t GetSize() const { return mSize; }
 
 private:
@@ -119,20 +119,20 @@ struct ExceptionState
     unsigned mNumUncaught;
 };
 
-// What one side of a switch hands to the other.
-struct Passage
-{
-    Fiber* mpFrom;
-    Fiber* mpTo;
-};
+#if defined(QBASE_UCONTEXT)
+using Context = ucontext_t;
+#else
+using Context = boost::context::detail::fcontext_t;
+#endif
 
 } // namespace
 
 struct Fiber
 {
-    fcontext_t mpContext = nullptr; // where to go on; of no meaning while the fiber runs
-    Stack mStack;                   // not used by a thread's own fiber
-    FiberEntry mpEntry = nullptr;   // null in a thread's own fiber
+    Context mContext{};           // where to go on; of no meaning while the fiber runs
+    Fiber* mpPrevious = nullptr;  // the one that the switch to this one came from
+    Stack mStack;                 // not used by a thread's own fiber
+    FiberEntry mpEntry = nullptr; // null in a thread's own fiber
     void* mpParameter = nullptr;
     ExceptionState mExceptions{nullptr, 0}; // while suspended
     void* mpThreadExceptions = nullptr;     // those of the thread that the fiber runs on
@@ -165,22 +165,73 @@ void AnnounceSwitch(Fiber* pFrom, Fiber* pTo)
 #endif
 }
 
-// The first thing on the stack of `pTo`: `pFrom` is suspended now.
-void CompleteSwitch(Fiber* pFrom, [[maybe_unused]] Fiber* pTo, fcontext_t pFromContext)
+// The first thing on the stack of a fiber that goes on.
+void CompleteSwitch([[maybe_unused]] Fiber* pFiber)
 {
 #if defined(QBASE_ADDRESS_SANITIZER)
-    __sanitizer_finish_switch_fiber(pTo->mpFakeStack, &pFrom->mpStackBottom, &pFrom->mStackSize);
+    Fiber* const pPrevious = pFiber->mpPrevious;
+    __sanitizer_finish_switch_fiber(pFiber->mpFakeStack, &pPrevious->mpStackBottom, &pPrevious->mStackSize);
 #endif
-    pFrom->mpContext = pFromContext;
 }
 
 // The bottom frame of every fiber.
-void BeginFiber(transfer_t transfer) noexcept
+void RunEntry(Fiber* pFiber) noexcept
 {
-    const Passage passage = *static_cast<const Passage*>(transfer.data);
-    CompleteSwitch(passage.mpFrom, passage.mpTo, transfer.fctx);
-    passage.mpTo->mpEntry(passage.mpTo->mpParameter);
+    CompleteSwitch(pFiber);
+    pFiber->mpEntry(pFiber->mpParameter);
 }
+
+#if defined(QBASE_UCONTEXT)
+
+// The system hands over nothing but ints.
+void BeginFiber(unsigned high, unsigned low)
+{
+    RunEntry(reinterpret_cast<Fiber*>(static_cast<std::uintptr_t>((std::uint64_t(high) << 32) | low)));
+}
+
+bool MakeContext(Fiber* pFiber)
+{
+    if (getcontext(&pFiber->mContext) != 0) {
+        return false;
+    }
+    pFiber->mContext.uc_stack.ss_sp = pFiber->mStack.GetBottom();
+    pFiber->mContext.uc_stack.ss_size = pFiber->mStack.GetSize();
+    pFiber->mContext.uc_link = nullptr;
+    const std::uint64_t address = reinterpret_cast<std::uintptr_t>(pFiber);
+    makecontext(&pFiber->mContext, reinterpret_cast<void (*)()>(BeginFiber), 2,
+                static_cast<unsigned>(address >> 32), static_cast<unsigned>(address));
+    return true;
+}
+
+void Jump(Fiber* pFrom, Fiber* pTo)
+{
+    swapcontext(&pFrom->mContext, &pTo->mContext);
+}
+
+#else
+
+// Each side hands itself over, since only the side that goes on is told where the other one stands.
+void BeginFiber(boost::context::detail::transfer_t transfer)
+{
+    Fiber* const pFiber = static_cast<Fiber*>(transfer.data);
+    pFiber->mpPrevious->mContext = transfer.fctx;
+    RunEntry(pFiber);
+}
+
+bool MakeContext(Fiber* pFiber)
+{
+    pFiber->mContext =
+        boost::context::detail::make_fcontext(pFiber->mStack.GetTop(), pFiber->mStack.GetSize(), BeginFiber);
+    return true;
+}
+
+void Jump(Fiber* pFrom, Fiber* pTo)
+{
+    const auto transfer = boost::context::detail::jump_fcontext(pTo->mContext, pTo);
+    pFrom->mpPrevious->mContext = transfer.fctx;
+}
+
+#endif
 
 } // namespace
 
@@ -205,13 +256,12 @@ void ConvertFiberToThread(Fiber* pFiber)
 Fiber* CreateFiber(FiberEntry pEntry, std::size_t stackSize, void* pParameter)
 {
     Fiber* const pFiber = new (std::nothrow) Fiber;
-    if (pFiber == nullptr || !pFiber->mStack.Allocate(stackSize)) {
+    if (pFiber == nullptr || !pFiber->mStack.Allocate(stackSize) || !MakeContext(pFiber)) {
         delete pFiber;
         return nullptr;
     }
     pFiber->mpEntry = pEntry;
     pFiber->mpParameter = pParameter;
-    pFiber->mpContext = make_fcontext(pFiber->mStack.GetTop(), pFiber->mStack.GetSize(), BeginFiber);
 #if defined(QBASE_ADDRESS_SANITIZER)
     pFiber->mpStackBottom = pFiber->mStack.GetBottom();
     pFiber->mStackSize = pFiber->mStack.GetSize();
@@ -232,10 +282,10 @@ void DeleteFiber(Fiber* pFiber)
 
 void SwitchFiber(Fiber* pFrom, Fiber* pTo)
 {
-    Passage passage{pFrom, pTo};
+    pTo->mpPrevious = pFrom;
     AnnounceSwitch(pFrom, pTo);
-    const transfer_t transfer = jump_fcontext(pTo->mpContext, &passage);
-    CompleteSwitch(static_cast<const Passage*>(transfer.data)->mpFrom, pFrom, transfer.fctx);
+    Jump(pFrom, pTo);
+    CompleteSwitch(pFrom);
 }
 
 } // namespace QBase::Platform
