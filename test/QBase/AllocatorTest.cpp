@@ -60,6 +60,9 @@ TEST(AllocatorTest, ThrowsForSizesThatWouldWrapAroundIn32Bits)
     };
     const std::int64_t blocks = Memory::GetTotalBlocksAllocated();
 
+    EXPECT_THROW((void)Allocator<wchar_t>().allocate(1u << 30), std::bad_alloc);
+    EXPECT_THROW((void)Allocator<wchar_t>().allocate(std::numeric_limits<std::size_t>::max()),
+                 std::bad_alloc);
     EXPECT_THROW((void)Allocator<Wide>().allocate(std::size_t{1} << 30), std::bad_alloc);
     EXPECT_THROW((void)Allocator<Wide>().allocate(std::numeric_limits<std::size_t>::max()), std::bad_alloc);
     EXPECT_THROW((void)Allocator<char>().allocate(std::numeric_limits<std::size_t>::max()), std::bad_alloc);
