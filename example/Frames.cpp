@@ -12,6 +12,7 @@
 #include "QBase/Timer.h"
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <thread>
 
@@ -166,5 +167,9 @@ int Main(int numFrames)
 int main(int argumentCount, char** ppArguments)
 {
     const int numFrames = argumentCount > 1 ? std::atoi(ppArguments[1]) : 12;
+    if (numFrames <= 0) {
+        std::fprintf(stderr, "Usage: Frames [NUMBER OF FRAMES]\n");
+        return EXIT_FAILURE;
+    }
     return Frames::Main(numFrames);
 }

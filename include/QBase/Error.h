@@ -18,6 +18,10 @@
 //
 // QBASE_ASSERT_TEXT(condition, pFile, line, "ASSERT( words )") does the same with a text of its own.
 //
+// A handler may leave by an exception: no lock stays taken and nothing is half changed. Only out of a
+// destructor there is no such way, in C++ as a whole: a handler that throws while a String, a Ptr or a Block
+// of a CriticalSection goes ends the program.
+//
 // Threads: report from any thread; texts of several threads keep their lines whole. Install handlers before
 // other threads report. A report that a handler makes while it runs goes to the console.
 

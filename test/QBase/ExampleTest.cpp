@@ -29,6 +29,21 @@ TEST(ExampleThreadsTest, FramesShowsWhatAnotherThreadSimulatedAndEndsByItself)
         ContainsPattern("\n12 frames in [0-9]+ ms showed [0-9]+ results; the script said 3 things\n$"));
 }
 
+TEST(ExampleThreadsTest, FramesAndSolarRunSayWhatTheyNeedWhenAskedForNoFramesAndNoSteps)
+{
+    if (!IsBuilt("Frames") || !IsBuilt("SolarRun")) {
+        GTEST_SKIP() << "the examples are not built";
+    }
+    for (const char* pArguments : {"Frames many", "Frames 0", "Frames -3"}) {
+        const Outcome outcome = RunProgram(BinaryPath(pArguments));
+        EXPECT_NE(outcome.mExitCode, 0);
+        EXPECT_THAT(outcome.mOutput, HasSubstr("Usage: Frames [NUMBER OF FRAMES]\n"));
+    }
+    const Outcome outcome = RunProgram(BinaryPath("SolarRun scene.QXml none later.QXml"));
+    EXPECT_NE(outcome.mExitCode, 0);
+    EXPECT_THAT(outcome.mOutput, HasSubstr("Usage: SolarRun SCENE STEPS OUTPUT\n"));
+}
+
 TEST(ExampleThreadsTest, SolarRunAdvancesASceneByItsStepsAndSavesIt)
 {
     if (!IsBuilt("SolarRun")) {

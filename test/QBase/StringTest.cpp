@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <thread>
@@ -537,6 +538,37 @@ TEST(StringThreadsTest, InvalidTextsFromTwoThreadsAreAllRepairedAndReported)
     const std::vector<std::string> all = messages.TakeAll();
     EXPECT_EQ(all.size(), 400u);
     EXPECT_THAT(all, testing::Each("ERROR: String (line 185): Fixed invalid UTF8 string 'thread ?'"));
+}
+
+TEST(StringThreadsTest, InvalidTextsFromTwoThreadsAreAllReportedOnTheConsoleWithoutAHandler)
+{
+    CapturedConsole console;
+    const auto work = [] {
+        for (int i = 0; i < 200; ++i) {
+            EXPECT_STREQ(String("thread \xFF").c_str(), "thread ?");
+        }
+    };
+    std::thread other(work);
+    work();
+    other.join();
+    std::string expected;
+    for (int i = 0; i < 400; ++i) {
+        expected += "ERROR: String (line 185): Fixed invalid UTF8 string 'thread ?'\n";
+    }
+    EXPECT_EQ(console.TakeErrors(), expected);
+}
+
+TEST(StringDeathTest, AHandlerThatThrowsOutOfADestructorEndsTheProgram)
+{
+    const auto dropWithThrowingHandler = [] {
+        SetErrorHandler(new CallbackHandler([](const Value&) { throw std::runtime_error("handler"); }));
+        try {
+            StringInspector::DestroyStrayString();
+        } catch (const std::runtime_error&) {
+            std::_Exit(0);
+        }
+    };
+    EXPECT_DEATH(dropWithThrowingHandler(), "");
 }
 
 TEST(StringDeathTest, AnEntryThatIsInNoBucketAsserts)

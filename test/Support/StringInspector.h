@@ -44,6 +44,13 @@ public:
         stray.mRefCount.Increment();
         String::ReleaseEntry(&stray);
     }
+
+    /// The same by the destructor of a String.
+    static void DestroyStrayString()
+    {
+        String::Entry stray;
+        const String string(&stray);
+    }
 };
 
 } // namespace QBase
