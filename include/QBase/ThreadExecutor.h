@@ -14,6 +14,8 @@
 // - The executable may stop its executor: the thread ends behind the call that is under way, and the next
 //   Start, Stop or destruction waits for it. A Start in there takes the Stop back, but not the Stop of
 //   another thread. The executable may even drop the last reference; then the thread ends on its own.
+// - Files cannot hold a void value, so an executor is saved only once its argument is set, to 0 for instance.
+//   Whether its thread runs is never saved.
 //
 // Threads: the properties may be read and written, and Start and Stop called, by any thread. What the
 // executable does runs on the executor's thread; what it shares with others goes through a DeferredList or a

@@ -7,6 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <future>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -201,7 +204,6 @@ TEST(CriticalSectionThreadsTest, EveryThreadThatWaitsGetsInOnceTheOwnerLeaves)
             for (int thread = 0; thread < numThreads; ++thread) {
                 threads.emplace_back([&] {
                     CriticalSection::Block inner(&section);
-                    std::this_thread::yield(); // the others pile up behind
                     ++count;
                 });
             }
@@ -219,18 +221,35 @@ TEST(CriticalSectionThreadsTest, ASectionMayGoAsSoonAsItsLastUserLeft)
 {
     for (int round = 0; round < 2000; ++round) {
         auto pSection = std::make_unique<CriticalSection>();
-        std::atomic<bool> bEntered{false};
+        std::promise<void> entered;
         std::thread other([&, pBorrowed = pSection.get()] {
             pBorrowed->Enter();
-            bEntered = true;
+            entered.set_value();
             pBorrowed->Exit();
         });
-        while (!bEntered) {
-            std::this_thread::yield();
-        }
+        entered.get_future().wait();
         pSection->Enter();
         pSection->Exit();
         pSection = nullptr;
+        other.join();
+    }
+}
+
+TEST(CriticalSectionThreadsTest, WaitingAndWakingKeepTheSystemsLastError)
+{
+    for (int round = 0; round < 200; ++round) {
+        CriticalSection section;
+        section.Enter();
+        std::thread other([&] {
+            errno = EDOM;
+            section.Enter();
+            section.Exit();
+            EXPECT_EQ(errno, EDOM);
+        });
+        std::this_thread::sleep_for(std::chrono::microseconds(20 * (round % 5)));
+        errno = ERANGE;
+        section.Exit();
+        EXPECT_EQ(errno, ERANGE);
         other.join();
     }
 }

@@ -3,6 +3,7 @@
 #include "QBase/BinarySerializer.h"
 #include "QBase/FileSerializer.h"
 #include "QBase/Memory.h"
+#include "QBase/MemoryFile.h"
 #include "QBase/Property.h"
 #include "QBase/Reflection.h"
 #include "QBase/SystemFile.h"
@@ -16,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <set>
 #include <thread>
@@ -23,11 +25,12 @@
 
 using namespace QBase;
 using testing::EndsWith;
+using testing::HasSubstr;
 
 namespace
 {
 
-// Sleeps are counted and only let other threads run.
+// Sleeps are counted and take no longer than it takes to let other threads run.
 class ThreadExecutorThreadsTest : public testing::Test
 {
 protected:
@@ -38,15 +41,18 @@ protected:
         SetSleepHook([](unsigned milliseconds) {
             sLastSleep = milliseconds;
             ++sSleeps;
-            std::this_thread::yield();
+            LetOthersRun();
         });
     }
     ~ThreadExecutorThreadsTest() override { SetSleepHook(nullptr); }
 
+    // On a busy machine a yield waits for everybody else's turn, and a short sleep for nobody's.
+    static void LetOthersRun() { std::this_thread::sleep_for(std::chrono::microseconds(10)); }
+
     static void WaitFor(const std::function<bool()>& condition)
     {
         while (!condition()) {
-            std::this_thread::yield();
+            LetOthersRun();
         }
     }
 
@@ -521,7 +527,7 @@ void RunLoadedExecutor(const String& path, const std::atomic<unsigned>& lastSlee
 
     pExecutor->Call("Start");
     while (Adder::sSum < 15) {
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::microseconds(10));
     }
     pExecutor->Call("Stop");
 
@@ -583,4 +589,30 @@ TEST_F(ThreadExecutorThreadsTest, ADeferredCallFromAnObjectFileMayBeWhatItExecut
     pExecutor->Call("Stop");
 
     EXPECT_EQ(Adder::sSum % 7, 0);
+}
+
+TEST_F(ThreadExecutorThreadsTest, IsSavedOnceItsArgumentIsSetAndComesBackStopped)
+{
+    CapturedMessages messages;
+    const Ptr<ThreadExecutor> pExecutor = NewExecutor(Adder::Construct(Value::Null));
+    const Ptr<MemoryFile> pFile = MemoryFile::Construct(Value::Null);
+    const Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
+    ASSERT_TRUE(pFile->Open("executor", File::MODE_READ | File::MODE_WRITE));
+    EXPECT_FALSE(pSerializer->Serialize(pExecutor, pFile));
+    EXPECT_THAT(messages.TakeError(), HasSubstr("ExecutableArg"));
+
+    ASSERT_TRUE(pFile->Open("executor", File::MODE_READ | File::MODE_WRITE));
+    pExecutor->SetExecutableArg(0);
+    pExecutor->Start();
+    EXPECT_TRUE(pSerializer->Serialize(pExecutor, pFile));
+    pExecutor->Stop();
+    pFile->SeekStart(0);
+    const Ptr<Object> pLoaded = pSerializer->Deserialize(pFile).AsObject();
+
+    ASSERT_NE(pLoaded, nullptr);
+    ThreadExecutor* const pCopy = static_cast<ThreadExecutor*>(static_cast<Object*>(pLoaded));
+    EXPECT_FALSE(pCopy->IsRunning());
+    EXPECT_EQ(pCopy->GetExecutableArg(), Value(0));
+    EXPECT_EQ(pCopy->GetSleep(), 10);
+    EXPECT_EQ(pCopy->GetExecutable()->GetClassName(), String("Adder"));
 }

@@ -20,7 +20,11 @@
 #include <pthread.h>
 #include <sched.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+#if defined(SYS_futex)
+#    include <linux/futex.h>
+#endif
 #if __has_include(<sys/single_threaded.h>)
 #    include <sys/single_threaded.h>
 #endif
@@ -484,18 +488,52 @@ bool TryTake(SystemLock& lock)
                                                std::memory_order_relaxed);
 }
 
-// Whoever waited cannot know whether others still do, and takes the lock as one that is waited for.
-QBASE_NOINLINE void WaitAndTake(SystemLock& lock)
+// The standard library's own wait yields a few times first, which takes long where many threads run. Whoever
+// enters and leaves locks keeps errno.
+#if defined(SYS_futex)
+
+static_assert(sizeof(SystemLock::mState) == 4 && std::atomic<int>::is_always_lock_free);
+
+void Futex(SystemLock& lock, int operation, int value)
 {
-    while (lock.mState.exchange(WAITED_FOR, std::memory_order_acquire) != FREE) {
-        lock.mState.wait(WAITED_FOR, std::memory_order_relaxed);
-    }
-    lock.mOwner.store(CurrentThread(), std::memory_order_relaxed);
+    const int error = errno;
+    syscall(SYS_futex, &lock.mState, operation, value, nullptr);
+    errno = error;
+}
+
+// Returns when woken, when the lock is not waited for any more, or for no reason at all.
+void WaitForWakeUp(SystemLock& lock)
+{
+    Futex(lock, FUTEX_WAIT_PRIVATE, WAITED_FOR);
+}
+
+// Looks at the lock's address alone: the next owner may have freed the lock already.
+QBASE_NOINLINE void WakeOne(SystemLock& lock)
+{
+    Futex(lock, FUTEX_WAKE_PRIVATE, 1);
+}
+
+#else
+
+void WaitForWakeUp(SystemLock& lock)
+{
+    lock.mState.wait(WAITED_FOR, std::memory_order_relaxed);
 }
 
 QBASE_NOINLINE void WakeOne(SystemLock& lock)
 {
-    lock.mState.notify_one(); // looks at the address alone: the next owner may have freed the lock already
+    lock.mState.notify_one();
+}
+
+#endif
+
+// Whoever waited cannot know whether others still do, and takes the lock as one that is waited for.
+QBASE_NOINLINE void WaitAndTake(SystemLock& lock)
+{
+    while (lock.mState.exchange(WAITED_FOR, std::memory_order_acquire) != FREE) {
+        WaitForWakeUp(lock);
+    }
+    lock.mOwner.store(CurrentThread(), std::memory_order_relaxed);
 }
 
 } // namespace
