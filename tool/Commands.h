@@ -18,5 +18,7 @@ void AddDiff(CLI::App& rApp, int& rExitCode);
 void AddCheck(CLI::App& rApp, int& rExitCode);
 void AddClasses(CLI::App& rApp, int& rExitCode);
 void AddGraph(CLI::App& rApp, int& rExitCode);
+void AddServe(CLI::App& rApp, int& rExitCode);
+void AddWatch(CLI::App& rApp, int& rExitCode);
 
 } // namespace Quirl

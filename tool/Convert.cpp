@@ -9,9 +9,6 @@
 #include "System.h"
 #include "Text.h"
 
-#include "QBase/MemoryFile.h"
-#include "QBase/Serializer.h"
-
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -48,24 +45,6 @@ struct ConvertOptions
 void Warn(const std::string& text)
 {
     PrintMessage({Message::WARNING, text, {}});
-}
-
-std::string Serialize(Object* pRoot, Format format, const std::string& name)
-{
-    const Progress progress("Writing " + name);
-    Messages messages;
-    Ptr<MemoryFile> pFile = MemoryFile::Construct(Value::Null);
-    pFile->Open("graph", File::MODE_READ | File::MODE_WRITE);
-    const bool bWritten = MakeSerializer(format)->Serialize(pRoot, pFile);
-    messages.Print();
-    if (!bWritten) {
-        throw Trouble("Failed to write the graph as " + std::string(GetFormatName(format)) +
-                      " - it holds a value that this format has no form for; see `quirl show` of the input");
-    }
-    std::string bytes(static_cast<std::size_t>(pFile->GetSize()), '\0');
-    pFile->SeekStart(0);
-    pFile->Read(bytes.data(), pFile->GetSize());
-    return bytes;
 }
 
 // Says what the new bytes no longer hold. (XML rounds the components of vectors to six decimals.)

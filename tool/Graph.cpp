@@ -64,26 +64,6 @@ std::vector<Reference> FindReferences(Object* pObject)
     return references;
 }
 
-void DropReferences(Object* pObject)
-{
-    for (const PropertyList::Entry& entry : PropertyList(pObject)) {
-        Property* const pProperty = entry.mpProperty;
-        if (pProperty->IsExcluded() || !HoldsObjects(pObject, pProperty)) {
-            continue;
-        }
-        if (pProperty->IsArray()) {
-            pProperty->Clear(pObject);
-        } else {
-            pProperty->Set(pObject, Value(nullptr));
-        }
-    }
-    if (pObject->IsDerivedType(Table::ClassTable())) {
-        static_cast<Table*>(pObject)->Clear();
-    } else if (pObject->IsDerivedType(List::ClassTable())) {
-        static_cast<List*>(pObject)->Clear();
-    }
-}
-
 } // namespace
 
 std::string Reference::GetLabel() const
@@ -100,7 +80,7 @@ std::string Reference::GetLabel() const
     }
 }
 
-Graph::Graph(Object* pRoot)
+Graph::Graph(Object* pRoot, Ownership ownership) : mOwnership(ownership)
 {
     if (pRoot == nullptr) {
         return;
@@ -138,7 +118,15 @@ Graph::Graph(Object* pRoot)
 
 Graph::~Graph()
 {
-    TakeApart();
+    if (mOwnership == OWNS) {
+        TakeApart();
+    }
+}
+
+std::size_t Graph::Find(const Object* pObject) const
+{
+    const auto found = mNumbers.find(pObject);
+    return found != mNumbers.end() ? found->second : Reference::NOTHING;
 }
 
 std::size_t Graph::Reach(Object* pObject, std::size_t parent, std::size_t parentReference)
@@ -187,6 +175,26 @@ std::string Graph::GetPath(std::size_t number) const
         path += *label;
     }
     return path;
+}
+
+void DropReferences(Object* pObject)
+{
+    for (const PropertyList::Entry& entry : PropertyList(pObject)) {
+        Property* const pProperty = entry.mpProperty;
+        if (pProperty->IsExcluded() || !HoldsObjects(pObject, pProperty)) {
+            continue;
+        }
+        if (pProperty->IsArray()) {
+            pProperty->Clear(pObject);
+        } else {
+            pProperty->Set(pObject, Value(nullptr));
+        }
+    }
+    if (pObject->IsDerivedType(Table::ClassTable())) {
+        static_cast<Table*>(pObject)->Clear();
+    } else if (pObject->IsDerivedType(List::ClassTable())) {
+        static_cast<List*>(pObject)->Clear();
+    }
 }
 
 void ForEachPlainProperty(Object* pObject, const std::function<void(const String&, Property*)>& take)

@@ -7,8 +7,8 @@
 //     graph.GetPath(5);            // "root.Sun.Satellites[2]"
 //
 // A Graph owns its objects: when it goes, it first takes all references among them apart, because objects
-// that refer to each other in a circle would hold each other for ever. Excluded properties, which no file
-// has, are neither followed nor taken apart.
+// that refer to each other in a circle would hold each other for ever. One that BORROWS only looks at them.
+// Excluded properties, which no file has, are neither followed nor taken apart.
 //
 // Threads: a graph and its objects are used by one thread at a time.
 
@@ -55,13 +55,22 @@ struct Reference
 class Graph
 {
 public:
+    enum Ownership
+    {
+        OWNS,
+        BORROWS
+    };
+
     /// A null root gives a graph without objects.
-    explicit Graph(QBase::Object* pRoot);
+    explicit Graph(QBase::Object* pRoot, Ownership ownership = OWNS);
     ~Graph();
     Graph(const Graph&) = delete;
     Graph& operator=(const Graph&) = delete;
 
     std::size_t GetSize() const { return mNodes.size(); }
+    /// The object's number; NOTHING for one that is not in the graph.
+    std::size_t Find(const QBase::Object* pObject) const;
+
     QBase::Object* GetObject(std::size_t number) const { return mNodes[number].mpObject; }
     const std::vector<Reference>& GetReferences(std::size_t number) const
     {
@@ -88,9 +97,13 @@ private:
     std::size_t Reach(QBase::Object* pObject, std::size_t parent, std::size_t parentReference);
     void TakeApart();
 
+    Ownership mOwnership;
     std::vector<Node> mNodes;
     std::unordered_map<const QBase::Object*, std::size_t> mNumbers;
 };
+
+/// Takes all references out of an object that a graph would follow.
+void DropReferences(QBase::Object* pObject);
 
 /// Calls `take` for each property that files have and that no reference stands for: it holds no objects, or
 /// is an empty array. In their order.

@@ -1,9 +1,11 @@
 #include "Save.h"
 
-#include "Input.h"
 #include "Output.h"
 #include "Report.h"
 #include "System.h"
+
+#include "QBase/MemoryFile.h"
+#include "QBase/Serializer.h"
 
 using namespace QBase;
 
@@ -39,6 +41,24 @@ public:
 };
 
 } // namespace
+
+std::string Serialize(Object* pRoot, Format format, const std::string& name)
+{
+    const Progress progress("Writing " + name);
+    Messages messages;
+    Ptr<MemoryFile> pFile = MemoryFile::Construct(Value::Null);
+    pFile->Open("graph", File::MODE_READ | File::MODE_WRITE);
+    const bool bWritten = MakeSerializer(format)->Serialize(pRoot, pFile);
+    messages.Print();
+    if (!bWritten) {
+        throw Trouble("Failed to write the graph as " + std::string(GetFormatName(format)) +
+                      " - it holds a value that this format has no form for; see `quirl show` of the input");
+    }
+    std::string bytes(static_cast<std::size_t>(pFile->GetSize()), '\0');
+    pFile->SeekStart(0);
+    pFile->Read(bytes.data(), pFile->GetSize());
+    return bytes;
+}
 
 void SaveFile(const std::string& path, const std::string& bytes)
 {

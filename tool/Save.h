@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "Input.h"
+
 #include "QBase/FileReplacement.h"
 #include "QBase/String.h"
 
@@ -11,6 +13,10 @@
 
 namespace Quirl
 {
+
+/// The bytes of a file of the graph. `name` is what it is called in messages. Throws Trouble for a value that
+/// the format has no form for.
+std::string Serialize(QBase::Object* pRoot, Format format, const std::string& name);
 
 /// Replaces the file by `bytes`. Throws Trouble when that failed; the file is as it was then.
 void SaveFile(const std::string& path, const std::string& bytes);

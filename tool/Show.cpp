@@ -6,6 +6,7 @@
 #include "Output.h"
 #include "Report.h"
 #include "Text.h"
+#include "ValueJson.h"
 
 #include "QBase/Enum.h"
 #include "QBase/List.h"
@@ -14,7 +15,6 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <cmath>
 #include <memory>
 
 using namespace QBase;
@@ -144,40 +144,7 @@ private:
 
 // --- JSON ---
 
-// JSON has no numbers for what is no number.
-Json MakeJson(float number)
-{
-    return std::isfinite(number) ? Json(number) : Json(ToText(number));
-}
-
-Json MakeJson(const Value& value)
-{
-    switch (value.GetType()) {
-    case Value::TYPE_INT:
-    case Value::TYPE_ENUM:
-        return value.Get<int>();
-    case Value::TYPE_FLOAT:
-        return MakeJson(value.Get<float>());
-    case Value::TYPE_BOOL:
-        return value.Get<bool>();
-    case Value::TYPE_STRING:
-        return value.AsString().c_str();
-    case Value::TYPE_COLOR:
-    case Value::TYPE_VECTOR2I:
-    case Value::TYPE_VECTOR3I:
-    case Value::TYPE_VECTOR4I:
-        return GetIntComponents(value);
-    default:
-        break;
-    }
-    Json json;
-    for (const float component : GetFloatComponents(value)) {
-        json.push_back(MakeJson(component));
-    }
-    return json;
-}
-
-Json MakeJson(const Reference& reference)
+Json MakeReferenceJson(const Reference& reference)
 {
     return reference.mTarget == Reference::NOTHING ? Json() : Json(reference.mTarget);
 }
@@ -232,19 +199,20 @@ void AddReferences(Json& rJson, Object* pObject, const std::vector<Reference>& r
         switch (reference.mKind) {
         case Reference::PROPERTY:
             rProperties.push_back(MakeObjectPropertyJson(pObject, reference.mName, "value"));
-            rProperties.back()["value"] = MakeJson(reference);
+            rProperties.back()["value"] = MakeReferenceJson(reference);
             break;
         case Reference::ELEMENT:
             if (reference.mIndex == 0) {
                 rProperties.push_back(MakeObjectPropertyJson(pObject, reference.mName, "values"));
             }
-            rProperties.back()["values"].push_back(MakeJson(reference));
+            rProperties.back()["values"].push_back(MakeReferenceJson(reference));
             break;
         case Reference::ENTRY:
-            rJson["entries"].push_back({{"name", reference.mName.c_str()}, {"object", MakeJson(reference)}});
+            rJson["entries"].push_back(
+                {{"name", reference.mName.c_str()}, {"object", MakeReferenceJson(reference)}});
             break;
         case Reference::ITEM:
-            rJson["items"].push_back(MakeJson(reference));
+            rJson["items"].push_back(MakeReferenceJson(reference));
             break;
         }
     }

@@ -1,5 +1,5 @@
-// quirl shows, converts, compares and checks files of object graphs. Each subcommand has a source unit of
-// its own; see Commands.h.
+// quirl shows, converts, compares, checks and serves files of object graphs. Each subcommand has a source
+// unit of its own; see Commands.h.
 
 #include "Commands.h"
 #include "Report.h"
@@ -19,7 +19,7 @@
 namespace
 {
 
-constexpr char DESCRIPTION[] = "Shows, converts, compares and checks files of object graphs.";
+constexpr char DESCRIPTION[] = "Shows, converts, compares, checks and serves files of object graphs.";
 
 constexpr char FOOTER[] = R"(Examples:
   quirl show solar.QXml                  what is in a file
@@ -47,6 +47,8 @@ void AddCommands(CLI::App& rApp, int& rExitCode)
     Quirl::AddCheck(rApp, rExitCode);
     Quirl::AddClasses(rApp, rExitCode);
     Quirl::AddGraph(rApp, rExitCode);
+    Quirl::AddServe(rApp, rExitCode);
+    Quirl::AddWatch(rApp, rExitCode);
 }
 
 std::string DescribeMistake(const CLI::App* pApp, const CLI::Error& error)

@@ -105,9 +105,12 @@ public:
     bool ArePeersTrusted() const;
     void SetPeersTrusted(bool bTrusted);
 
-    /// The longest frame from others who are not trusted, in bytes. 16 MiB at first.
+    /// The longest frame from those who join, and from the source, when they are not trusted, in bytes. 16
+    /// MiB at first. The latter before Join.
     int GetFrameSizeLimit() const;
     void SetFrameSizeLimit(int numBytes);
+    int GetSourceFrameSizeLimit() const;
+    void SetSourceFrameSizeLimit(int numBytes);
 
     /// How many may be joined at a time. 1000 at first.
     int GetPeerLimit() const;

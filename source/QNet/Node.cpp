@@ -27,6 +27,7 @@ namespace
 {
 
 constexpr int TRUSTED_FRAME_SIZE = std::numeric_limits<int>::max() - FrameStream::SIZE_BYTES;
+constexpr int FIRST_FRAME_SIZE_LIMIT = 16 * 1024 * 1024;
 constexpr unsigned char END_OF_PASS[FrameStream::SIZE_BYTES] = {};
 
 struct NodeSettings
@@ -34,7 +35,8 @@ struct NodeSettings
     bool mbAdopting = false;
     bool mbSourceTrusted = true;
     bool mbPeersTrusted = false;
-    int mFrameSizeLimit = 16 * 1024 * 1024;
+    int mFrameSizeLimit = FIRST_FRAME_SIZE_LIMIT;
+    int mSourceFrameSizeLimit = FIRST_FRAME_SIZE_LIMIT;
     int mPeerLimit = 1000;
     int mStallTime = 10000;
     int mWriteLimit = 256 * 1024 * 1024;
@@ -143,6 +145,8 @@ void Node::Implement()
     AddProperty<&Node::IsSourceTrusted, &Node::SetSourceTrusted>("SourceTrusted", {.mbExcluded = true});
     AddProperty<&Node::ArePeersTrusted, &Node::SetPeersTrusted>("PeersTrusted", {.mbExcluded = true});
     AddProperty<&Node::GetFrameSizeLimit, &Node::SetFrameSizeLimit>("FrameSizeLimit", {.mbExcluded = true});
+    AddProperty<&Node::GetSourceFrameSizeLimit, &Node::SetSourceFrameSizeLimit>("SourceFrameSizeLimit",
+                                                                                {.mbExcluded = true});
     AddProperty<&Node::GetPeerLimit, &Node::SetPeerLimit>("PeerLimit", {.mbExcluded = true});
     AddProperty<&Node::GetStallTime, &Node::SetStallTime>("StallTime", {.mbExcluded = true});
     AddProperty<&Node::GetWriteLimit, &Node::SetWriteLimit>("WriteLimit", {.mbExcluded = true});
@@ -222,6 +226,7 @@ bool Node::Join(const String& host, int port)
     if (!pStream->Connect(host, port)) {
         return false;
     }
+    rState.mpSerializer->SetFrameSizeLimit(GetSourceFrameSizeLimit()); // it reads from nobody else
     rState.mSource.mpStream = pStream;
     rState.mState = JOINING;
     return true;
@@ -348,9 +353,19 @@ int Node::GetFrameSizeLimit() const
 void Node::SetFrameSizeLimit(int numBytes)
 {
     mpState->mSettings.mFrameSizeLimit = std::clamp(numBytes, 0, TRUSTED_FRAME_SIZE);
-    if (mpState->mpSerializer != nullptr) {
+    if (mpState->mpSerializer != nullptr && mpState->mState == ALONE) {
         mpState->mpSerializer->SetFrameSizeLimit(GetFrameSizeLimit());
     }
+}
+
+int Node::GetSourceFrameSizeLimit() const
+{
+    return mpState->mSettings.mSourceFrameSizeLimit;
+}
+
+void Node::SetSourceFrameSizeLimit(int numBytes)
+{
+    mpState->mSettings.mSourceFrameSizeLimit = std::clamp(numBytes, 0, TRUSTED_FRAME_SIZE);
 }
 
 int Node::GetPeerLimit() const
@@ -461,7 +476,7 @@ void NodeState::UpdateSource()
         mSource.mpHandshake.reset();
         mSource.mpFrames =
             new FrameStream(mSource.mpStream, FrameStream::WHOLE_PASSES,
-                            mSettings.mbSourceTrusted ? TRUSTED_FRAME_SIZE : mSettings.mFrameSizeLimit);
+                            mSettings.mbSourceTrusted ? TRUSTED_FRAME_SIZE : mSettings.mSourceFrameSizeLimit);
         mpSerializer->AddInStream(mSource.mpFrames);
         mpSerializer->SetInStreamTrusted(mSource.mpFrames, mSettings.mbSourceTrusted);
         mpSerializer->AddCallStream(mSource.mpStream);

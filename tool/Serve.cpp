@@ -1,0 +1,225 @@
+// quirl serve: lets other programs join the graph of a file, and follows the file's changes.
+
+#include "Commands.h"
+#include "Graph.h"
+#include "Input.h"
+#include "Merge.h"
+#include "Network.h"
+#include "Output.h"
+#include "Report.h"
+#include "Text.h"
+
+#include "QBase/ClassInfoTable.h"
+#include "QBase/Global.h"
+#include "QBase/Table.h"
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+using namespace QBase;
+namespace fs = std::filesystem;
+
+namespace Quirl
+{
+
+namespace
+{
+
+constexpr char FOOTER[] =
+    R"(When the file changes, what is the same in it keeps its place and only values that differ are sent. A file that
+does not load is reported, and the last state stays. Others change the graph only by calling functions that
+--allow names, and never the file. Ends with Ctrl-C. Exit codes: 0 fine, 2 trouble.
+
+Examples:
+  quirl serve solar.QXml --port 4711
+  quirl serve solar.QXml --port 4711 --address 0.0.0.0 --allow MoveTo)";
+
+constexpr std::chrono::milliseconds FRAME_TIME(10);
+constexpr std::chrono::milliseconds LOOK_TIME(100); // between two looks at the file
+constexpr std::size_t MOST_CLASSES = 255;
+
+struct ServeOptions
+{
+    std::string mPath;
+    InputOptions mInput;
+    int mPort = 0;
+    std::string mAddress;
+    std::vector<std::string> mAllowed;
+};
+
+// Tells one state of a file from another.
+struct FileStamp
+{
+    fs::file_time_type mTime = {};
+    std::uintmax_t mSize = 0;
+
+    bool operator==(const FileStamp& other) const = default;
+};
+
+FileStamp GetFileStamp(const std::string& path)
+{
+    const fs::path file(std::u8string(path.begin(), path.end()));
+    std::error_code error;
+    FileStamp stamp;
+    stamp.mTime = fs::last_write_time(file, error);
+    stamp.mSize = fs::file_size(file, error);
+    return stamp;
+}
+
+// Every class of the modules that the graph's objects come from, those of the objects first: an edit may
+// bring in others. Within both groups by name, so that each start gives the same order.
+std::vector<ClassInfoTable*> ChooseClasses(const Graph& graph)
+{
+    std::map<std::string, ClassInfoTable*> used;
+    std::map<std::string, ClassInfoTable*> others;
+    std::set<std::string> modules = {"QBase"};
+    for (std::size_t number = 0; number < graph.GetSize(); ++number) {
+        used.emplace(GetFullClassName(graph.GetObject(number)), graph.GetObject(number)->GetClassTable());
+        modules.insert(graph.GetObject(number)->GetModuleName().c_str());
+    }
+    for (const std::string& module : modules) {
+        Object* const pModule = GetModuleTable()->Find(module.c_str());
+        for (const auto& entry : static_cast<Table*>(pModule)->GetEntries()) {
+            const std::string name = module + "." + entry.GetKey().c_str();
+            if (used.count(name) == 0 && entry.GetValue() != nullptr &&
+                entry.GetValue()->IsDerivedType(ClassInfoTable::ClassTable())) {
+                others.emplace(name, static_cast<ClassInfoTable*>(static_cast<Object*>(entry.GetValue())));
+            }
+        }
+    }
+    std::vector<ClassInfoTable*> classes;
+    for (const auto& group : {used, others}) {
+        for (const auto& [name, pClass] : group) {
+            if (classes.size() < MOST_CLASSES) {
+                classes.push_back(pClass);
+            }
+        }
+    }
+    return classes;
+}
+
+class Server
+{
+public:
+    explicit Server(const ServeOptions& options) : mOptions(options) {}
+
+    int Run()
+    {
+        if (mOptions.mPath == "-") {
+            throw Trouble("Failed to serve standard input - it cannot be watched for changes; name a file");
+        }
+        mLoaded = mSeen = GetFileStamp(mOptions.mPath);
+        mpRoot = RequireRoot(Input(mOptions.mPath, mOptions.mInput));
+        RegisterClasses();
+        mNetwork.GetSerializer()->SetRoot(mpRoot);
+        const int port = mNetwork.Serve(mOptions.mAddress, mOptions.mPort);
+        Output output;
+        output.WriteLine("Serving " + GetDisplayName(mOptions.mPath) + " at port " + std::to_string(port));
+        output.Finish();
+        WatchForInterrupt();
+        while (!IsInterrupted()) {
+            mNetwork.Update();
+            FollowFile();
+            std::this_thread::sleep_for(FRAME_TIME);
+        }
+        mNetwork.Leave();
+        const Graph last(mpRoot); // takes it apart
+        return EXIT_FINE;
+    }
+
+private:
+    void RegisterClasses()
+    {
+        ObjectDiffSerializer* const pSerializer = mNetwork.GetSerializer();
+        const Graph graph(mpRoot, Graph::BORROWS);
+        for (ClassInfoTable* const pClass : ChooseClasses(graph)) {
+            pSerializer->RegisterType(pClass);
+            mClasses.insert(pClass);
+        }
+        for (const std::string& function : mOptions.mAllowed) {
+            pSerializer->AllowFunction(function.c_str());
+        }
+    }
+
+    // Loads the file anew once it has changed and been left alone for a moment.
+    void FollowFile()
+    {
+        const auto now = std::chrono::steady_clock::now();
+        if (now - mLookTime < LOOK_TIME) {
+            return;
+        }
+        mLookTime = now;
+        const FileStamp stamp = GetFileStamp(mOptions.mPath);
+        const bool bAtRest = stamp == mSeen;
+        mSeen = stamp;
+        if (!bAtRest || stamp == mLoaded) {
+            return;
+        }
+        mLoaded = stamp;
+        try {
+            const Input input(mOptions.mPath, mOptions.mInput);
+            TakeOver(RequireRoot(input));
+        } catch (const Trouble& trouble) {
+            PrintMessage({Message::WARNING, std::string(trouble.what()) + "; the last state stays", {}});
+        }
+    }
+
+    void TakeOver(Object* pLoaded)
+    {
+        Messages messages;
+        mpRoot = Merge(mpRoot, pLoaded);
+        mNetwork.GetSerializer()->SetRoot(mpRoot);
+        messages.Print();
+        const Graph graph(mpRoot, Graph::BORROWS);
+        for (std::size_t number = 0; number < graph.GetSize(); ++number) {
+            if (mClasses.insert(graph.GetObject(number)->GetClassTable()).second) {
+                PrintMessage({Message::WARNING,
+                              "Objects of " + GetFullClassName(graph.GetObject(number)) +
+                                  " stay behind, since nobody agreed on that class; start quirl serve anew",
+                              {}});
+            }
+        }
+    }
+
+    const ServeOptions& mOptions;
+    Network mNetwork;
+    Ptr<Object> mpRoot;
+    std::set<const ClassInfoTable*> mClasses; // registered, or told to be missing
+    FileStamp mLoaded;
+    FileStamp mSeen;
+    std::chrono::steady_clock::time_point mLookTime;
+};
+
+} // namespace
+
+void AddServe(CLI::App& rApp, int& rExitCode)
+{
+    CLI::App* const pCommand = rApp.add_subcommand("serve", "Let other programs join the graph of a file");
+    const auto pOptions = std::make_shared<ServeOptions>();
+    pCommand->add_option("FILE", pOptions->mPath, "The file, followed as it changes")->required();
+    pCommand->add_option("--port", pOptions->mPort, "Where others join; 0 takes a free port")
+        ->type_name("N")
+        ->check(CLI::Range(0, 65535))
+        ->required();
+    pCommand
+        ->add_option("--address", pOptions->mAddress,
+                     "Where others may come from, this machine unless given; 0.0.0.0 is everywhere")
+        ->type_name("ADDRESS");
+    pCommand->add_option("--allow", pOptions->mAllowed, "A function that others may call (repeatable)")
+        ->type_name("NAME")
+        ->expected(1);
+    AddInputOptions(*pCommand, pOptions->mInput);
+    pCommand->footer(FOOTER);
+    pCommand->callback([pOptions, &rExitCode] { rExitCode = Server(*pOptions).Run(); });
+}
+
+} // namespace Quirl

@@ -1,0 +1,183 @@
+// quirl watch: joins a graph that another program serves, and prints what changes in it.
+
+#include "Commands.h"
+#include "Events.h"
+#include "Graph.h"
+#include "Input.h"
+#include "Modules.h"
+#include "Network.h"
+#include "Output.h"
+#include "Report.h"
+#include "Save.h"
+#include "Text.h"
+
+#include "QBase/ClassInfoTable.h"
+#include "QBase/Function.h"
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <memory>
+#include <thread>
+
+using namespace QBase;
+
+namespace Quirl
+{
+
+namespace
+{
+
+constexpr char FOOTER[] =
+    R"TEXT(Prints a line for each event: "+ PATH = VALUE" for what is new, "~ PATH = VALUE (was VALUE)" for what changed,
+"- PATH" for what is gone. Ends with the source, or with Ctrl-C. Exit codes: 0 fine, 2 trouble.
+
+Examples:
+  quirl watch localhost:4711
+  quirl watch localhost:4711 --json | python3 log.py
+  quirl watch example.net:4711 --quiet --relay 4712 --save last.qobj)TEXT";
+
+constexpr std::chrono::milliseconds FRAME_TIME(5);
+constexpr std::chrono::seconds SAVE_TIME(1); // between two savings of a graph that goes on changing
+
+struct WatchOptions
+{
+    std::string mAddress;
+    std::vector<std::string> mModules;
+    bool mbGivenModulesOnly = false;
+    bool mbJson = false;
+    bool mbQuiet = false;
+    std::string mSave;
+    int mRelayPort = -1;
+    std::string mRelayAddress;
+};
+
+class Watcher
+{
+public:
+    explicit Watcher(const WatchOptions& options)
+        : mOptions(options), mEvents(mOutput, options.mbJson ? Events::JSON : Events::TEXT)
+    {}
+
+    int Run()
+    {
+        for (const std::string& module : mOptions.mModules) {
+            RequireModule(module);
+        }
+        mNetwork.Join(ParseAddress(mOptions.mAddress));
+        if (mOptions.mRelayPort >= 0) {
+            Relay();
+        }
+        WatchForInterrupt();
+        bool bFine = true;
+        while (mNetwork.GetState() != Network::LOST && !IsInterrupted()) {
+            bFine = mNetwork.Update() && bFine;
+            GoOn();
+            std::this_thread::sleep_for(FRAME_TIME);
+        }
+        Save();
+        mNetwork.Leave();
+        const Graph last(mNetwork.GetSerializer()->GetRoot()); // takes it apart
+        return bFine ? EXIT_FINE : EXIT_TROUBLE;
+    }
+
+private:
+    void Relay()
+    {
+        const int port = mNetwork.Serve(mOptions.mRelayAddress, mOptions.mRelayPort);
+        if (mOptions.mbJson) {
+            mOutput.WriteLine(Json({{"event", "relay"}, {"port", port}}).dump());
+        } else {
+            mOutput.WriteLine("Relaying at port " + std::to_string(port));
+        }
+        mOutput.Finish();
+    }
+
+    void GoOn()
+    {
+        if (!mOptions.mbGivenModulesOnly) {
+            for (const std::string& module : mNetwork.GetMissingModules()) {
+                TryModule(module);
+            }
+        }
+        AllowFunctions();
+        if (mNetwork.GetNumPasses() == mNumPasses) {
+            return;
+        }
+        mNumPasses = mNetwork.GetNumPasses();
+        if (!mOptions.mbQuiet) {
+            mEvents.Print(mNetwork.GetSerializer()->GetRoot(), mNumPasses);
+        }
+        mbSaved = false;
+        if (std::chrono::steady_clock::now() - mSaveTime >= SAVE_TIME) {
+            Save();
+        }
+    }
+
+    // The source may call its replicas as it likes: their functions do to them what they did to the source.
+    void AllowFunctions()
+    {
+        ObjectDiffSerializer* const pSerializer = mNetwork.GetSerializer();
+        if (mbAllowed || mNetwork.GetState() == Network::LOST) {
+            return;
+        }
+        const Array<Ptr<ClassInfoTable>> classes = pSerializer->GetRegisteredTypes();
+        for (int i = 0; i < classes.GetSize(); ++i) {
+            mbAllowed = true;
+            for (const auto& entry : classes.GetAt(i)->GetEntries()) {
+                if (entry.GetValue() != nullptr && entry.GetValue()->IsDerivedType(Function::ClassTable())) {
+                    pSerializer->AllowFunction(entry.GetKey());
+                }
+            }
+        }
+    }
+
+    void Save()
+    {
+        Object* const pRoot = mNetwork.GetSerializer()->GetRoot();
+        if (mOptions.mSave.empty() || mbSaved || pRoot == nullptr) {
+            return;
+        }
+        SaveFile(mOptions.mSave,
+                 Serialize(pRoot, GetFormatOfPath(mOptions.mSave), GetDisplayName(mOptions.mSave)));
+        mbSaved = true;
+        mSaveTime = std::chrono::steady_clock::now();
+    }
+
+    const WatchOptions& mOptions;
+    Network mNetwork;
+    Output mOutput;
+    Events mEvents;
+    int mNumPasses = 0;
+    bool mbAllowed = false;
+    bool mbSaved = true; // nothing changed since
+    std::chrono::steady_clock::time_point mSaveTime;
+};
+
+} // namespace
+
+void AddWatch(CLI::App& rApp, int& rExitCode)
+{
+    CLI::App* const pCommand = rApp.add_subcommand("watch", "Join a served graph and print what changes");
+    const auto pOptions = std::make_shared<WatchOptions>();
+    pCommand->add_option("ADDRESS", pOptions->mAddress, "The source or a relay, as HOST:PORT")->required();
+    pCommand->add_flag("--json", pOptions->mbJson, "Print JSON, for programs: a line for each event");
+    pCommand->add_flag("--quiet", pOptions->mbQuiet, "Print no events");
+    pCommand->add_option("--save", pOptions->mSave, "Keep the last state in this file")->type_name("FILE");
+    pCommand->add_option("--relay", pOptions->mRelayPort, "Let others join here as well; 0 takes a free port")
+        ->type_name("PORT")
+        ->check(CLI::Range(0, 65535));
+    pCommand
+        ->add_option("--relay-address", pOptions->mRelayAddress,
+                     "Where others may come from, this machine unless given; 0.0.0.0 is everywhere")
+        ->type_name("ADDRESS");
+    pCommand->add_option("--module", pOptions->mModules, "Load this module first (repeatable)")
+        ->type_name("NAME")
+        ->expected(1);
+    pCommand->add_flag("--given-modules-only", pOptions->mbGivenModulesOnly,
+                       "Load no module that only the source names");
+    pCommand->footer(FOOTER);
+    pCommand->callback([pOptions, &rExitCode] { rExitCode = Watcher(*pOptions).Run(); });
+}
+
+} // namespace Quirl
