@@ -1,0 +1,346 @@
+// quirl serve and quirl watch as their users meet them: each test runs several programs, which talk over real
+// sockets, and looks at what they print, save and answer.
+
+#include "Support/Paths.h"
+#include "Support/TempFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <sys/wait.h>
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+namespace
+{
+
+constexpr char HEAD[] = "<?xml version=\"1.0\"?>\n<QuirlData id=\"1784827729\" version=\"3\">\n";
+constexpr char TAIL[] = "</QuirlData>\n";
+
+// A table with a list of two, a shared object, an array and properties of its own.
+constexpr char CREW[] = R"(<Object Module="QBase" Class="Table" Path="root">
+  <Property Name="Note" Type="String" Dynamic="true">calm</Property>
+  <Property Name="Sizes" Type="int" Array="true" Dynamic="true"><Value>3</Value><Value>4</Value></Property>
+  <Child Name="crew">root[crew]</Child>
+  <Child Name="captain">root[crew][0]</Child>
+</Object>
+<Object Module="QBase" Class="List" Path="root[crew]">
+  <Child Index="0">root[crew][0]</Child>
+  <Child Index="1">root[crew][1]</Child>
+</Object>
+<Object Module="QBase" Class="Object" Path="root[crew][0]">
+  <Property Name="Rate" Type="float" Dynamic="true">0.5</Property>
+</Object>
+<Object Module="QBase" Class="Object" Path="root[crew][1]">
+  <Property Name="Rate" Type="float" Dynamic="true">0.25</Property>
+  <Property Name="Friend" Type="Object" Dynamic="true">root[crew][0]</Property>
+</Object>
+)";
+
+std::string Document(const std::string& objects)
+{
+    return HEAD + objects + TAIL;
+}
+
+std::string Replaced(std::string text, const std::string& what, const std::string& by)
+{
+    const std::size_t place = text.find(what);
+    EXPECT_NE(place, text.npos) << what;
+    return place == text.npos ? text : text.replace(place, what.size(), by);
+}
+
+std::vector<std::string> Lines(const std::string& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+// The commands of a test find these beside quirl itself. Nothing is waited for longer than a minute.
+constexpr char COMMANDS[] = R"(
+    programs=
+    trap 'for program in $programs; do kill -KILL $program 2>/dev/null; done' EXIT
+    # wait_for FILE TEXT: until the file has the text.
+    wait_for() {
+        for i in $(seq 1200); do
+            grep -q -e "$2" "$1" 2>/dev/null && return
+            sleep 0.05
+        done
+        echo "never in $1: $2"
+        exit 99
+    }
+    # serve FILE OPTION...: in the background; sets server and port.
+    serve() {
+        rm -f serve.txt
+        "$quirl" serve "$@" --port 0 >serve.txt 2>serve-errors.txt &
+        server=$!; programs="$programs $server"
+        wait_for serve.txt 'at port'
+        port=$(sed 's/.* at port //' serve.txt)
+    }
+    # watch NAME ADDRESS OPTION...: in the background, saves to NAME.qobj, prints to NAME.txt; sets watcher.
+    watch() {
+        name=$1; shift
+        rm -f "$name.txt"
+        "$quirl" watch "$@" --save "$name.qobj" >"$name.txt" 2>"$name-errors.txt" &
+        watcher=$!; programs="$programs $watcher"
+    }
+    # relay NAME ADDRESS OPTION...: a watch that others can join; sets relay and relay_port.
+    relay() {
+        watch "$@" --relay 0
+        relay=$watcher
+        wait_for "$name.txt" 'Relaying'
+        relay_port=$(sed -n 's/Relaying at port //p' "$name.txt")
+    }
+    # stop: the server ends, and with it all who watch.
+    stop() {
+        kill -INT "$server"
+        wait "$server"; server_exit=$?
+        wait
+    }
+)";
+
+class ServeTest : public testing::Test
+{
+protected:
+    /// Runs shell commands in the folder of the test. What they print.
+    std::string Run(const std::string& commands)
+    {
+        mFolder.Write("commands.sh", "quirl='" + BinaryPath("quirl") + "'\ncd '" + mFolder.Path("").c_str() +
+                                         "'\n" + COMMANDS + commands);
+        const int status = std::system(("sh '" + std::string(mFolder.Path("commands.sh").c_str()) + "' >'" +
+                                        mFolder.Path("out.txt").c_str() + "' 2>&1 </dev/null")
+                                           .c_str());
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != 99) << mFolder.Read("out.txt");
+        return mFolder.Read("out.txt");
+    }
+
+    std::string Read(const char* pName) { return mFolder.Read(pName); }
+
+    /// The lines of the pass with that number, as watch --json printed them.
+    std::vector<std::string> Pass(const char* pName, int number)
+    {
+        std::vector<std::string> lines = Lines(mFolder.Read(pName));
+        const std::string start = "{\"pass\":" + std::to_string(number) + ",";
+        lines.erase(std::remove_if(lines.begin(), lines.end(),
+                                   [&](const std::string& line) { return line.rfind(start, 0) != 0; }),
+                    lines.end());
+        return lines;
+    }
+
+    /// Serves one document and then another; both have "calm" in them, which the test uses to see the end.
+    /// True when the replica then equals the second.
+    void ExpectFollowed(const std::string& first, const std::string& second)
+    {
+        mFolder.Write("graph.QXml", Document(first));
+        mFolder.Write("next.QXml", Document(Replaced(second, "calm", "done")));
+        EXPECT_EQ(Run("serve graph.QXml; watch replica localhost:$port --json\n"
+                      "wait_for replica.txt calm; mv next.QXml graph.QXml; wait_for replica.txt done; stop\n"
+                      "\"$quirl\" diff graph.QXml replica.qobj\n"),
+                  "");
+        EXPECT_EQ(Read("replica-errors.txt"), "quirl: note: '127.0.0.1:" + Port() + "' ended\n");
+        EXPECT_THAT(Read("serve-errors.txt"), Not(HasSubstr("error")));
+    }
+
+    std::string Port()
+    {
+        const std::string text = Read("serve.txt");
+        const std::size_t start = text.rfind(' ') + 1;
+        return text.substr(start, text.size() - start - 1);
+    }
+
+    TempFolder mFolder;
+};
+
+} // namespace
+
+TEST_F(ServeTest, AnEditOfOneValueIsOneEvent)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    mFolder.Write("next.QXml", Document(Replaced(CREW, ">0.25<", ">0.75<")));
+    EXPECT_EQ(Run("serve crew.QXml; watch replica localhost:$port --json\n"
+                  "wait_for replica.txt new-root; cp next.QXml crew.QXml; wait_for replica.txt 0.75; stop\n"
+                  "echo $server_exit; \"$quirl\" diff next.QXml replica.qobj && echo equal\n"),
+              "0\nequal\n");
+    EXPECT_THAT(
+        Pass("replica.txt", 2),
+        ElementsAre("{\"pass\":2,\"event\":\"modify-value\",\"path\":\"root[crew][1]\",\"name\":\"Rate\","
+                    "\"type\":\"float\",\"value\":0.75,\"old\":0.25}"));
+    EXPECT_THAT(Pass("replica.txt", 3), IsEmpty());
+}
+
+TEST_F(ServeTest, ThePrintedLinesTellWhatComesChangesAndGoes)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    std::string next = Replaced(CREW, ">calm<", ">wild<");
+    next = Replaced(next, "<Value>4</Value>", "");
+    next = Replaced(next, "  <Child Name=\"captain\">root[crew][0]</Child>\n", "");
+    mFolder.Write("next.QXml", Document(next));
+    Run("serve crew.QXml; watch replica localhost:$port\n"
+        "wait_for replica.txt '~ root is'; mv next.QXml crew.QXml; wait_for replica.txt captain\n"
+        "wait_for replica.txt wild; stop\n");
+    const std::vector<std::string> lines = Lines(Read("replica.txt"));
+    const auto end = std::find(lines.begin(), lines.end(), "~ root is QBase.Table");
+    ASSERT_NE(end, lines.end());
+    std::vector<std::string> first(lines.begin(), end);
+    std::vector<std::string> second(end + 1, lines.end());
+    std::sort(first.begin(), first.end()); // the order among names is that of their buckets
+    std::sort(second.begin(), second.end());
+    EXPECT_THAT(first,
+                ElementsAre("+ root.Note = \"calm\"", "+ root.Sizes: array of int", "+ root.Sizes[0] = 3",
+                            "+ root.Sizes[1] = 4", "+ root: QBase.Table", "+ root[captain] = root[crew][0]",
+                            "+ root[crew] = root[crew]", "+ root[crew]: QBase.List",
+                            "+ root[crew][0] = root[crew][0]", "+ root[crew][0].Rate = 0.5",
+                            "+ root[crew][0]: QBase.Object", "+ root[crew][1] = root[crew][1]",
+                            "+ root[crew][1].Friend = root[crew][0]", "+ root[crew][1].Rate = 0.25",
+                            "+ root[crew][1]: QBase.Object"));
+    EXPECT_THAT(second, ElementsAre("- root[captain]", "~ root.Note = \"wild\" (was \"calm\")",
+                                    "~ root.Sizes: cut to 1"));
+}
+
+TEST_F(ServeTest, EditsOfEveryKindAreFollowed)
+{
+    ExpectFollowed(CREW, Replaced(CREW, "Array=\"true\" Dynamic=\"true\"><Value>3</Value>",
+                                  "Array=\"true\" Dynamic=\"true\"><Value>3</Value><Value>9</Value>"));
+    // A property comes, one goes, one changes its type.
+    ExpectFollowed(CREW, Replaced(CREW, "<Property Name=\"Sizes\" Type=\"int\"",
+                                  "<Property Name=\"Extra\" Type=\"bool\" Dynamic=\"true\">true</Property>"
+                                  "<Property Name=\"Sizes\" Type=\"float\""));
+    ExpectFollowed(CREW, Replaced(CREW,
+                                  "  <Property Name=\"Friend\" Type=\"Object\" Dynamic=\"true\">root[crew][0]"
+                                  "</Property>\n",
+                                  ""));
+    // A new object in front of the list, which refers to old ones.
+    ExpectFollowed(CREW,
+                   Replaced(Replaced(CREW, "<Child Index=\"0\">root[crew][0]</Child>",
+                                     "<Child Index=\"0\">root[crew].new</Child>"
+                                     "<Child Index=\"1\">root[crew][0]</Child>"),
+                            "<Object Module=\"QBase\" Class=\"List\"",
+                            "<Object Module=\"QBase\" Class=\"Object\" Path=\"root[crew].new\"><Property "
+                            "Name=\"Home\" Type=\"Object\" Dynamic=\"true\">root</Property></Object>"
+                            "<Object Module=\"QBase\" Class=\"List\""));
+    // The list is gone, and with it one of its items.
+    ExpectFollowed(CREW, Replaced(CREW, "  <Child Name=\"crew\">root[crew]</Child>\n", ""));
+    // An object becomes one of another class under the same path.
+    ExpectFollowed(CREW, Replaced(CREW, "Class=\"Object\" Path=\"root[crew][1]\"",
+                                  "Class=\"Table\" Path=\"root[crew][1]\""));
+    // The root does.
+    ExpectFollowed(
+        "<Object Module=\"QBase\" Class=\"Object\" Path=\"root\"><Property Name=\"Note\" Type=\"String\" "
+        "Dynamic=\"true\">calm</Property></Object>",
+        CREW);
+}
+
+TEST_F(ServeTest, AFileThatDoesNotLoadIsReportedAndTheLastStateStays)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    mFolder.Write("broken.QXml", "<broken");
+    mFolder.Write("next.QXml", Document(Replaced(CREW, "calm", "healed")));
+    EXPECT_EQ(Run("serve crew.QXml; watch replica localhost:$port --json\n"
+                  "wait_for replica.txt calm; mv broken.QXml crew.QXml; wait_for serve-errors.txt 'last "
+                  "state stays'\n"
+                  "rm crew.QXml; sleep 0.4\n"
+                  "mv next.QXml crew.QXml; wait_for replica.txt healed; stop; echo $server_exit\n"),
+              "0\n");
+    EXPECT_EQ(Pass("replica.txt", 2).size(), 1u);
+}
+
+TEST_F(ServeTest, RelaysAndLatePeersSaveWhatTheSourceHas)
+{
+    EXPECT_EQ(Run("cp '" + SourcePath("example/solar/solar.QXml") +
+                  "' solar.QXml; serve solar.QXml\n"
+                  "relay relay localhost:$port\n"
+                  "wait_for relay.txt 'root is'\n"
+                  "sed -i 's/>Sun</>Sol</' solar.QXml; wait_for relay.txt Sol\n"
+                  "watch late localhost:$relay_port\n"
+                  "wait_for late.txt 'root is'\n"
+                  "sed -i 's/>Sol</>Helios</' solar.QXml; wait_for late.txt Helios; stop\n"
+                  "for name in relay late; do \"$quirl\" diff solar.QXml $name.qobj && echo equal; done\n"),
+              "equal\nequal\n");
+    EXPECT_EQ(Read("late-errors.txt").find("error"), std::string::npos) << Read("late-errors.txt");
+    EXPECT_THAT(Read("late.txt"),
+                StartsWith("+ root: Solar.Simulation\n")); // the module was found by its name
+}
+
+TEST_F(ServeTest, WatchersThatAreKilledHarmNobody)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    EXPECT_EQ(Run("serve crew.QXml; watch first localhost:$port; first=$watcher\n"
+                  "watch second localhost:$port; wait_for first.txt calm; wait_for second.txt calm\n"
+                  "kill -KILL $first; wait_for serve-errors.txt left\n"
+                  "sed -i s/calm/brisk/ crew.QXml; wait_for second.txt brisk; stop\n"
+                  "\"$quirl\" diff crew.QXml second.qobj && echo equal\n"),
+              "equal\n");
+}
+
+TEST_F(ServeTest, AWatcherKeepsTheLastStateOfASourceThatIsKilled)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    EXPECT_EQ(Run("serve crew.QXml; watch replica localhost:$port; wait_for replica.txt calm\n"
+                  "kill -KILL $server; wait $watcher; echo $?\n"
+                  "\"$quirl\" diff crew.QXml replica.qobj && echo equal\n"),
+              "0\nequal\n");
+    EXPECT_EQ(Read("replica-errors.txt"), "quirl: note: '127.0.0.1:" + Port() + "' ended\n");
+}
+
+TEST_F(ServeTest, AWatcherThatIsInterruptedSavesAndEndsWell)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    EXPECT_EQ(Run("serve crew.QXml; watch replica localhost:$port --quiet\n"
+                  "wait_for serve-errors.txt joined; sleep 0.2; kill -TERM $watcher; wait $watcher; echo $?\n"
+                  "\"$quirl\" diff crew.QXml replica.qobj && echo equal; stop; cat replica.txt\n"),
+              "0\nequal\n");
+}
+
+TEST_F(ServeTest, WhatCannotBeServedIsTrouble)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    EXPECT_THAT(Run("\"$quirl\" serve - --port 0; echo $?\n"),
+                EndsWith("- it cannot be watched for changes; name a file\n2\n"));
+    EXPECT_THAT(Run("\"$quirl\" serve none.QXml --port 0; echo $?\n"), EndsWith("; check the path\n2\n"));
+    EXPECT_THAT(Run("\"$quirl\" serve crew.QXml --port 65536; echo $?\n"), EndsWith("\n2\n"));
+    EXPECT_THAT(Run("\"$quirl\" serve crew.QXml; echo $?\n"), EndsWith("\n2\n"));
+    EXPECT_THAT(
+        Run("\"$quirl\" serve crew.QXml --port 0 --address nowhere; echo $?\n"),
+        EndsWith(
+            "Failed to serve at port 0; choose another port or address, or --port 0 for a free port\n2\n"));
+    EXPECT_THAT(Run("serve crew.QXml; \"$quirl\" serve crew.QXml --port $port; echo $?; stop\n"),
+                HasSubstr("Failed to listen at '127.0.0.1:"));
+}
+
+TEST_F(ServeTest, WhatCannotBeWatchedIsTrouble)
+{
+    for (const char* pAddress : {"localhost", "localhost:", "localhost:0", "localhost:65536", ":4711",
+                                 "localhost:47x", "4711", "localhost:4711:"}) {
+        EXPECT_THAT(Run("\"$quirl\" watch '" + std::string(pAddress) + "'; echo $?\n"),
+                    EndsWith("- it is no HOST:PORT; write localhost:4711 or [::1]:4711, for example\n2\n"));
+    }
+    mFolder.Write("crew.QXml", Document(CREW));
+    EXPECT_THAT(
+        Run("serve crew.QXml; stop; \"$quirl\" watch localhost:$port --save none.qobj; echo $?; ls\n"),
+        testing::AllOf(HasSubstr("Failed to connect to 'localhost:"), HasSubstr("\n2\n"),
+                       Not(HasSubstr("none.qobj"))));
+}
+
+TEST_F(ServeTest, ModulesThatOnlyTheSourceNamesCanBeRefused)
+{
+    const std::string output = Run("serve '" + SourcePath("example/solar/solar.QXml") +
+                                   "'; \"$quirl\" watch localhost:$port --given-modules-only; echo $?\n"
+                                   "watch replica localhost:$port --given-modules-only --module Solar\n"
+                                   "wait_for replica.txt 'root is'; stop\n");
+    EXPECT_THAT(output, HasSubstr("- class Solar.Body is missing here\n"));
+    EXPECT_THAT(output, EndsWith("2\n"));
+}
