@@ -19,6 +19,8 @@
 namespace QBase
 {
 
+enum class EntryKind : int;
+class NameIndex;
 class PropertyListData;
 
 class QBASE_API ClassInfoTable : public Table
@@ -67,8 +69,16 @@ private:
     void AddSharer() { mHolders.Increment(); }
     void ReleaseByHolder();
 
+    /// What FindDerived answers, if it is of that kind; or null.
+    Object* FindDerivedOfKind(const String& name, EntryKind kind) const;
+
     void EntriesChanged();
     void DropPropertyList();
+    void DropNameIndex();
+    void LinkToBase();
+    void UnlinkFromBase();
+    const NameIndex* GetNameIndex() const;
+    const NameIndex* BuildNameIndex() const;
     std::uint64_t GetChainStamp() const;
 
     ClassInfoTable* mpBaseClass; // holds one reference; null for Object's own table
@@ -79,6 +89,13 @@ private:
     // first: a list with the stamp of the whole chain stays as long as no table changes.
     mutable PropertyListData* mpPropertyList;              // holds one reference
     mutable std::atomic<std::uint64_t> mPropertyListStamp; // 0 without a list
+
+    // A class has an index of all names, its bases' too, which a change of any of them drops. For that each
+    // class knows those derived from it; instance tables are too many, and short-lived.
+    bool mbIsClass;
+    ClassInfoTable* mpFirstDerived; // borrowed, as are the rest of the list
+    ClassInfoTable* mpNextDerived;
+    mutable std::atomic<const NameIndex*> mpNameIndex; // owned; null until the first look-up
 };
 
 } // namespace QBase

@@ -46,7 +46,11 @@ public:
 
     /// Invoke for callers that do not hold the Function themselves.
     Value CallOn(Object* pTarget, const Value& a1, const Value& a2, const Value& a3, const Value& a4,
-                 const Value& a5);
+                 const Value& a5)
+    {
+        const Ptr<Function> pKept = mbHeldByCalls ? this : nullptr;
+        return Invoke(pTarget, a1, a2, a3, a4, a5);
+    }
 
     Type GetType() const { return mType; }
     Value::Type GetRetType() const { return mRetType; }

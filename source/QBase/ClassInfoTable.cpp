@@ -1,17 +1,23 @@
 #include "QBase/ClassInfoTable.h"
 
+#include "QBase/CriticalSection.h"
 #include "QBase/Error.h"
 #include "QBase/Global.h"
+#include "QBase/NameIndex.h"
 #include "QBase/PropertyListData.h"
 #include "QBase/Reflection.h"
 
 #include <algorithm>
+#include <new>
+#include <utility>
 
 namespace QBase
 {
 
 namespace
 {
+
+CriticalSection g_IndexSection; // one thread at a time builds an index
 
 std::uint64_t NextStamp()
 {
@@ -55,14 +61,16 @@ void ClassInfoTable::Implement()
 
 ClassInfoTable::ClassInfoTable(const Value& value)
     : Table(value), mpBaseClass(nullptr), mHolders(1), mStamp(NextStamp()), mpPropertyList(nullptr),
-      mPropertyListStamp(0)
+      mPropertyListStamp(0), mbIsClass(false), mpFirstDerived(nullptr), mpNextDerived(nullptr),
+      mpNameIndex(nullptr)
 {
     TrackChanges();
 }
 
 ClassInfoTable::ClassInfoTable(const ClassInfoTable& other)
     : Table(other), mpBaseClass(other.mpBaseClass), mHolders(1), mStamp(NextStamp()), mpPropertyList(nullptr),
-      mPropertyListStamp(0)
+      mPropertyListStamp(0), mbIsClass(false), mpFirstDerived(nullptr), mpNextDerived(nullptr),
+      mpNameIndex(nullptr)
 {
     TrackChanges();
     if (mpBaseClass != nullptr) {
@@ -75,6 +83,8 @@ ClassInfoTable::~ClassInfoTable()
     Clear(); // while what dies with the entries still finds a whole table
     StopTrackingChanges();
     DropPropertyList();
+    DropNameIndex();
+    UnlinkFromBase();
     ClassInfoTable* const pBaseClass = mpBaseClass;
     mpBaseClass = nullptr;
     if (pBaseClass != nullptr) {
@@ -91,19 +101,44 @@ void ClassInfoTable::SetBaseClass(ClassInfoTable* pBaseClass)
     if (pBaseClass != nullptr) {
         AddReference(pBaseClass);
     }
+    UnlinkFromBase();
     ClassInfoTable* const pOld = mpBaseClass;
     mpBaseClass = pBaseClass;
+    LinkToBase();
     EntriesChanged();
     if (pOld != nullptr) {
         DropReference(pOld);
     }
 }
 
+inline const NameIndex* ClassInfoTable::GetNameIndex() const
+{
+    const NameIndex* const pIndex = mpNameIndex.load(std::memory_order_acquire);
+    return QBASE_LIKELY(pIndex != nullptr) || !mbIsClass ? pIndex : BuildNameIndex();
+}
+
 Object* ClassInfoTable::FindDerived(const String& name) const
 {
     for (const ClassInfoTable* pTable = this; pTable != nullptr; pTable = pTable->mpBaseClass) {
+        if (const NameIndex* const pIndex = pTable->GetNameIndex()) {
+            return pIndex->Find(name).mpObject;
+        }
         if (Object* const pEntry = pTable->Find(name)) {
             return pEntry;
+        }
+    }
+    return nullptr;
+}
+
+Object* ClassInfoTable::FindDerivedOfKind(const String& name, EntryKind kind) const
+{
+    for (const ClassInfoTable* pTable = this; pTable != nullptr; pTable = pTable->mpBaseClass) {
+        if (const NameIndex* const pIndex = pTable->GetNameIndex()) {
+            const NameIndex::Entry& entry = pIndex->Find(name);
+            return entry.mKind == kind ? entry.mpObject : nullptr;
+        }
+        if (Object* const pEntry = pTable->Find(name)) {
+            return NameIndex::KindOf(pEntry) == kind ? pEntry : nullptr;
         }
     }
     return nullptr;
@@ -137,11 +172,12 @@ void ClassInfoTable::ReleaseByHolder()
     }
 }
 
-// The stamp comes last: a list that a dying property asks for in between is already stale.
+// The stamp and the index come last: what a dying property asks for in between is already stale.
 void ClassInfoTable::EntriesChanged()
 {
     DropPropertyList(); // at once: it holds references on properties
     mStamp = NextStamp();
+    DropNameIndex();
 }
 
 void ClassInfoTable::DropPropertyList()
@@ -150,6 +186,53 @@ void ClassInfoTable::DropPropertyList()
     if (PropertyListData* const pList = std::exchange(mpPropertyList, nullptr)) {
         pList->Release();
     }
+}
+
+void ClassInfoTable::DropNameIndex()
+{
+    delete mpNameIndex.exchange(nullptr, std::memory_order_relaxed);
+    for (ClassInfoTable* pDerived = mpFirstDerived; pDerived != nullptr; pDerived = pDerived->mpNextDerived) {
+        pDerived->DropNameIndex();
+    }
+}
+
+void ClassInfoTable::LinkToBase()
+{
+    if (mbIsClass && mpBaseClass != nullptr) {
+        mpNextDerived = std::exchange(mpBaseClass->mpFirstDerived, this);
+    }
+}
+
+void ClassInfoTable::UnlinkFromBase()
+{
+    if (mbIsClass && mpBaseClass != nullptr) {
+        ClassInfoTable** ppLink = &mpBaseClass->mpFirstDerived;
+        while (*ppLink != this) {
+            ppLink = &(*ppLink)->mpNextDerived;
+        }
+        *ppLink = std::exchange(mpNextDerived, nullptr);
+    }
+}
+
+// Null when a base is no class, and so would not tell of its changes, and without memory.
+const NameIndex* ClassInfoTable::BuildNameIndex() const
+{
+    for (const ClassInfoTable* pBase = mpBaseClass; pBase != nullptr; pBase = pBase->mpBaseClass) {
+        if (!pBase->mbIsClass) {
+            return nullptr;
+        }
+    }
+    const CriticalSection::Block block(&g_IndexSection);
+    const NameIndex* pIndex = mpNameIndex.load(std::memory_order_relaxed);
+    if (pIndex == nullptr) { // another thread was not faster
+        try {
+            pIndex = new NameIndex(this);
+        } catch (const std::bad_alloc&) {
+            return nullptr;
+        }
+        mpNameIndex.store(pIndex, std::memory_order_release);
+    }
+    return pIndex;
 }
 
 std::uint64_t ClassInfoTable::GetChainStamp() const
@@ -167,7 +250,10 @@ class EarlyClassTable
 public:
     static ClassInfoTable* New()
     {
-        return new ("ClassInfoTable", __LINE__) ClassInfoTable(Value(g_ClassTableSize));
+        ClassInfoTable* const pTable =
+            new ("ClassInfoTable", __LINE__) ClassInfoTable(Value(g_ClassTableSize));
+        pTable->mbIsClass = true;
+        return pTable;
     }
 };
 

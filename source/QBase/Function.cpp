@@ -26,16 +26,6 @@ Function::Function(Type type, Value::Type ret, Value::Type a1, Value::Type a2, V
     }
 }
 
-Value Function::CallOn(Object* pTarget, const Value& a1, const Value& a2, const Value& a3, const Value& a4,
-                       const Value& a5)
-{
-    if (!mbHeldByCalls) {
-        return Invoke(pTarget, a1, a2, a3, a4, a5);
-    }
-    const Ptr<Function> pKept = this;
-    return Invoke(pTarget, a1, a2, a3, a4, a5);
-}
-
 QBASE_NULL_THIS_BEGIN
 
 Function* Function::Access()

@@ -6,6 +6,7 @@
 #include "QBase/Function.h"
 #include "QBase/Global.h"
 #include "QBase/Memory.h"
+#include "QBase/NameIndex.h"
 #include "QBase/Property.h"
 #include "QBase/PropertyHandle.h"
 #include "QBase/PropertyList.h"
@@ -261,16 +262,12 @@ ClassInfoTable* Object::GetOrCreateInstanceTable()
 
 Property* Object::FindProperty(const String& name) const
 {
-    Object* const pEntry = GetInstanceOrClassTable()->FindDerived(name);
-    return pEntry != nullptr && IsObjectOf(pEntry, Property::ClassTable()) ? static_cast<Property*>(pEntry)
-                                                                           : nullptr;
+    return static_cast<Property*>(GetInstanceOrClassTable()->FindDerivedOfKind(name, EntryKind::PROPERTY));
 }
 
 Function* Object::FindFunction(const String& name) const
 {
-    Object* const pEntry = GetInstanceOrClassTable()->FindDerived(name);
-    return pEntry != nullptr && IsObjectOf(pEntry, Function::ClassTable()) ? static_cast<Function*>(pEntry)
-                                                                           : nullptr;
+    return static_cast<Function*>(GetInstanceOrClassTable()->FindDerivedOfKind(name, EntryKind::FUNCTION));
 }
 
 PropertyHandle Object::GetPropertyHandle(const String& name)

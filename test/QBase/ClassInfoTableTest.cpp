@@ -4,6 +4,7 @@
 #include "QBase/Function.h"
 #include "QBase/Global.h"
 #include "QBase/Property.h"
+#include "QBase/Reflection.h"
 
 #include "Support/CapturedMessages.h"
 #include "Support/Paths.h"
@@ -15,6 +16,8 @@
 #include <fstream>
 #include <set>
 #include <string>
+#include <thread>
+#include <vector>
 
 using namespace QBase;
 using testing::EndsWith;
@@ -26,6 +29,31 @@ Ptr<ClassInfoTable> MakeTable()
 {
     return ClassInfoTable::Construct(Value(7));
 }
+
+// Two classes whose tables the tests change.
+class Ancestor : public Object
+{
+    QBASE_OBJECT(Ancestor, Object)
+
+protected:
+    using Object::Object;
+};
+
+class Descendant : public Ancestor
+{
+    QBASE_OBJECT(Descendant, Ancestor)
+
+protected:
+    using Ancestor::Ancestor;
+};
+
+QBASE_IMPLEMENT(Test, Ancestor)
+QBASE_IMPLEMENT(Test, Descendant)
+
+void Ancestor::Implement()
+{}
+void Descendant::Implement()
+{}
 
 const Table::Entries& LibraryClasses()
 {
@@ -77,6 +105,32 @@ TEST(ClassInfoTableTest, TheRegistryHoldsEveryClassOfTheLibrary)
     }
 
     EXPECT_THAT(registered, testing::ContainerEq(expected));
+}
+
+TEST(ClassInfoTableTest, TheRegistryWalksInTheOrderOfRegistration)
+{
+    // A table puts each new name in front of the others of its bucket.
+    std::vector<std::string> buckets[61];
+    std::ifstream file(SourcePath("source/QBase/Classes.cpp"));
+    for (std::string line; std::getline(file, line);) {
+        const std::size_t start = line.find("Registration<");
+        if (line.find("> m") != std::string::npos && start != std::string::npos) {
+            const std::string name = line.substr(start + 13, line.find(',') - start - 13);
+            std::vector<std::string>& rBucket = buckets[String(name.c_str()).hash() % 61];
+            rBucket.insert(rBucket.begin(), name);
+        }
+    }
+    std::vector<std::string> expected;
+    for (const std::vector<std::string>& bucket : buckets) {
+        expected.insert(expected.end(), bucket.begin(), bucket.end());
+    }
+
+    std::vector<std::string> names;
+    for (const auto& entry : LibraryClasses()) {
+        names.push_back(entry.GetKey().c_str());
+    }
+
+    EXPECT_EQ(names, expected);
 }
 
 TEST(ClassInfoTableTest, AnObjectOfAnyClassAndItsCloneGoInEitherOrder)
@@ -239,4 +293,116 @@ TEST(ClassInfoTableTest, AnEntryThatDiesWithTheTableFindsItEmptyAndMayChangeIt)
     pTable->Insert("a", pEntry);
     pTable->Release();
     EXPECT_EQ(found, 0);
+}
+
+TEST(ClassInfoTableTest, EveryChangeOfAClassOrItsBasesShowsInTheNextLookUp)
+{
+    const Ptr<Object> pObject = Descendant::Construct(Value::Null);
+    ClassInfoTable* const pBase = Ancestor::ClassTable();
+    ClassInfoTable* const pOwn = Descendant::ClassTable();
+    const auto find = [&] { return static_cast<Object*>(pObject->FindProperty("x")); };
+    const Ptr<Object> pFirst = CreateDynamicValue(Value::TYPE_INT);
+    const Ptr<Object> pSecond = CreateDynamicValue(Value::TYPE_INT);
+    EXPECT_EQ(find(), nullptr);
+    pBase->Insert("x", pFirst);
+    EXPECT_EQ(find(), static_cast<Object*>(pFirst));
+    pOwn->Insert("x", pSecond);
+    EXPECT_EQ(find(), static_cast<Object*>(pSecond));
+    pOwn->Insert("x", nullptr); // as if it were absent
+    EXPECT_EQ(find(), static_cast<Object*>(pFirst));
+    pOwn->Insert("x", Object::Construct(Value::Null)); // hides the property
+    EXPECT_EQ(find(), nullptr);
+    EXPECT_EQ(pOwn->FindDerived("x"), pOwn->Find("x"));
+    pOwn->Remove("x");
+    EXPECT_EQ(find(), static_cast<Object*>(pFirst));
+    pOwn->SetBaseClass(Object::ClassTable());
+    EXPECT_EQ(find(), nullptr);
+    pOwn->SetBaseClass(pBase);
+    EXPECT_EQ(find(), static_cast<Object*>(pFirst));
+    pBase->Remove("x");
+    EXPECT_EQ(find(), nullptr);
+    Object::ClassTable()->Insert("x", pSecond);
+    EXPECT_EQ(find(), static_cast<Object*>(pSecond));
+    Object::ClassTable()->Remove("x");
+    EXPECT_EQ(find(), nullptr);
+    EXPECT_NE(pObject->FindFunction("GetClassName"), nullptr);
+}
+
+TEST(ClassInfoTableTest, ABaseThatIsNoClassShowsItsChangesToo)
+{
+    const Ptr<Object> pObject = Descendant::Construct(Value::Null);
+    const Ptr<ClassInfoTable> pBetween = MakeTable();
+    pBetween->SetBaseClass(Ancestor::ClassTable());
+    Descendant::ClassTable()->SetBaseClass(pBetween);
+    EXPECT_EQ(pObject->FindProperty("x"), nullptr);
+    const Ptr<Object> pProperty = CreateDynamicValue(Value::TYPE_INT);
+    pBetween->Insert("x", pProperty);
+    EXPECT_EQ(pObject->FindProperty("x"), static_cast<Object*>(pProperty));
+    pBetween->SetBaseClass(nullptr);
+    EXPECT_EQ(pObject->FindFunction("GetClassName"), nullptr);
+    Descendant::ClassTable()->SetBaseClass(Ancestor::ClassTable());
+    EXPECT_EQ(pObject->FindProperty("x"), nullptr);
+    EXPECT_NE(pObject->FindFunction("GetClassName"), nullptr);
+}
+
+TEST(ClassInfoTableTest, WhatDiesWithAnEntryFindsTheClassWithoutIt)
+{
+    const Ptr<Object> pObject = Descendant::Construct(Value::Null);
+    Specimen* const pHeld = Specimen::Make();
+    int found = -1;
+    pHeld->mOnDestroy = [&](Specimen*) { found = pObject->FindProperty("x") != nullptr; };
+    Property* const pProperty = CreateDynamicValue(Value::TYPE_OBJECT);
+    pProperty->Set(nullptr, pHeld);
+    Ancestor::ClassTable()->Insert("x", pProperty);
+    EXPECT_EQ(pObject->FindProperty("x"), pProperty);
+    Ancestor::ClassTable()->Remove("x");
+    EXPECT_EQ(found, 0);
+    EXPECT_EQ(pObject->FindProperty("x"), nullptr);
+}
+
+TEST(ClassInfoTableTest, AClassWithThousandsOfNamesFindsThemAll)
+{
+    constexpr int COUNT = 20000;
+    const Ptr<Object> pObject = Descendant::Construct(Value::Null);
+    const Ptr<Property> pProperty = CreateDynamicValue(Value::TYPE_INT);
+    std::vector<String> names;
+    for (int i = 0; i < COUNT; ++i) {
+        names.push_back(String::Format("name %d", i));
+        (i % 2 ? Ancestor::ClassTable() : Descendant::ClassTable())->Insert(names.back(), pProperty);
+    }
+    int found = 0;
+    for (int round = 0; round < 50; ++round) {
+        for (const String& name : names) {
+            found += pObject->FindProperty(name) == static_cast<Property*>(pProperty);
+        }
+    }
+    EXPECT_EQ(found, 50 * COUNT);
+    for (const String& name : names) {
+        Ancestor::ClassTable()->Remove(name);
+        Descendant::ClassTable()->Remove(name);
+    }
+    EXPECT_EQ(pProperty->GetReferenceCount(), 1);
+}
+
+TEST(ClassInfoTableThreadsTest, ThreadsThatLookUpAChangedClassFirstAgree)
+{
+    const Ptr<Object> pObject = Descendant::Construct(Value::Null);
+    const String name = "x";
+    int wrong = 0;
+    for (int round = 0; round < 500; ++round) {
+        const Ptr<Property> pProperty = CreateDynamicValue(Value::TYPE_INT);
+        Ancestor::ClassTable()->Insert(name, pProperty);
+        const auto check = [&](int& rWrong) {
+            for (int i = 0; i < 3; ++i) {
+                rWrong += pObject->FindProperty(name) != static_cast<Property*>(pProperty);
+            }
+        };
+        int otherWrong = 0;
+        std::thread other([&] { check(otherWrong); });
+        check(wrong);
+        other.join();
+        wrong += otherWrong;
+    }
+    Ancestor::ClassTable()->Remove(name);
+    EXPECT_EQ(wrong, 0);
 }
