@@ -50,6 +50,20 @@ public:
         return false;
     }
 
+    /// Adds one, unless nothing is left; answers whether it did. For those who find an object that its last
+    /// holder may just be dropping.
+    bool IncrementUnlessZero() noexcept
+    {
+        int value = mValue.load(std::memory_order_relaxed);
+        while (value != 0) {
+            if (mValue.compare_exchange_weak(value, value + 1, std::memory_order_acq_rel,
+                                             std::memory_order_relaxed)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
     int Value() const noexcept { return mValue.load(std::memory_order_relaxed); }
 
 private:

@@ -15,8 +15,9 @@
 // - A wide text that is no UTF-16 raises the UTF-8 library's exceptions.
 // - There is no order; sort by c_str() where one is needed.
 //
-// Threads: Strings may be made, copied and dropped on any thread. Making one and dropping the last reference
-// of one take the table's lock; copying, and dropping any other reference, take none. The repair report is
+// Threads: Strings may be made, copied and dropped on any thread. Making the first of a text and dropping the
+// last take the table's lock; copying, and dropping any other reference, take none, and making a further one
+// takes one of many small locks for a moment, so that threads hardly ever meet. The repair report is
 // delivered under that (recursive) lock, so an error handler may make Strings but must not wait for another
 // thread that does.
 

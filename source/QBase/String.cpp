@@ -8,12 +8,14 @@
 #include "QBase/UTF8.h"
 #include "QBase/Utf8Library.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstring>
 #include <iterator>
 #include <memory>
 #include <new>
 #include <string_view>
+#include <thread>
 #include <type_traits>
 
 namespace QBase
@@ -31,7 +33,59 @@ unsigned GenerateHash(const char* pData, unsigned length)
 
 String::Entry* String::sHashTable[NUM_BUCKETS];
 
-// The table of all entries: sHashTable, the lock that guards it, and the index of its long chains.
+namespace
+{
+
+// Stripe is a lock for a part of the buckets. It is held for a few comparisons or one change of a link, never
+// while anything else is called, so waiting for it is spinning.
+class alignas(64) Stripe // a cache line, so that no two threads share one for nothing
+{
+public:
+    class Block
+    {
+    public:
+        explicit Block(Stripe& rStripe) : mrStripe(rStripe)
+        {
+            while (mrStripe.mbTaken.exchange(true, std::memory_order_acquire)) {
+                mrStripe.WaitUntilFree();
+            }
+        }
+        ~Block() { mrStripe.mbTaken.store(false, std::memory_order_release); }
+        Block(const Block&) = delete;
+        Block& operator=(const Block&) = delete;
+
+    private:
+        Stripe& mrStripe;
+    };
+
+private:
+    void WaitUntilFree() const
+    {
+        constexpr int NUM_SPINS = 100; // then its holder has probably lost the processor
+        for (int spin = 1; mbTaken.load(std::memory_order_relaxed); ++spin) {
+            if (spin % NUM_SPINS == 0) {
+                std::this_thread::yield();
+            }
+        }
+    }
+
+    std::atomic<bool> mbTaken{false};
+};
+
+constexpr unsigned NUM_STRIPES = 256;
+constinit Stripe g_Stripes[NUM_STRIPES];
+
+Stripe& StripeOf(unsigned bucket)
+{
+    return g_Stripes[bucket % NUM_STRIPES];
+}
+
+} // namespace
+
+// The table of all entries: sHashTable, its locks, and the index of its long chains.
+//
+// The table's lock guards every change, and the index. Whoever changes a link of a chain also holds the
+// stripe of the bucket meanwhile, so that a look-up of a text that exists needs nothing but the stripe.
 class StringTable
 {
 public:
@@ -46,6 +100,9 @@ public:
 
     /// An entry that is in no bucket yet, with no reference.
     static std::unique_ptr<Entry, Deleter> NewEntry(std::string_view text, unsigned hash);
+
+    /// An entry near the head of its chain, with one more reference; null for all others.
+    static Entry* AccessQuickly(std::string_view text, unsigned hash);
 
     // The caller holds the lock.
     static Entry* Find(std::string_view text, unsigned hash);
@@ -102,6 +159,21 @@ std::unique_ptr<String::Entry, StringTable::Deleter> StringTable::NewEntry(std::
     return pEntry;
 }
 
+// An entry without references is on its way out: its thread waits for the stripe.
+String::Entry* StringTable::AccessQuickly(std::string_view text, unsigned hash)
+{
+    const unsigned bucket = BucketOf(hash);
+    const Stripe::Block block(StripeOf(bucket));
+    Entry* pEntry = String::sHashTable[bucket];
+    for (int steps = 0; pEntry && steps < Index::SHORT_CHAIN; ++steps) {
+        if (std::string_view(pEntry->mBuffer) == text) {
+            return pEntry->mRefCount.IncrementUnlessZero() ? pEntry : nullptr;
+        }
+        pEntry = pEntry->mpNext;
+    }
+    return nullptr;
+}
+
 String::Entry* StringTable::Find(std::string_view text, unsigned hash)
 {
     const unsigned bucket = BucketOf(hash);
@@ -121,7 +193,10 @@ void StringTable::Link(Entry* pEntry)
 {
     const unsigned bucket = BucketOf(pEntry->mHash);
     pEntry->mpNext = String::sHashTable[bucket];
-    String::sHashTable[bucket] = pEntry;
+    {
+        const Stripe::Block block(StripeOf(bucket));
+        String::sHashTable[bucket] = pEntry;
+    }
     LongChains().Link(bucket, pEntry);
 }
 
@@ -133,8 +208,8 @@ bool StringTable::Unlink(Entry* pEntry)
         return false;
     }
     LongChains().Unlink(bucket, pEntry);
-    Entry*& link = pPredecessor ? pPredecessor->mpNext : String::sHashTable[bucket];
-    link = pEntry->mpNext;
+    const Stripe::Block block(StripeOf(bucket));
+    (pPredecessor ? pPredecessor->mpNext : String::sHashTable[bucket]) = pEntry->mpNext;
     return true;
 }
 
@@ -239,6 +314,9 @@ String::Entry* String::AccessOrCreateEntry(const char* pText)
     const std::string_view text(pText);
     const unsigned hash = GenerateHash(pText, static_cast<unsigned>(text.size()));
 
+    if (Entry* pEntry = StringTable::AccessQuickly(text, hash)) {
+        return pEntry;
+    }
     CriticalSection::Block block(StringTable::Lock());
     if (Entry* pEntry = StringTable::Find(text, hash)) {
         return AccessEntry(pEntry);
@@ -257,8 +335,9 @@ String::Entry* String::AccessOrCreateEntry(const char* pText)
         Error("String", 185, "Fixed invalid UTF8 string '%s'", pEntry->mBuffer.c_str());
     }
     // Linked last: a handler of the report may have put entries of its own into the bucket.
+    AccessEntry(pEntry.get());
     StringTable::Link(pEntry.get());
-    return AccessEntry(pEntry.release());
+    return pEntry.release();
 }
 
 void String::ReleaseEntry(Entry* pEntry)
@@ -266,7 +345,7 @@ void String::ReleaseEntry(Entry* pEntry)
     if (pEntry->mRefCount.DecrementUnlessLast()) {
         return;
     }
-    // Under the lock, so that no look-up takes up an entry that is on its way out.
+    // Under the lock, so that no other look-up finds an entry that is on its way out.
     CriticalSection::Block block(StringTable::Lock());
     if (pEntry->mRefCount.Decrement() <= 0) {
         DeleteEntry(pEntry);

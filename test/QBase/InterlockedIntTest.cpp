@@ -55,6 +55,16 @@ TEST(InterlockedIntTest, DecrementUnlessLastLetsTwoThreadsTakeEverythingButTheLa
     EXPECT_EQ(taken.Value(), 100000);
 }
 
+TEST(InterlockedIntTest, IncrementUnlessZeroLeavesZeroAlone)
+{
+    InterlockedInt nothing(0);
+    EXPECT_FALSE(nothing.IncrementUnlessZero());
+    EXPECT_EQ(nothing.Value(), 0);
+    InterlockedInt count(1);
+    EXPECT_TRUE(count.IncrementUnlessZero());
+    EXPECT_EQ(count.Value(), 2);
+}
+
 TEST(InterlockedIntTest, WrapsAroundAtTheEndsOfTheRange)
 {
     EXPECT_EQ(InterlockedInt(INT_MAX).Increment(), INT_MIN);

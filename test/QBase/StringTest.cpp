@@ -17,6 +17,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
@@ -522,6 +523,35 @@ TEST(StringThreadsTest, ThreadsShareTextsAndTheLastOneFreesThem)
         thread.join();
     }
     EXPECT_EQ(wrong, 0);
+}
+
+TEST(StringThreadsTest, TextsThatTwoThreadsMakeAndDropAtOnceNeverMixUp)
+{
+    // Few texts, so that one thread looks up what the other is just dropping; half of them in one bucket,
+    // whose chain gets and loses its index.
+    std::vector<std::string> texts = TextsInTheBucketOf("crowded", 10);
+    for (int i = 0; i < 10; ++i) {
+        texts.push_back("alone " + std::to_string(i));
+    }
+    const auto work = [&](unsigned seed, int& rWrong) {
+        std::mt19937 random(seed);
+        std::vector<String> kept(8);
+        for (int round = 0; round < 50000; ++round) {
+            const std::string& text = texts[random() % texts.size()];
+            const String first(text.c_str());
+            const String second(text.c_str());
+            rWrong += first != second || first.buffer_utf8() != NarrowString(text.c_str());
+            kept[random() % kept.size()] = random() % 2 ? first : String::Null;
+        }
+    };
+    int wrong = 0;
+    int otherWrong = 0;
+    std::thread other([&] { work(1, otherWrong); });
+    work(2, wrong);
+    other.join();
+    EXPECT_EQ(wrong + otherWrong, 0);
+    const unsigned bucket = GenerateHash("crowded", 7) % StringInspector::NumBuckets();
+    EXPECT_THAT(StringInspector::Chain(bucket), IsEmpty());
 }
 
 TEST(StringThreadsTest, InvalidTextsFromTwoThreadsAreAllRepairedAndReported)
