@@ -47,6 +47,7 @@ constinit ThreadTally* spThreadTallies = nullptr; // guarded by the lock
 // child does not have still count. These two are plain, so they can be read while a thread ends.
 QBASE_FAST_THREAD_LOCAL constinit thread_local ThreadTally* spTally = nullptr;
 constinit thread_local bool sbTallyClosed = false;
+constinit thread_local unsigned sNumFailures = 0;
 
 // Guards the list of tallies and everything about the trace. Never destroyed: blocks are freed until the
 // last moment of the program.
@@ -354,6 +355,7 @@ void WriteReport(std::FILE* pOut)
 // Goes around the error handler and everything else that may allocate.
 void ReportOutOfMemory(int line, unsigned size)
 {
+    ++sNumFailures;
     char text[96];
     std::snprintf(text, sizeof(text),
                   "ERROR: Memory (line %d): Failed to allocate %u bytes - out of memory\n", line, size);
