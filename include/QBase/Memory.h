@@ -82,8 +82,8 @@ public:
     static std::int64_t GetBlocksAllocated(AllocType type);
     static std::int64_t GetBytesAllocated(AllocType type);
 
-    /// How many requests of this thread found no memory so far; it wraps. Work that must be whole or not be at
-    /// all compares the number before with the number after.
+    /// How many requests of this thread found no memory so far; it wraps. Work that must be whole or not be
+    /// at all compares the number before with the number after.
     static unsigned GetNumFailures();
 
     /// The bytes taken by the headers of all live blocks; no other count includes them.

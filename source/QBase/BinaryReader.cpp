@@ -39,6 +39,7 @@ Value BinaryReader::Read()
         return Value();
     }
     for (mPosition = 0; mPosition < mGraph.GetSize(); ++mPosition) {
+        mGraph.StopWithoutMemory();
         if (!ReadContents()) {
             return Value();
         }

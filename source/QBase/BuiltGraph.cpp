@@ -24,6 +24,7 @@ BuiltGraph::~BuiltGraph()
 
 Value BuiltGraph::HandOver()
 {
+    StopWithoutMemory();
     mbHandedOver = true;
     Value root(mObjects.front());
     ReleaseUnreachable();

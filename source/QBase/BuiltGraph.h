@@ -9,11 +9,13 @@
 
 #pragma once
 
+#include "QBase/Memory.h"
 #include "QBase/Object.h"
 #include "QBase/PositionIndex.h"
 #include "QBase/Ptr.h"
 #include "QBase/Value.h"
 
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -23,14 +25,24 @@ namespace QBase
 class BuiltGraph
 {
 public:
-    BuiltGraph() = default;
+    BuiltGraph() : mNumFailures(Memory::GetNumFailures()) {}
     BuiltGraph(const BuiltGraph&) = delete;
     BuiltGraph& operator=(const BuiltGraph&) = delete;
     ~BuiltGraph();
 
+    /// Throws std::bad_alloc when memory ran out since the load began: an object may lack what was set or
+    /// inserted. Readers ask before each object, so that one shortage is not reported over and over.
+    void StopWithoutMemory() const
+    {
+        if (QBASE_UNLIKELY(Memory::GetNumFailures() != mNumFailures)) {
+            throw std::bad_alloc();
+        }
+    }
+
     /// Holds an object, which is not null.
     void Add(Ptr<Object> pObject)
     {
+        StopWithoutMemory();
         mIsOurs.push_back(pObject->GetReferenceCount() == 1);
         mIsReached.push_back(mObjects.empty());
         mObjects.push_back(std::move(pObject));
@@ -50,7 +62,7 @@ public:
     /// A reference that was noted may be gone again, or was never taken.
     void NoteLoss() { mbLoss = true; }
 
-    /// The first object. From now on nothing is undone.
+    /// The first object. From now on nothing is undone. Throws like StopWithoutMemory.
     Value HandOver();
 
 private:
@@ -67,6 +79,7 @@ private:
     PositionIndex mPositions;     // of the objects, once unreached ones are looked for
     bool mbLoss = false;          // mIsReached may say too much
     bool mbHandedOver = false;
+    unsigned mNumFailures; // when the load began
 };
 
 } // namespace QBase

@@ -11,6 +11,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <new>
 #include <utility>
 
 namespace QBase
@@ -23,6 +24,17 @@ DebuggerOutputHook g_pDebuggerOutputHook = nullptr;
 BreakHook g_pBreakHook = nullptr;
 
 constexpr char NULL_FORMAT[] = "Null";
+
+// The void value when there is no memory for the text: a report fails nobody, least of all that of a
+// shortage.
+Value AsValue(const char* pText)
+{
+    try {
+        return String(pText);
+    } catch (const std::bad_alloc&) {
+        return Value::Null;
+    }
+}
 
 // One of the two receivers. A report that a handler makes while it runs goes to the console, not to itself.
 class HandlerSlot
@@ -49,7 +61,10 @@ public:
             return false;
         }
         const Ptr<Object> pHandler(mpHandler); // which may take itself out while it runs
-        const Value message{String(pText)};    // before the guard: a repair is reported to the handler, too
+        const Value message = AsValue(pText);  // before the guard: a repair is reported to the handler, too
+        if (message.IsVoid()) {
+            return false;
+        }
         const Running running(mBit);
         pHandler->Execute(message);
         return true;
@@ -111,11 +126,12 @@ void DeliverToConsole(std::FILE* pStream, FormattedText& text)
     PrintLine(pStream, text.View());
     text.AppendLineFeed();
     // Through String, so that every way out repairs and reports invalid UTF-8 alike.
-    const String message(text.c_str());
+    const Value message = AsValue(text.c_str());
+    const char* const pMessage = message.IsVoid() ? text.c_str() : message.AsString().c_str();
     if (g_pDebuggerOutputHook) {
-        g_pDebuggerOutputHook(message.c_str());
+        g_pDebuggerOutputHook(pMessage);
     } else {
-        Platform::DebugOutput(message.c_str());
+        Platform::DebugOutput(pMessage);
     }
 }
 

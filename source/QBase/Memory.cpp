@@ -47,7 +47,7 @@ constinit ThreadTally* spThreadTallies = nullptr; // guarded by the lock
 // child does not have still count. These two are plain, so they can be read while a thread ends.
 QBASE_FAST_THREAD_LOCAL constinit thread_local ThreadTally* spTally = nullptr;
 constinit thread_local bool sbTallyClosed = false;
-constinit thread_local unsigned sNumFailures = 0;
+constinit thread_local unsigned sNumFailures = 0; // of this thread's requests
 
 // Guards the list of tallies and everything about the trace. Never destroyed: blocks are freed until the
 // last moment of the program.
@@ -600,6 +600,11 @@ std::int64_t Memory::GetBytesAllocated(AllocType type)
     if (!QBASE_ASSERT(type >= 0 && type < NUM_ALLOC_TYPES))
         return 0;
     return Sum(&Tally::mBytes, type, type + 1);
+}
+
+unsigned Memory::GetNumFailures()
+{
+    return sNumFailures;
 }
 
 std::int64_t Memory::GetTrackingOverheadBytes()

@@ -283,13 +283,16 @@ Property* Object::AddDynamicProperty(const String& name, Value::Type type, bool 
               name.c_str(), GetModuleName().c_str(), GetClassName().c_str());
         return nullptr;
     }
+    const unsigned numFailures = Memory::GetNumFailures();
     ClassInfoTable* const pTable = GetOrCreateInstanceTable();
     Property* const pProperty = pTable == nullptr ? nullptr
                                 : bArray          ? CreateDynamicArray(type)
                                                   : CreateDynamicValue(type);
     if (pProperty == nullptr) {
-        Error(QBASE_HERE, "Failed to add property %s '%s' to '%s.%s' - invalid property type", pShape,
-              name.c_str(), GetModuleName().c_str(), GetClassName().c_str());
+        const bool bOutOfMemory = Memory::GetNumFailures() != numFailures;
+        Error(QBASE_HERE, "Failed to add property %s '%s' to '%s.%s' - %s", pShape, name.c_str(),
+              GetModuleName().c_str(), GetClassName().c_str(),
+              bOutOfMemory ? "out of memory" : "invalid property type");
         return nullptr;
     }
     const Ptr<Property> pKept = pProperty; // without memory for the entry, it goes

@@ -166,6 +166,7 @@ Value XmlReader::Read()
     }
     for (const XMLElement* pElement = pRoot->FirstChildElement(); pElement != nullptr;
          pElement = pElement->NextSiblingElement()) {
+        mGraph.StopWithoutMemory();
         if (!ReadContents(pElement, mGraph.GetAt(mPosition))) {
             return Value();
         }

@@ -4,6 +4,7 @@
 #include "QBase/Memory.h"
 
 #include "Support/Assertions.h"
+#include "Support/CapturedConsole.h"
 #include "Support/CapturedMessages.h"
 #include "Support/Patterns.h"
 #include "Support/Specimen.h"
@@ -278,6 +279,19 @@ TEST_F(DynamicPropertyTest, AResumedWrongIndexChangesNothing)
     EXPECT_EQ(mMessages.TakeAll().size(), 4u);
     EXPECT_EQ(pArray->GetSize(mpObject), 0);
     EXPECT_EQ(pList->GetReferenceCount(), 1);
+}
+
+TEST_F(DynamicPropertyTest, AShortageOfMemoryIsNotTakenForAnInvalidType)
+{
+    Memory::SetFailureHook([](unsigned, AllocType type) { return type == ALLOC_OBJECT; });
+    Property* pProperty = nullptr;
+    {
+        const CapturedConsole console; // where Memory itself reports
+        pProperty = mpObject->AddPropertyValue("first", Value::TYPE_INT);
+    }
+    Memory::SetFailureHook(nullptr);
+    EXPECT_EQ(pProperty, nullptr);
+    EXPECT_THAT(mMessages.TakeError(), EndsWith(" - out of memory"));
 }
 
 TEST_F(DynamicPropertyTest, WithoutMemoryForTheEntryThereIsNoProperty)

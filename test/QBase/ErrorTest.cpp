@@ -149,6 +149,19 @@ TEST(ErrorTest, HereNamesTheUnitAndTheLine)
     EXPECT_EQ(messages.TakeError(), "ERROR: ErrorTest (line " + std::to_string(__LINE__ - 1) + "): x");
 }
 
+TEST(ErrorTest, AReportForWhichThereIsNoMemoryGoesToTheConsoleAsItIs)
+{
+    CapturedConsole console;
+    int numTold = 0;
+    SetErrorHandler(new CallbackHandler([&](const Value&) { ++numTold; }));
+    Memory::SetFailureHook([](unsigned, AllocType) { return true; });
+    Error("Unit", 3, "Nothing is left");
+    Memory::SetFailureHook(nullptr);
+    SetErrorHandler(nullptr);
+    EXPECT_EQ(numTold, 0);
+    EXPECT_THAT(console.TakeErrors(), testing::EndsWith("ERROR: Unit (line 3): Nothing is left\n"));
+}
+
 TEST(ErrorTest, AnAssertionThatHoldsIsTrueAndSilent)
 {
     CapturedMessages messages;

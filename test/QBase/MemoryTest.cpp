@@ -159,6 +159,22 @@ constexpr bool HAS_SANITIZER =
 
 } // namespace
 
+TEST(MemoryTest, CountsTheRequestsOfAThreadForWhichThereWasNoMemory)
+{
+    const unsigned before = Memory::GetNumFailures();
+    unsigned elsewhere = 1;
+    {
+        const CapturedConsole console;
+        const FailingAllocations failing(0);
+        EXPECT_EQ(Memory::Alloc(16, ALLOC_UNKNOWN, "MemoryTest", 1, false), nullptr);
+        EXPECT_EQ(Memory::GetNumFailures(), before + 1);
+        EXPECT_EQ(Memory::Realloc(nullptr, 16, ALLOC_UNKNOWN, "MemoryTest", 1), nullptr);
+    }
+    EXPECT_EQ(Memory::GetNumFailures(), before + 2);
+    std::thread([&elsewhere] { elsewhere = Memory::GetNumFailures(); }).join();
+    EXPECT_EQ(elsewhere, 0u);
+}
+
 TEST(MemoryTest, TheHeaderIsSixteenBytesInFrontOfTheData)
 {
     EXPECT_EQ(sizeof(BlockHeader), 16u);

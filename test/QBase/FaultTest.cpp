@@ -1,0 +1,364 @@
+// What happens to saving, loading, comparing and replicating when memory runs out or a file misbehaves, at
+// every single allocation and every single call.
+
+#include "QBase/AsciiSerializer.h"
+#include "QBase/BinarySerializer.h"
+#include "QBase/IOStream.h"
+#include "QBase/Memory.h"
+#include "QBase/MemoryFile.h"
+#include "QBase/ObjectDiffSerializer.h"
+#include "QBase/Reflection.h"
+#include "Support/Assertions.h"
+#include "Support/CapturedConsole.h"
+#include "Support/CapturedMessages.h"
+#include "Support/GraphEditor.h"
+#include "Support/StoredObjects.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+using namespace QBase;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+namespace
+{
+
+int g_AllocationsLeft = 0;
+bool g_bOnce = false;
+
+// Lets one allocation fail while it lives: the one behind the first `number`; or it and all later ones.
+class FailingAllocation
+{
+public:
+    FailingAllocation(int number, bool bOnce)
+    {
+        g_AllocationsLeft = number;
+        g_bOnce = bOnce;
+        Memory::SetFailureHook([](unsigned, AllocType) {
+            --g_AllocationsLeft;
+            return g_bOnce ? g_AllocationsLeft == -1 : g_AllocationsLeft < 0;
+        });
+    }
+    ~FailingAllocation() { Memory::SetFailureHook(nullptr); }
+    FailingAllocation(const FailingAllocation&) = delete;
+    FailingAllocation& operator=(const FailingAllocation&) = delete;
+
+    bool HasFailed() const { return g_AllocationsLeft < 0; }
+};
+
+// A file that answers one call as no good file does, then goes on as if nothing had been.
+class FaultyFile : public MemoryFile
+{
+    QBASE_OBJECT(FaultyFile, MemoryFile)
+
+public:
+    enum Fault : int
+    {
+        NONE,
+        SHORT,   // half of the bytes are moved
+        NOTHING, // no byte is moved
+        NEGATIVE // no byte is moved, and the answer is -1
+    };
+
+    int Read(void* pData, int count) override
+    {
+        return Transfer(count, [&](int n) { return MemoryFile::Read(pData, n); });
+    }
+    int Write(const void* pData, int count) override
+    {
+        return Transfer(count, [&](int n) { return MemoryFile::Write(pData, n); });
+    }
+    int Tell() override { return IsFaulty() ? -1 : MemoryFile::Tell(); }
+    int GetSize() override { return IsFaulty() ? -1 : MemoryFile::GetSize(); }
+    int BytesAvailable() override { return IsFaulty() ? -1 : MemoryFile::GetSize() - MemoryFile::Tell(); }
+
+    void FailAt(int call, Fault fault)
+    {
+        mCallsLeft = call;
+        mFault = fault;
+    }
+
+    bool HasFailed() const { return mCallsLeft < 0; }
+
+protected:
+    explicit FaultyFile(const Value& value) : MemoryFile(value) {}
+
+    void Seek(SeekMode mode, int offset) override
+    {
+        if (!IsFaulty()) {
+            MemoryFile::Seek(mode, offset);
+        }
+    }
+
+private:
+    // Files report what goes wrong with them.
+    bool IsFaulty()
+    {
+        if (mCallsLeft-- != 0 || mFault == NONE) {
+            return false;
+        }
+        Error("FaultyFile", 1, "Failed to do what was asked");
+        return true;
+    }
+
+    template <typename Move>
+    int Transfer(int count, Move move)
+    {
+        if (!IsFaulty()) {
+            return move(count);
+        }
+        switch (mFault) {
+        case SHORT:
+            return count > 1 ? move(count / 2) : 0;
+        case NEGATIVE:
+            return -1;
+        default:
+            return 0;
+        }
+    }
+
+    int mCallsLeft = 1 << 30;
+    Fault mFault = NONE;
+};
+
+QBASE_IMPLEMENT(FaultTest, FaultyFile)
+
+void FaultyFile::Implement()
+{}
+
+std::vector<Ptr<Serializer>> BothSerializers()
+{
+    return {Ptr<Serializer>(BinarySerializer::Construct(Value::Null)),
+            Ptr<Serializer>(AsciiSerializer::Construct(Value::Null))};
+}
+
+Ptr<FaultyFile> MakeFile()
+{
+    const Ptr<FaultyFile> pFile = FaultyFile::Construct(Value::Null);
+    EXPECT_TRUE(pFile->Open("faulty", File::MODE_READ | File::MODE_WRITE));
+    return pFile;
+}
+
+Ptr<FaultyFile> FileOf(const std::string& bytes)
+{
+    const Ptr<FaultyFile> pFile = MakeFile();
+    pFile->Write(bytes.data(), static_cast<int>(bytes.size()));
+    pFile->SeekStart(0);
+    return pFile;
+}
+
+std::string BytesOf(MemoryFile* pFile)
+{
+    pFile->SeekStart(0);
+    std::string bytes(static_cast<std::size_t>(pFile->GetSize()), '\0');
+    pFile->Read(bytes.data(), static_cast<int>(bytes.size()));
+    return bytes;
+}
+
+std::string Saved(Serializer* pSerializer, Object* pGraph)
+{
+    const Ptr<FaultyFile> pFile = MakeFile();
+    EXPECT_TRUE(pSerializer->Serialize(pGraph, pFile));
+    return BytesOf(pFile);
+}
+
+Ptr<Object> MakeGraph()
+{
+    StoredObjects::GraphOptions options;
+    options.mNumObjects = 12;
+    options.mbRoundedVectors = true;
+    return StoredObjects::RandomGraph(3, options);
+}
+
+// A shortage is told by Memory, by whoever asked it, and by those who needed what that was to give: never by
+// more than one object's worth of them.
+constexpr std::size_t LONGEST_CHAIN = 40;
+
+// What an action reports, also on the console: Memory does, and whoever lacks the memory for a message.
+template <typename Action>
+std::vector<std::string> ReportsOf(Action action)
+{
+    CapturedConsole console;
+    CapturedMessages messages;
+    action();
+    std::vector<std::string> reports = messages.TakeAll();
+    std::istringstream lines(console.TakeErrors());
+    for (std::string line; std::getline(lines, line);) {
+        reports.push_back(line);
+    }
+    return reports;
+}
+
+} // namespace
+
+TEST(FaultTest, ASaveForWhichMemoryRunsOutFailsOrIsWhole)
+{
+    const Ptr<Object> pGraph = MakeGraph();
+    for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
+        const std::string whole = Saved(pSerializer, pGraph);
+        for (const bool bOnce : {true, false}) {
+            bool bFailed = true;
+            int numRefused = 0;
+            for (int number = 0; bFailed; ++number) {
+                const Ptr<FaultyFile> pFile = MakeFile();
+                bool bSaved = false;
+                const std::vector<std::string> reports = ReportsOf([&] {
+                    const FailingAllocation failing(number, bOnce);
+                    bSaved = pSerializer->Serialize(pGraph, pFile);
+                    bFailed = failing.HasFailed();
+                });
+                if (bSaved) {
+                    EXPECT_EQ(BytesOf(pFile), whole) << "allocation " << number;
+                } else {
+                    EXPECT_THAT(reports, Not(IsEmpty())) << "allocation " << number;
+                    ++numRefused;
+                }
+                EXPECT_LE(reports.size(), LONGEST_CHAIN) << testing::PrintToString(reports);
+            }
+            EXPECT_GT(numRefused, 0);
+        }
+        EXPECT_EQ(Saved(pSerializer, pGraph), whole);
+    }
+    StoredObjects::Dissolve(pGraph);
+}
+
+TEST(FaultTest, ALoadForWhichMemoryRunsOutGivesNothingOrTheWholeGraph)
+{
+    const Ptr<Object> pGraph = MakeGraph();
+    for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
+        const std::string whole = Saved(pSerializer, pGraph);
+        for (const bool bOnce : {true, false}) {
+            bool bFailed = true;
+            int numRefused = 0;
+            for (int number = 0; bFailed; ++number) {
+                const Ptr<FaultyFile> pFile = FileOf(whole);
+                Ptr<Object> pLoaded;
+                const std::vector<std::string> reports = ReportsOf([&] {
+                    const FailingAllocation failing(number, bOnce);
+                    pLoaded = pSerializer->Deserialize(pFile).AsObject();
+                    bFailed = failing.HasFailed();
+                });
+                if (pLoaded) {
+                    EXPECT_TRUE(StoredObjects::AreSameGraph(pGraph, pLoaded)) << "allocation " << number;
+                    StoredObjects::Dissolve(pLoaded);
+                } else {
+                    EXPECT_THAT(reports, Not(IsEmpty())) << "allocation " << number;
+                    ++numRefused;
+                }
+                EXPECT_LE(reports.size(), LONGEST_CHAIN) << testing::PrintToString(reports);
+            }
+            EXPECT_GT(numRefused, 0);
+        }
+    }
+    StoredObjects::Dissolve(pGraph);
+}
+
+TEST(FaultTest, ASaveToAFileThatMisbehavesIsNeverASuccessThatLacksAByte)
+{
+    const Ptr<Object> pGraph = MakeGraph();
+    for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
+        const std::string whole = Saved(pSerializer, pGraph);
+        for (const FaultyFile::Fault fault : {FaultyFile::SHORT, FaultyFile::NOTHING, FaultyFile::NEGATIVE}) {
+            bool bFailed = true;
+            int numRefused = 0;
+            for (int call = 0; bFailed; ++call) {
+                const Ptr<FaultyFile> pFile = MakeFile();
+                CapturedMessages messages;
+                pFile->FailAt(call, fault);
+                const bool bSaved = pSerializer->Serialize(pGraph, pFile);
+                bFailed = pFile->HasFailed();
+                pFile->FailAt(1 << 30, FaultyFile::NONE);
+                if (bSaved) {
+                    EXPECT_EQ(BytesOf(pFile), whole) << "call " << call;
+                } else {
+                    ++numRefused;
+                    EXPECT_THAT(messages.TakeAll(), Not(IsEmpty())) << "call " << call;
+                }
+                messages.TakeAll();
+            }
+            EXPECT_GT(numRefused, 0);
+        }
+    }
+    StoredObjects::Dissolve(pGraph);
+}
+
+TEST(FaultTest, ALoadFromAFileThatMisbehavesGivesNothingOrTheWholeGraph)
+{
+    const Ptr<Object> pGraph = MakeGraph();
+    for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
+        const std::string whole = Saved(pSerializer, pGraph);
+        for (const FaultyFile::Fault fault : {FaultyFile::SHORT, FaultyFile::NOTHING, FaultyFile::NEGATIVE}) {
+            bool bFailed = true;
+            int numRefused = 0;
+            for (int call = 0; bFailed; ++call) {
+                const Ptr<FaultyFile> pFile = FileOf(whole);
+                CapturedMessages messages;
+                pFile->FailAt(call, fault);
+                const Ptr<Object> pLoaded = pSerializer->Deserialize(pFile).AsObject();
+                bFailed = pFile->HasFailed();
+                if (pLoaded) {
+                    EXPECT_TRUE(StoredObjects::AreSameGraph(pGraph, pLoaded)) << "call " << call;
+                    StoredObjects::Dissolve(pLoaded);
+                } else {
+                    ++numRefused;
+                    EXPECT_THAT(messages.TakeAll(), Not(IsEmpty())) << "call " << call;
+                }
+                messages.TakeAll();
+            }
+            EXPECT_GT(numRefused, 0);
+        }
+    }
+    StoredObjects::Dissolve(pGraph);
+}
+
+// The first cut of a file that gives an object is the whole file; XML may lack its final line feed.
+TEST(FaultTest, NoCutOfAFileGivesAnObject)
+{
+    for (unsigned seed = 1; seed <= 8; ++seed) {
+        StoredObjects::GraphOptions options;
+        options.mNumObjects = 3 + static_cast<int>(seed) % 5;
+        const Ptr<Object> pGraph = StoredObjects::RandomGraph(seed, options);
+        for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
+            const std::string whole = Saved(pSerializer, pGraph);
+            const std::size_t end = whole.back() == '\n' ? whole.size() - 1 : whole.size();
+            CapturedMessages messages;
+            for (std::size_t size = 0; size < end; ++size) {
+                const Value loaded = pSerializer->Deserialize(FileOf(whole.substr(0, size)));
+                ASSERT_TRUE(loaded.IsVoid()) << "graph " << seed << " cut at " << size;
+                ASSERT_THAT(messages.TakeAll(), Not(IsEmpty())) << "graph " << seed << " cut at " << size;
+            }
+        }
+        StoredObjects::Dissolve(pGraph);
+    }
+}
+
+TEST(FaultTest, EveryFlippedBitOfAFileEndsInAnObjectOrAReport)
+{
+    for (unsigned seed = 1; seed <= 2; ++seed) {
+        StoredObjects::GraphOptions options;
+        options.mNumObjects = 4;
+        const Ptr<Object> pGraph = StoredObjects::RandomGraph(seed, options);
+        for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
+            std::string bytes = Saved(pSerializer, pGraph);
+            CapturedMessages messages;
+            for (std::size_t bit = 0; bit < bytes.size() * 8; ++bit) {
+                const char mask = static_cast<char>(1 << bit % 8);
+                bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ mask);
+                const Ptr<Object> pLoaded = pSerializer->Deserialize(FileOf(bytes)).AsObject();
+                const bool bReported = !messages.TakeAll().empty();
+                ASSERT_TRUE(pLoaded || bReported) << "graph " << seed << " bit " << bit;
+                if (pLoaded) {
+                    StoredObjects::Dissolve(pLoaded);
+                }
+                bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ mask);
+            }
+        }
+        StoredObjects::Dissolve(pGraph);
+    }
+}
