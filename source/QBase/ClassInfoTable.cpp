@@ -17,7 +17,12 @@ namespace QBase
 namespace
 {
 
-CriticalSection g_IndexSection; // one thread at a time builds an index
+// One thread at a time builds an index. Never destroyed: names are looked up to the very end.
+CriticalSection* IndexSection()
+{
+    static CriticalSection* const spSection = new CriticalSection;
+    return spSection;
+}
 
 std::uint64_t NextStamp()
 {
@@ -222,7 +227,7 @@ const NameIndex* ClassInfoTable::BuildNameIndex() const
             return nullptr;
         }
     }
-    const CriticalSection::Block block(&g_IndexSection);
+    const CriticalSection::Block block(IndexSection());
     const NameIndex* pIndex = mpNameIndex.load(std::memory_order_relaxed);
     if (pIndex == nullptr) { // another thread was not faster
         try {

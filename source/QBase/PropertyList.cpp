@@ -37,7 +37,12 @@ PropertyListData* BuildList(const ClassInfoTable* pTable)
     return pData;
 }
 
-CriticalSection g_Section; // guards the exchange of lists
+// Guards the exchange of lists. Never destroyed: objects are copied and compared to the very end.
+CriticalSection* ExchangeSection()
+{
+    static CriticalSection* const spSection = new CriticalSection;
+    return spSection;
+}
 
 } // namespace
 
@@ -58,7 +63,7 @@ void PropertyList::Renew(const ClassInfoTable* pTable, std::uint64_t stamp)
 {
     PropertyListData* pUnneeded = BuildList(pTable);
     {
-        const CriticalSection::Block block(&g_Section);
+        const CriticalSection::Block block(ExchangeSection());
         if (pTable->mPropertyListStamp.load(std::memory_order_relaxed) != stamp) {
             std::swap(pTable->mpPropertyList, pUnneeded);
             pTable->mPropertyListStamp.store(stamp, std::memory_order_release);

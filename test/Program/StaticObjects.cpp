@@ -30,6 +30,11 @@ private:
         if (mNull != QBase::String::Null || QBase::String() != mNull || mVoid != QBase::Value::Null) {
             QBase::Error("User", 1, "Failed to be null %s", pWhen);
         }
+        const QBase::Ptr<QBase::Object> pCopy = QBase::Construct("QBase", "Table", QBase::Value::Null);
+        pTable->CopyTo(pCopy);
+        if (pTable->Call("GetTableSize").Get<int>() != pCopy->Call("GetTableSize").Get<int>()) {
+            QBase::Error("User", 2, "Failed to call by name %s", pWhen);
+        }
         const QBase::String repaired("\xFF");
     }
 
