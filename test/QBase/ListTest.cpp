@@ -1,6 +1,7 @@
 #include "QBase/List.h"
 
 #include "QBase/Function.h"
+#include "QBase/Reflection.h"
 #include "QBase/Table.h"
 
 #include "Support/CapturedMessages.h"
@@ -18,6 +19,30 @@ using testing::ElementsAre;
 
 namespace
 {
+
+// A list that does more than its elements do.
+class Choir : public List
+{
+    QBASE_OBJECT(Choir, List)
+
+public:
+    void Execute(const Value& value) override
+    {
+        mpSpoken->push_back("rise");
+        List::Execute(value);
+        mpSpoken->push_back("bow");
+    }
+
+    std::vector<std::string>* mpSpoken = nullptr;
+
+protected:
+    using List::List;
+};
+
+QBASE_IMPLEMENT(Test, Choir)
+
+void Choir::Implement()
+{}
 
 struct ListTest : testing::Test
 {
@@ -198,6 +223,19 @@ TEST_F(ListTest, AListWithinAListExecutesInItsPlace)
     mpList->Insert(pInner);
     mpList->Execute(Value::Null);
     EXPECT_THAT(mSpoken, ElementsAre("first", "second", "third", "fourth", "second", "third"));
+}
+
+TEST_F(ListTest, AListOfAnotherClassWithinAListDoesItsOwnWork)
+{
+    const Ptr<Choir> pChoir = Choir::Construct(Value::Null);
+    pChoir->mpSpoken = &mSpoken;
+    pChoir->Insert(MakeSpeaker("sing"));
+    pChoir->Insert(mpList); // is executing already
+    mpList->Insert(pChoir);
+    mpList->Insert(MakeSpeaker("applaud"));
+    mpList->Execute(Value::Null);
+    EXPECT_THAT(mSpoken, ElementsAre("rise", "sing", "bow", "applaud"));
+    mpList->Clear();
 }
 
 TEST_F(ListTest, AMillionListsWithinEachOtherExecuteOnASmallStack)
