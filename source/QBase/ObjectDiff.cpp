@@ -64,6 +64,12 @@ public:
     bool IsKnown() const { return mbKnown; }
     bool IsArray() const { return mbArray; }
 
+    // True for the known single value of a property that has not changed its type.
+    bool IsValueOf(const PropertyList::Entry& entry) const
+    {
+        return mbKnown && !mbArray && !entry.mbArray && mDeclaredType == entry.mType;
+    }
+
     // As declared, also when that is "Value".
     Value::Type GetDeclaredType() const { return static_cast<Value::Type>(mDeclaredType); }
 
@@ -265,7 +271,7 @@ private:
         bool mbPropertiesDone = false;
         bool mbRead = false;      // the value, elements or children at hand were read already
         bool mbUnchanged = false; // the elements or children at hand are those of the last pass
-        bool mbPolled = false;    // the child at hand was polled already
+        bool mbPolled = false;    // the object of the value or child at hand was polled already
         std::size_t mIndex = 0;   // of the property or child at hand
         std::size_t mElement = 0; // of the array element whose object is polled next
         Value mValue;             // that of the property at hand
@@ -281,6 +287,7 @@ private:
 
     void MatchProperties(Frame& frame);
     void ForgetProperty(Object* pObject, const String& name, PropertyState& state);
+    bool PollProperty(Frame& frame, const PropertyList::Entry& entry, PropertyState& state);
     bool PollValue(Frame& frame, const PropertyList::Entry& entry, PropertyState& state);
     bool PollArray(Frame& frame, const PropertyList::Entry& entry, PropertyState& state);
     void ReadElements(Frame& frame, Property* pProperty, PropertyState& state);
@@ -460,20 +467,23 @@ void ObjectDiffPass::MatchProperties(Frame& frame)
 bool ObjectDiffPass::StepProperties(Frame& frame)
 {
     ObjectState& state = *frame.mpState;
+    Object* const pObject = state.mpObject;
     const std::vector<PropertyList::Entry>& entries = state.mpList->GetEntries();
-    const PropertyList::Entry* const pEntries = entries.data();
-    PropertyState* const pProperties = state.mProperties.data();
-    for (const std::size_t size = entries.size(); frame.mIndex < size; ++frame.mIndex) {
-        const PropertyList::Entry& entry = pEntries[frame.mIndex];
-        PropertyState& property = pProperties[frame.mIndex];
-        if (entry.mbExcluded) {
+    const PropertyList::Entry* const pBegin = entries.data();
+    const PropertyList::Entry* const pEnd = pBegin + entries.size();
+    PropertyState* pProperty = state.mProperties.data() + frame.mIndex;
+    for (const PropertyList::Entry* pEntry = pBegin + frame.mIndex; pEntry != pEnd; ++pEntry, ++pProperty) {
+        if (pEntry->mbExcluded) {
             continue;
         }
-        if (property.IsKnown() &&
-            (property.GetDeclaredType() != entry.mType || property.IsArray() != entry.mbArray)) {
-            ForgetProperty(state.mpObject, entry.mName, property);
+        if (!frame.mbRead && pProperty->IsValueOf(*pEntry)) {
+            frame.mbRead = pEntry->mpProperty->GetIfChanged(pObject, pProperty->GetValue(), frame.mValue);
+            if (!frame.mbRead && pProperty->GetValue().GetType() != Value::TYPE_OBJECT) {
+                continue; // which is what mostly happens
+            }
         }
-        if (entry.mbArray ? PollArray(frame, entry, property) : PollValue(frame, entry, property)) {
+        frame.mIndex = static_cast<std::size_t>(pEntry - pBegin);
+        if (PollProperty(frame, *pEntry, *pProperty)) {
             return true;
         }
     }
@@ -500,31 +510,37 @@ void ObjectDiffPass::ForgetProperty(Object* pObject, const String& name, Propert
     }
 }
 
-// True when the object that the value refers to has to be polled first; the value is kept meanwhile.
+// Polls what may have changed. Not inlined, so that the loop over all that did not stays short.
+QBASE_NOINLINE bool ObjectDiffPass::PollProperty(Frame& frame, const PropertyList::Entry& entry,
+                                                 PropertyState& state)
+{
+    if (state.IsKnown() && (state.GetDeclaredType() != entry.mType || state.IsArray() != entry.mbArray)) {
+        ForgetProperty(frame.mpState->mpObject, entry.mName, state);
+    }
+    return entry.mbArray ? PollArray(frame, entry, state) : PollValue(frame, entry, state);
+}
+
+// True when the object that the value refers to has to be polled first; the value is kept meanwhile. A known
+// value was read already; it is in the frame if it changed.
 bool ObjectDiffPass::PollValue(Frame& frame, const PropertyList::Entry& entry, PropertyState& state)
 {
     Object* const pObject = frame.mpState->mpObject;
-    if (!frame.mbRead) {
-        if (!state.IsKnown()) {
-            frame.mValue = entry.mpProperty->Get(pObject);
-        } else if (!entry.mpProperty->GetIfChanged(pObject, state.GetValue(), frame.mValue)) {
-            Object* const pReferred = state.GetValue().AsObject();
-            if (pReferred == nullptr) {
-                return false;
-            }
+    if (!frame.mbPolled) {
+        if (!frame.mbRead && state.IsKnown()) {
             ++frame.mIndex; // there is nothing left to do here when this object's turn comes again
-            if (Enter(pReferred, state.GetTarget())) {
-                return true;
-            }
-            --frame.mIndex;
-            return false;
+            return Enter(state.GetValue().AsObject(), state.GetTarget());
         }
-        frame.mbRead = true;
+        if (!frame.mbRead) {
+            frame.mValue = entry.mpProperty->Get(pObject);
+            frame.mbRead = true;
+        }
+        frame.mbPolled = true;
         if (Enter(frame.mValue.AsObject(), state.GetTarget())) { // without an object, forgets the old one's
             return true;
         }
     }
     frame.mbRead = false;
+    frame.mbPolled = false;
     const Value value = std::move(frame.mValue);
     if (!state.IsKnown()) {
         if (mpHandler != nullptr) {
