@@ -19,8 +19,8 @@
 // AddForwardingStream a relay passes on every frame that it applied, byte for byte; SendSnapshot brings a
 // peer that joins the relay late up to date first.
 //
-// A frame that is damaged is reported, its rest dropped and its stream stopped: nothing is read from it or
-// written to it until it is removed and added anew. So is a stream that takes less than a whole frame. What
+// A frame that is damaged is reported, its rest dropped and its stream stopped: nothing is read from it until
+// it is removed and added anew. Nor is anything written to a stream that took less than a whole frame. What
 // packets promise each other (an id that is known, an index that follows the last) is asserted; for a stream
 // that is not trusted the assertion's text is only reported, and the stream stopped. See docs/Formats.md for
 // the bytes.
@@ -126,6 +126,10 @@ public:
     /// program, and calls only the functions that AllowFunction names.
     void SetInStreamTrusted(Stream* pStream, bool bTrusted);
     void AllowFunction(const String& name);
+
+    /// Lets calls alone in from a stream; anything else stops it. For those who call a source or a relay, and
+    /// have no business changing its graph.
+    void SetInStreamCallsOnly(Stream* pStream, bool bCallsOnly);
 
     /// The longest frame to accept from streams that are not trusted, in bytes. 16 MiB at first.
     void SetFrameSizeLimit(int size);

@@ -333,6 +333,7 @@ void ObjectDiffSerializer::Implement()
     AddFunction<&Self::RemoveForwardingStream>("RemoveForwardingStream");
     AddFunction<&Self::AddCallStream>("AddCallStream");
     AddFunction<&Self::SetInStreamTrusted>("SetInStreamTrusted");
+    AddFunction<&Self::SetInStreamCallsOnly>("SetInStreamCallsOnly");
     AddFunction<&Self::AllowFunction>("AllowFunction");
     AddFunction<&Self::SetFrameSizeLimit>("SetFrameSizeLimit");
     AddFunction<&Self::CallOne>("RemoteFunctionCall");
@@ -605,6 +606,16 @@ void ObjectDiffSerializer::SetInStreamTrusted(Stream* pStream, bool bTrusted)
         return;
     }
     pIn->mbTrusted = bTrusted;
+}
+
+void ObjectDiffSerializer::SetInStreamCallsOnly(Stream* pStream, bool bCallsOnly)
+{
+    const std::shared_ptr<InStream> pIn = FindStream(mpState->mInStreams, pStream);
+    if (pIn == nullptr) {
+        Error(UNIT, __LINE__, "Failed to limit in stream to calls - stream not found");
+        return;
+    }
+    pIn->mbCallsOnly = bCallsOnly;
 }
 
 void ObjectDiffSerializer::AllowFunction(const String& name)

@@ -112,6 +112,9 @@ bool PacketApplier::Apply()
         if (mKind >= NUM_PACKET_KINDS) {
             return Damaged(__LINE__, "the kind is unknown");
         }
+        if (mStream.mbCallsOnly && mKind != PACKET_FUNCTION_CALL) {
+            return Damaged(__LINE__, "the stream is for calls alone");
+        }
         const Operation operation = OPERATIONS[mKind];
         (this->*operation)();
     }

@@ -58,6 +58,7 @@ struct InStream
 {
     Ptr<Stream> mpStream;
     bool mbTrusted = true;
+    bool mbCallsOnly = false;
     bool mbSizePending = false; // the size of a frame was read, its bytes were not
     std::uint32_t mFrameSize = 0;
     int mNumFrames = 0;

@@ -1243,6 +1243,39 @@ TEST_F(ReplicaTest, AnUntrustedStreamCallsOnlyWhatIsAllowedByName)
     EXPECT_TRUE(IsStopped());
 }
 
+TEST_F(ReplicaTest, AStreamForCallsAloneChangesNothingElse)
+{
+    Receive(SETUP);
+    const std::string before = DescribeGraph(Find(2));
+    for (const bool bTrusted : {true, false}) {
+        for (std::size_t kind = 0; kind < PACKETS.size(); ++kind) {
+            const Ptr<IOStream> pCaller = MakePipe();
+            mpReplica->AllowFunction("Touch");
+            mpReplica->AddInStream(pCaller);
+            mpReplica->SetInStreamTrusted(pCaller, bTrusted);
+            mpReplica->SetInStreamCallsOnly(pCaller, true);
+            FindProbe(4)->mCalls = 0;
+            Put(pCaller, Frame(FromHex(PACKETS[17] + PACKETS[kind])));
+            CapturedMessages messages;
+            mpReplica->UpdateInput();
+            const bool bStopped = mpReplica->GetInStreamInfo()[1].mbStopped;
+            EXPECT_EQ(bStopped, kind != 17) << kind;
+            EXPECT_EQ(FindProbe(4)->mCalls, kind == 17 ? 2 : 1);
+            if (kind != 17) {
+                EXPECT_THAT(messages.TakeError(),
+                            EndsWith("Failed to read packet of kind " + std::to_string(kind) +
+                                     " from QBase.IOStream - the stream is for calls alone"));
+            }
+            EXPECT_EQ(DescribeGraph(Find(2)), before);
+            EXPECT_EQ(mpReplica->GetRoot(), Find(2));
+            mpReplica->RemoveInStream(pCaller);
+        }
+    }
+    CapturedMessages messages;
+    mpReplica->SetInStreamCallsOnly(nullptr, true);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to limit in stream to calls - stream not found"));
+}
+
 TEST_F(ReplicaTest, FrameSizesThatNoStreamCanHoldStopTheStream)
 {
     for (const char* const pSize : {"FFFFFFFF", "00000080"}) {
@@ -1543,6 +1576,7 @@ TEST(ObjectDiffSerializerTest, APeerMayJoinARelayAfterAHundredPassesAndCallTheSo
     late.mpSerializer->AddCallStream(pBack);
     pSource->AddInStream(pBack);
     pSource->SetInStreamTrusted(pBack, false);
+    pSource->SetInStreamCallsOnly(pBack, true);
     pSource->AllowFunction("Touch");
     Object* const pMirror = static_cast<Table*>(late.mpSerializer->GetRoot())->Find("probe");
     ASSERT_NE(pMirror, nullptr);
