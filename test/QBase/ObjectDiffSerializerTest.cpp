@@ -392,6 +392,25 @@ void Actor::Implement()
     AddProperty<&Actor::GetThing, &Actor::SetThing>("Thing");
 }
 
+// Has a function of its own beside those of its base.
+class Understudy : public Actor
+{
+    QBASE_OBJECT(Understudy, Actor)
+
+public:
+    void Wait() {}
+
+protected:
+    explicit Understudy(const Value& value) : Actor(value) {}
+};
+
+QBASE_IMPLEMENT(SerializerTest, Understudy)
+
+void Understudy::Implement()
+{
+    AddFunction<&Understudy::Wait>("Wait");
+}
+
 } // namespace
 
 // --- the bytes of every kind ---
@@ -528,6 +547,29 @@ TEST_F(SourceTest, FunctionsAreAnnouncedBehindTheirObject)
                                           names[0] + "10 01000000 02000000" + names[1] +
                                           "03 01000000 01000000 05 05000000 5468696E67 00000000"
                                           "00 01000000"))));
+}
+
+TEST_F(SourceTest, FunctionsOfUnregisteredBasesStayBehindAndEveryNameHasOneId)
+{
+    const Ptr<Understudy> pRoot = Understudy::Construct(Value::Null);
+    for (const bool bWithBase : {false, true}) {
+        const Ptr<Replicator> pSource = Replicator::Construct(Value::Null);
+        pSource->RegisterType(Understudy::ClassTable());
+        if (bWithBase) {
+            pSource->RegisterType(Actor::ClassTable());
+        }
+        pSource->SetRoot(pRoot);
+        pSource->Execute(Value::Null);
+        CapturedMessages messages;
+        EXPECT_NE(pSource->GetFunctionId(pRoot, "Wait"), 0u);
+        EXPECT_NE(pSource->GetFunctionId(pRoot, "Construct"), 0u); // of both classes, under one name
+        EXPECT_EQ(pSource->GetFunctionId(pRoot, "Act") != 0, bWithBase);
+        EXPECT_EQ(messages.TakeAll().size(), bWithBase ? 0u : 1u);
+        EXPECT_EQ(pSource->GetFunctionId(pRoot, "Clone"), 0u); // Object's own stay behind
+        EXPECT_EQ(messages.TakeAll().size(), 1u);
+        EXPECT_EQ(pSource->FindFunction(bWithBase ? 4u : 3u), nullptr);
+        EXPECT_EQ(pSource->FindFunction(bWithBase ? 3u : 2u), pRoot);
+    }
 }
 
 TEST_F(SourceTest, ACallCarriesTheArgumentsBeforeTheFirstVoidOne)
@@ -1365,6 +1407,19 @@ TEST_F(ReplicaTest, APropertyOfAnyTypeFollowsEveryType)
         EXPECT_EQ(pMirror->mAny.GetType(), value.GetType());
         EXPECT_EQ(DescribeGraph(pMirror), DescribeGraph(pRoot));
     }
+}
+
+TEST_F(ReplicaTest, AVoidValueIsRememberedWithoutAProperty)
+{
+    Receive(SETUP);
+    Receive("03 01000000 09000000 00 01000000 51  04 01000000 08000000");
+    EXPECT_EQ(Find(1)->FindProperty("Q"), nullptr);
+    EXPECT_EQ(mpReplica->FindProperty(9), Find(1));
+    EXPECT_EQ(Find(1)->FindProperty("P")->Get(Find(1)), Value(8)); // the packet behind it
+    Receive("05 09000000  03 01000000 0A000000 01 01000000 51 03000000");
+    EXPECT_EQ(mpReplica->FindProperty(9), nullptr);
+    EXPECT_EQ(Find(1)->FindProperty("Q")->Get(Find(1)), Value(3));
+    EXPECT_FALSE(IsStopped());
 }
 
 TEST_F(ReplicaTest, WhatIsNotRegisteredAtTheSourceIsNullAndTheRestIsBuilt)
