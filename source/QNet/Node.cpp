@@ -549,6 +549,7 @@ void NodeState::LetIn(Peer& rPeer)
     if (mState == Node::ALONE) {
         mpSerializer->AddInStream(rPeer.mpFrames);
         mpSerializer->SetInStreamTrusted(rPeer.mpFrames, rPeer.mpStream->IsTrusted());
+        mpSerializer->SetInStreamCallsOnly(rPeer.mpFrames, true);
         mpSerializer->AddOutStream(rPeer.mpStream);
     } else {
         mpSerializer->SendSnapshot(rPeer.mpStream);

@@ -472,9 +472,13 @@ TEST_F(NodeThreadTest, WhatStrangersSendHarmsOnlyThemselves)
         const char* mpError;
     };
     const Wrong wrongs[] = {
-        {Bytes("05 00 00 00 63 01 02 03 04"), "Failed to"},         // no such packet
-        {Bytes("05 00 00 00 00 2A 00 00 00"), "ASSERT( pObject )"}, // an unknown root
-        {Bytes("06 00 00 00 01 63 2A 00 00 00"), "ASSERT( packet.typeId < mRegisteredTypes.GetSize() )"},
+        {Bytes("05 00 00 00 63 01 02 03 04"), "Failed to"}, // no such packet
+        {Bytes("05 00 00 00 00 00 00 00 00"),
+         "of kind 0 from QNet.FrameStream - the stream is for calls alone"},
+        {Bytes("05 00 00 00 02 02 00 00 00"),
+         "of kind 2 from QNet.FrameStream - the stream is for calls alone"},
+        {Bytes("06 00 00 00 01 00 2A 00 00 00"),
+         "of kind 1 from QNet.FrameStream - the stream is for calls alone"},
         {Bytes("01 00 00 01"), "over the limit of 16777216 bytes"},
         {Bytes("FF FF FF FF"), "over the limit of 16777216 bytes"},
     };
