@@ -132,8 +132,8 @@ std::vector<std::string> Network::GetMissingModules() const
 void Network::Leave()
 {
     Messages messages;
-    mpNode->Call("Flush", LAST_WORDS_TIME);
     mpNode->Call("Leave");
+    mpNode->Call("Flush", LAST_WORDS_TIME);
     messages.Print();
 }
 

@@ -53,6 +53,7 @@ void Body::Implement()
     AddProperty<&Body::GetCenter, &Body::SetCenter>("Center");
     AddProperty<&Body::mpSatellites>("Satellites");
     AddFunction<&Body::SetOrbit>("SetOrbit");
+    AddFunction<&Body::AddSatellite>("AddSatellite");
     AddFunction<&Body::MoveTo>("MoveTo");
     AddFunction<&Body::GetAbsolutePosition>("GetAbsolutePosition");
     AddFunction<&Body::GetCenterDistance>("GetCenterDistance");
@@ -114,6 +115,17 @@ void Body::SetOrbit(Body* pCenter, float distance, float eccentricity, float per
     if (pCenter->mpSatellites != nullptr && pCenter->mpSatellites->Find(this) < 0) {
         pCenter->mpSatellites->Insert(this);
     }
+}
+
+Body* Body::AddSatellite(const String& name, float distance, float eccentricity, float period, float anomaly)
+{
+    const Ptr<Body> pBody = Body::Construct(name);
+    if (pBody == nullptr) {
+        return nullptr;
+    }
+    pBody->mKind = mKind == STAR ? PLANET : MOON;
+    pBody->SetOrbit(this, distance, eccentricity, period, anomaly);
+    return mpSatellites != nullptr && mpSatellites->Find(pBody) >= 0 ? static_cast<Body*>(pBody) : nullptr;
 }
 
 void Body::MoveTo(float time)

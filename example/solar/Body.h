@@ -50,6 +50,11 @@ public:
     /// Gives the body its ellipse and makes it the last satellite of `pCenter`.
     void SetOrbit(Body* pCenter, float distance, float eccentricity, float period, float anomaly);
 
+    /// A new body on an ellipse around this one, which makes it the last of its satellites and holds it. Null
+    /// when there is no memory.
+    Body* AddSatellite(const QBase::String& name, float distance, float eccentricity, float period,
+                       float anomaly);
+
     /// Puts the body, and every satellite of it, where it is `time` after the epoch.
     void MoveTo(float time);
 

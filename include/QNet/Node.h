@@ -78,7 +78,8 @@ public:
     /// Ends all connections; what was written still goes out.
     void Leave();
 
-    /// Waits until everything written was handed to the system. False when that took longer.
+    /// Waits until everything written was handed to the system and, after Leave, until the others know. False
+    /// when that took longer. For the end of a program.
     bool Flush(int milliseconds);
 
     /// Those who joined here, in the order in which they came. Borrowed; as an out stream of the serializer

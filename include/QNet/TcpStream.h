@@ -18,7 +18,7 @@
 // - A peer that closes its end is no trouble: the state is CLOSED, and what arrived before can be read. What
 //   is written from then on is dropped, as it is on its way to a peer that leaves.
 // - Close, and the last release, let what was written go out in the background; a program that ends at once
-//   calls Flush first.
+//   calls Flush after Close.
 //
 // Threads: one stream is driven by one thread at a time; different streams need no care.
 
@@ -60,8 +60,8 @@ public:
     /// Ends the connection. What was written still goes out, what arrived can no longer be read.
     void Close();
 
-    /// Waits until everything written was handed to the system. False when that did not happen in time or
-    /// the connection is gone.
+    /// Waits until everything written was handed to the system and, after Close, until the peer closed as
+    /// well. False when that did not happen in time or the connection was lost.
     bool Flush(int milliseconds);
 
     /// Queues `count` bytes and returns `count`; 0, after a report, when the stream was never connected or

@@ -56,7 +56,7 @@ Connection::State Connection::GetState() const
     return mState;
 }
 
-std::string Connection::TakeTrouble()
+Connection::Trouble Connection::TakeTrouble()
 {
     const Lock lock(mMutex);
     return std::exchange(mTrouble, {});
@@ -71,9 +71,9 @@ bool Connection::Write(const void* pData, std::size_t size, std::size_t limit)
     const std::size_t numWaiting = mOut.GetSize() + mNumWriting;
     if (size > limit || numWaiting > limit - size) {
         mState = State::CLOSED;
-        mTrouble = "Failed to write " + std::to_string(size) + " bytes to '" + mAddress + "' - " +
-                   std::to_string(numWaiting) + " bytes wait for it already, the limit is " +
-                   std::to_string(limit);
+        mTrouble.mText = "Failed to write " + std::to_string(size) + " bytes to '" + mAddress + "' - " +
+                         std::to_string(numWaiting) + " bytes wait for it already, the limit is " +
+                         std::to_string(limit);
         asio::post(mpNetwork->GetContext(), [pThis = shared_from_this()] { pThis->End({}); });
         return false;
     }
@@ -164,9 +164,8 @@ void Connection::Close()
 bool Connection::Flush(int milliseconds)
 {
     Lock lock(mMutex);
-    mWake.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                   [this] { return mOut.GetSize() + mNumWriting == 0; });
-    return mOut.GetSize() + mNumWriting == 0 && !mbLost;
+    const auto isDone = [this] { return mbOver || (!mbClosing && mOut.GetSize() + mNumWriting == 0); };
+    return mWake.wait_for(lock, std::chrono::milliseconds(milliseconds), isDone) && !mbLost;
 }
 
 std::string Connection::GetAddress() const
@@ -320,7 +319,7 @@ void Connection::OnWritten(const asio::error_code& error, std::size_t size)
         return;
     }
     if (error) {
-        End("Failed to write to '" + GetAddress() + "' - " + error.message());
+        Lose("Failed to write to '", error);
         return;
     }
     mWriting.Drop(size);
@@ -382,7 +381,15 @@ void Connection::Shutdown()
     });
 }
 
-void Connection::End(const std::string& trouble)
+// A program that is ended from outside leaves like this.
+void Connection::Lose(const std::string& trouble, const asio::error_code& error)
+{
+    const bool bLeft = error == asio::error::connection_reset || error == asio::error::connection_aborted ||
+                       error == asio::error::broken_pipe;
+    End(trouble + GetAddress() + "' - " + error.message(), !bLeft);
+}
+
+void Connection::End(const std::string& trouble, bool bSevere)
 {
     if (mbEnded) {
         return;
@@ -397,8 +404,9 @@ void Connection::End(const std::string& trouble)
     mbLost = mOut.GetSize() + mNumWriting > 0;
     if (mState != State::CLOSED) {
         mState = State::CLOSED;
-        mTrouble = trouble;
+        mTrouble = {trouble, bSevere};
     }
+    mbOver = true;
     mNumWriting = 0;
     mOut.Clear();
     mWake.notify_all();

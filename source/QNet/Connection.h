@@ -44,8 +44,14 @@ public:
 
     State GetState() const;
 
-    /// What went wrong, once; empty when nothing did.
-    std::string TakeTrouble();
+    struct Trouble
+    {
+        std::string mText;    // empty when there is none
+        bool mbSevere = true; // not so when the peer only left without a word
+    };
+
+    /// What went wrong, once.
+    Trouble TakeTrouble();
 
     /// False when it is closed, also by this call because too much waits.
     bool Write(const void* pData, std::size_t size, std::size_t limit);
@@ -62,6 +68,7 @@ public:
     /// Lets what was written go out, then closes.
     void Close();
 
+    /// Waits until everything is written and, after Close, until the peer closed as well.
     bool Flush(int milliseconds);
 
     std::string GetAddress() const;
@@ -84,7 +91,8 @@ private:
     void OnWritten(const asio::error_code& error, std::size_t size);
     void WatchProgress(std::chrono::milliseconds time);
     void Shutdown();
-    void End(const std::string& trouble);
+    void End(const std::string& trouble, bool bSevere = true);
+    void Lose(const std::string& trouble, const asio::error_code& error);
 
     const std::shared_ptr<NetworkThread> mpNetwork; // first, so that it outlives the socket
 
@@ -105,7 +113,7 @@ private:
     std::condition_variable mWake; // everything was written, or the end came
     State mState;
     std::string mAddress;
-    std::string mTrouble;
+    Trouble mTrouble;
     ByteQueue mIn;
     ByteQueue mOut;
     std::size_t mNumWriting = 0; // bytes of mWriting
@@ -115,6 +123,7 @@ private:
     bool mbReadPaused = false;  // until somebody reads
     bool mbWritePosted = false; // the module's thread is at it, or will be
     bool mbClosing = false;     // by Close
+    bool mbOver = false;        // after End
     bool mbLost = false;        // the end came before everything was written
 };
 

@@ -92,6 +92,7 @@ public:
     NodeSettings mSettings;
     Ptr<TcpServer> mpServer; // null unless others may join
     std::vector<Peer> mPeers;
+    std::vector<Ptr<TcpStream>> mLeft; // closed by Leave, until Flush
     Peer mSource;
     Node::State mState = Node::ALONE;
     std::string mMissingModules;
@@ -281,6 +282,10 @@ bool Node::Flush(int milliseconds)
     for (const Peer& peer : mpState->mPeers) {
         bFlushed = peer.mpStream->Flush(milliseconds) && bFlushed;
     }
+    for (const Ptr<TcpStream>& pStream : mpState->mLeft) {
+        bFlushed = pStream->Flush(milliseconds) && bFlushed;
+    }
+    mpState->mLeft.clear();
     return bFlushed;
 }
 
@@ -677,11 +682,13 @@ void NodeState::Leave()
     for (Peer& rPeer : mPeers) {
         Forget(rPeer);
         rPeer.mpStream->Close();
+        mLeft.push_back(rPeer.mpStream);
     }
     mPeers.clear();
     if (mSource.mpStream != nullptr && mState != Node::LOST) {
         Forget(mSource);
         mSource.mpStream->Close();
+        mLeft.push_back(mSource.mpStream);
         mState = Node::LOST;
     }
 }

@@ -196,11 +196,15 @@ std::int64_t TcpStream::GetNumBytesWaiting() const
 
 bool TcpStream::ReportTrouble()
 {
-    const std::string trouble = mpConnection->TakeTrouble();
-    if (trouble.empty()) {
+    const Connection::Trouble trouble = mpConnection->TakeTrouble();
+    if (trouble.mText.empty()) {
         return false;
     }
-    Error(QBASE_HERE, "%s", trouble.c_str());
+    if (trouble.mbSevere) {
+        Error(QBASE_HERE, "%s", trouble.mText.c_str());
+    } else {
+        Info("WARNING: %s", trouble.mText.c_str());
+    }
     return true;
 }
 

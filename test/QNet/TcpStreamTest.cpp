@@ -251,6 +251,21 @@ TEST_F(TcpStreamThreadTest, WhatWasWrittenBeforeTheCloseArrives)
     EXPECT_EQ(Take(mpFar, 14), "the last words");
 }
 
+TEST_F(TcpStreamThreadTest, FlushAfterCloseWaitsUntilThePeerHasEverything)
+{
+    const std::string words(3 * 1024 * 1024, 'w');
+    Put(mpNear, words);
+    Put(mpFar, "never read");
+    mpNear->Close();
+    std::string received = Take(mpFar, mpFar->BytesAvailable());
+    while (!mpNear->Flush(10)) {
+        received += Take(mpFar, mpFar->BytesAvailable());
+    }
+    received += Take(mpFar, mpFar->BytesAvailable());
+    EXPECT_TRUE(received == words);
+    EXPECT_EQ(mpFar->GetState(), TcpStream::CLOSED);
+}
+
 TEST_F(TcpStreamThreadTest, TheLastReleaseClosesToo)
 {
     const std::string words(3 * 1024 * 1024, 'w');

@@ -1,6 +1,7 @@
 // quirl serve and quirl watch as their users meet them: each test runs several programs, which talk over real
 // sockets, and looks at what they print, save and answer.
 
+#include "Support/ChildProcess.h"
 #include "Support/Paths.h"
 #include "Support/TempFolder.h"
 
@@ -343,4 +344,26 @@ TEST_F(ServeTest, ModulesThatOnlyTheSourceNamesCanBeRefused)
                                    "wait_for replica.txt 'root is'; stop\n");
     EXPECT_THAT(output, HasSubstr("- class Solar.Body is missing here\n"));
     EXPECT_THAT(output, EndsWith("2\n"));
+}
+
+TEST_F(ServeTest, TheSolarSceneIsTheSameInFourPrograms)
+{
+    if (!IsBuilt("SolarNet")) {
+        GTEST_SKIP() << "examples are not built";
+    }
+    const std::string output = Run(
+        "net='" + BinaryPath("SolarNet") + "'\n\"$net\" serve '" + SourcePath("example/solar/solar.QXml") +
+        "' 400 source.qobj >serve.txt 2>&1 & server=$!; programs=$server\n"
+        "wait_for serve.txt port; port=$(sed -n 's/^port //p' serve.txt)\n"
+        "relay relay localhost:$port --quiet\n"
+        "\"$net\" join localhost $relay_port late.qobj orbits.svg >late.txt & late=$!\n"
+        "\"$net\" call localhost $relay_port >call.txt; echo $?\n"
+        "for program in $server $late $relay; do wait $program; echo $?; done\n"
+        "for name in relay late; do \"$quirl\" diff source.qobj $name.qobj && echo equal; done\n");
+    EXPECT_EQ(output, "0\n0\n0\n0\nequal\nequal\n");
+    EXPECT_THAT(Read("serve.txt"), HasSubstr("400 passes, "));
+    EXPECT_THAT(Read("late.txt"), HasSubstr("and 9 planets, until day 800"));
+    EXPECT_THAT(Read("call.txt"), HasSubstr("which had 8 planets and has 9 now"));
+    EXPECT_THAT(Read("orbits.svg"), testing::AllOf(StartsWith("<svg "), HasSubstr(">Earth</text>"),
+                                                   HasSubstr(">Nine</text>"), EndsWith("</svg>\n")));
 }
