@@ -101,14 +101,13 @@ private:
             }
         }
         AllowFunctions();
-        if (mNetwork.GetNumPasses() == mNumPasses) {
-            return;
+        if (mNetwork.GetNumPasses() != mNumPasses) {
+            mNumPasses = mNetwork.GetNumPasses();
+            mbSaved = false;
+            if (!mOptions.mbQuiet) {
+                mEvents.Print(mNetwork.GetSerializer()->GetRoot(), mNumPasses);
+            }
         }
-        mNumPasses = mNetwork.GetNumPasses();
-        if (!mOptions.mbQuiet) {
-            mEvents.Print(mNetwork.GetSerializer()->GetRoot(), mNumPasses);
-        }
-        mbSaved = false;
         if (std::chrono::steady_clock::now() - mSaveTime >= SAVE_TIME) {
             Save();
         }

@@ -7,3 +7,6 @@
 #define ASIO_NO_DEPRECATED
 
 #include <asio.hpp>
+
+// <windows.h>, which comes along there, puts a macro over this name.
+#undef GetClassName

@@ -40,13 +40,11 @@ int FrameStream::Read(void* pData, int count)
 
 int FrameStream::BytesAvailable()
 {
-    TakeArrivedBytes();
-    FindWholeUnits();
     constexpr std::size_t most = static_cast<std::size_t>(std::numeric_limits<int>::max());
     return static_cast<int>(std::min(mReady.GetSize(), most));
 }
 
-void FrameStream::TakeArrivedBytes()
+void FrameStream::TakeArrived()
 {
     const int available = mpStream->BytesAvailable();
     if (available <= 0) {
@@ -55,6 +53,7 @@ void FrameStream::TakeArrivedBytes()
     std::vector<unsigned char> bytes(static_cast<std::size_t>(available));
     const int numRead = mpStream->Read(bytes.data(), available);
     mArrived.Append(bytes.data(), static_cast<std::size_t>(std::max(numRead, 0)));
+    FindWholeUnits();
 }
 
 void FrameStream::FindWholeUnits()

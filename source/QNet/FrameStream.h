@@ -4,10 +4,12 @@
 //
 //     Ptr<FrameStream> pFrames = new FrameStream(pStream, FrameStream::WHOLE_PASSES, limit);
 //     pSerializer->AddInStream(pFrames);
+//     pFrames->TakeArrived();            // once per frame
 //     pSerializer->UpdateInput();        // applies whole passes
 //     pFrames->GetNumBytesHeld();        // what came of the next
 //
-// A frame over the limit is let through as it is, for the serializer to report.
+// A frame over the limit is let through as it is, for the serializer to report. What arrives after
+// TakeArrived waits for the next: a peer that never stops sending does not keep a frame loop from going on.
 //
 // Threads: driven by one thread at a time, as its stream.
 
@@ -43,6 +45,12 @@ public:
     int Read(void* pData, int count) override;
     int BytesAvailable() override;
 
+    /// Takes over what arrived, and lets through what is whole.
+    void TakeArrived();
+
+    /// Whether something is left to be read here, now or after the next TakeArrived.
+    bool HasMore() { return mReady.GetSize() > 0 || mpStream->BytesAvailable() > 0; }
+
     /// What arrived and is not whole.
     int GetNumBytesHeld() const { return static_cast<int>(mArrived.GetSize()); }
 
@@ -50,7 +58,6 @@ public:
     int GetNumUnits() const { return mNumUnits; }
 
 private:
-    void TakeArrivedBytes();
     void FindWholeUnits();
     void LetThrough(std::size_t size);
 

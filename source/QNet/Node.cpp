@@ -15,6 +15,7 @@
 #include <limits>
 #include <set>
 #include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -28,6 +29,7 @@ namespace
 
 constexpr int TRUSTED_FRAME_SIZE = std::numeric_limits<int>::max() - FrameStream::SIZE_BYTES;
 constexpr int FIRST_FRAME_SIZE_LIMIT = 16 * 1024 * 1024;
+constexpr std::int64_t MOST_CALLS_WAITING = 1024 * 1024; // bytes, from a relay to its source
 constexpr unsigned char END_OF_PASS[FrameStream::SIZE_BYTES] = {};
 
 struct NodeSettings
@@ -73,11 +75,12 @@ public:
     NodeState() : mpSerializer(ObjectDiffSerializer::Construct(Value::Null)) {}
 
     void ApplySettings(TcpStream* pStream) const;
-    bool IsStopped(const Peer& peer) const;
+    std::unordered_set<const Stream*> FindStoppedStreams() const;
 
     void AcceptPeers();
     void UpdateSource();
     void AdoptClasses();
+    void TakeArrivedFrames();
     void UpdateHandshakes();
     void LetIn(Peer& rPeer);
     void PassOnCalls();
@@ -168,7 +171,10 @@ Node& Node::operator=(const Node& other)
     return *this;
 }
 
-Node::~Node() = default;
+Node::~Node()
+{
+    mpState->Leave(); // the serializer may live on
+}
 
 void Node::SetSerializer(ObjectDiffSerializer* pSerializer)
 {
@@ -250,6 +256,7 @@ void Node::Update()
     const UpdateScope updating(rState);
     rState.AcceptPeers();
     rState.UpdateSource();
+    rState.TakeArrivedFrames();
     pSerializer->UpdateInput();
     rState.PassOnCalls();
     rState.UpdateHandshakes(); // between two passes
@@ -411,19 +418,17 @@ void NodeState::ApplySettings(TcpStream* pStream) const
     pStream->SetWriteLimit(mSettings.mWriteLimit);
 }
 
-// Whether what the peer sends is not read any more.
-bool NodeState::IsStopped(const Peer& peer) const
+// Those that the serializer reads no more.
+std::unordered_set<const Stream*> NodeState::FindStoppedStreams() const
 {
-    if (peer.mbStopped) {
-        return true;
-    }
+    std::unordered_set<const Stream*> stopped;
     const Array<ObjectDiffSerializer::InStreamInfo> infos = mpSerializer->GetInStreamInfo();
     for (int i = 0; i < infos.GetSize(); ++i) {
-        if (infos.GetAt(i).mpStream == static_cast<Stream*>(peer.mpFrames)) {
-            return infos.GetAt(i).mbStopped;
+        if (infos.GetAt(i).mbStopped) {
+            stopped.insert(infos.GetAt(i).mpStream);
         }
     }
-    return false;
+    return stopped;
 }
 
 void NodeState::AcceptPeers()
@@ -521,6 +526,22 @@ void NodeState::AdoptClasses()
     mSource.mpHandshake->Proceed();
 }
 
+// What arrives from now on waits for the next update.
+void NodeState::TakeArrivedFrames()
+{
+    if (mSource.mpFrames != nullptr) {
+        mSource.mpFrames->TakeArrived();
+    }
+    for (Peer& rPeer : mPeers) {
+        // A relay reads on when its source has taken what came before.
+        const bool bTooMuch =
+            mState == Node::JOINED && mSource.mpStream->GetNumBytesWaiting() > MOST_CALLS_WAITING;
+        if (rPeer.mpFrames != nullptr && !bTooMuch) {
+            rPeer.mpFrames->TakeArrived();
+        }
+    }
+}
+
 // Lets in whoever agreed. A relay waits until it knows what to agree to.
 void NodeState::UpdateHandshakes()
 {
@@ -610,17 +631,18 @@ void NodeState::EndPass()
 
 void NodeState::DropLostPeers()
 {
-    const auto isLost = [this](Peer& rPeer) {
+    const std::unordered_set<const Stream*> stopped = FindStoppedStreams();
+    const auto isLost = [&](Peer& rPeer) {
         const bool bClosed = rPeer.mpStream->GetState() == TcpStream::CLOSED;
         if (rPeer.mpFrames == nullptr) {
             return mState == Node::LOST ||
                    (rPeer.mpHandshake != nullptr ? rPeer.mpHandshake->GetState() == Handshake::REFUSED
                                                  : bClosed);
         }
-        if (mState == Node::LOST || IsStopped(rPeer)) {
+        if (mState == Node::LOST || rPeer.mbStopped || stopped.count(rPeer.mpFrames) != 0) {
             return true;
         }
-        return bClosed && rPeer.mpFrames->BytesAvailable() == 0; // its last calls come first
+        return bClosed && !rPeer.mpFrames->HasMore(); // its last calls come first
     };
     for (std::size_t i = 0; i < mPeers.size();) {
         if (!isLost(mPeers[i])) {
@@ -647,8 +669,8 @@ void NodeState::DropLostSource()
         return;
     }
     const bool bClosed = mSource.mpStream->GetState() == TcpStream::CLOSED;
-    const bool bStopped = IsStopped(mSource);
-    if (!bStopped && (!bClosed || mSource.mpFrames->BytesAvailable() > 0)) {
+    const bool bStopped = FindStoppedStreams().count(mSource.mpFrames) != 0;
+    if (!bStopped && (!bClosed || mSource.mpFrames->HasMore())) {
         return;
     }
     Forget(mSource);

@@ -17,6 +17,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -715,6 +716,43 @@ TEST_F(NodeThreadTest, ACalledFunctionMayLeaveAndCannotUpdate)
     EXPECT_THAT(TakeErrors(), ElementsAre(EndsWith("Failed to update node - it is updating already")));
     EXPECT_EQ(mpSource->GetNumPeers(), 0);
     EXPECT_TRUE(WaitFor([&] { return pReplica->GetState() == Node::LOST; }));
+}
+
+TEST_F(NodeThreadTest, APeerThatNeverStopsCallingDoesNotHoldTheFrameLoopUp)
+{
+    const Ptr<Object> pRoot = MakeGraph();
+    mpSource->GetSerializer()->AllowFunction("Touch");
+    const Ptr<TcpStream> pStream = JoinByHand(mpSource);
+    ASSERT_TRUE(WaitFor([&] { return pStream->BytesAvailable() > 0; }));
+    const std::uint32_t id = mpSource->GetSerializer()->GetFunctionId(pRoot, "Touch");
+    std::string call = Bytes("06 00 00 00 11 00 00 00 00 00"); // a call without arguments
+    call[5] = static_cast<char>(id);
+    std::string calls;
+    for (int i = 0; i < 20000; ++i) {
+        calls += call;
+    }
+    Put(pStream, calls);
+    ASSERT_TRUE(pStream->Flush(60000));
+    ASSERT_TRUE(WaitFor([&] { return AsProbe(pRoot)->mCalls > 0; }));
+    Put(pStream, calls); // what comes during an update waits for the next
+    EXPECT_TRUE(WaitFor([&] { return AsProbe(pRoot)->mCalls == 40000; }));
+}
+
+TEST_F(NodeThreadTest, ANodeThatGoesTakesItsStreamsOutOfTheSerializer)
+{
+    MakeGraph();
+    const Ptr<ObjectDiffSerializer> pSerializer = ObjectDiffSerializer::Construct(Value::Null);
+    RegisterClasses(pSerializer);
+    {
+        const Ptr<Node> pNode = Node::Construct(Value::Null);
+        pNode->SetSerializer(pSerializer);
+        Join(pNode, mpSource);
+        EXPECT_TRUE(AllBecomeEqual());
+        EXPECT_EQ(pSerializer->GetInStreamInfo().GetSize(), 1);
+        mNodes.pop_back();
+    }
+    EXPECT_EQ(pSerializer->GetInStreamInfo().GetSize(), 0);
+    Dissolve(pSerializer->GetRoot());
 }
 
 TEST_F(NodeThreadTest, ManyPeersComeAndGoWhileTheGraphChanges)
