@@ -251,8 +251,11 @@ void Node::Update()
         Error(QBASE_HERE, "Failed to update node - it is updating already");
         return;
     }
-    const KeepAlive keepThis(this);
     const Ptr<ObjectDiffSerializer> pSerializer = rState.mpSerializer;
+    if (pSerializer == nullptr) { // there was no memory for it
+        return;
+    }
+    const KeepAlive keepThis(this);
     const UpdateScope updating(rState);
     rState.AcceptPeers();
     rState.UpdateSource();

@@ -445,6 +445,35 @@ TEST_F(NodeThreadTest, ASourceThatDiesInAPassLeavesTheReplicaAsItWas)
     EXPECT_NE(pReplica->GetRoot(), nullptr);
 }
 
+TEST_F(NodeThreadTest, ASourceThatIsNotTrustedIsLeftWhenItBreaksAPromise)
+{
+    struct Broken
+    {
+        std::string mPass;
+        const char* mpError;
+    };
+    const Broken passes[] = {
+        {Bytes("05 00 00 00 00 2A 00 00 00 00 00 00 00"), "ASSERT( pObject )"},
+        {Bytes("05 00 00 00 63 00 00 00 00 00 00 00 00"), "Failed to"},
+        {Bytes("02 00 00 01"), "over the limit of 16777216 bytes"},
+    };
+    for (const Broken& broken : passes) {
+        const Ptr<TcpServer> pServer = TcpServer::Construct(Value::Null);
+        ASSERT_TRUE(pServer->Listen("", 0));
+        const Ptr<Node> pReplica = MakeNode();
+        pReplica->SetSourceTrusted(false);
+        mNodes.push_back(pReplica);
+        ASSERT_TRUE(pReplica->Join("127.0.0.1", pServer->GetPort()));
+        Ptr<TcpStream> pStream;
+        ASSERT_TRUE(WaitFor([&] { return (pStream = pServer->Accept()) != nullptr; }));
+        Agree(pStream);
+        Put(pStream, broken.mPass);
+        EXPECT_THAT(WaitForError(), HasSubstr(broken.mpError));
+        EXPECT_EQ(pReplica->GetState(), Node::LOST);
+        EXPECT_TRUE(WaitFor([&] { return pStream->GetState() == TcpStream::CLOSED; }));
+    }
+}
+
 TEST_F(NodeThreadTest, APeerThatDiesInAFrameIsReportedAndTheOthersGoOn)
 {
     const Ptr<Object> pRoot = MakeGraph();

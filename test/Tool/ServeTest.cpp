@@ -287,6 +287,43 @@ TEST_F(ServeTest, WatchersThatAreKilledHarmNobody)
               "equal\n");
 }
 
+TEST_F(ServeTest, AWatcherThatIsStoppedHoldsNobodyUpAndCatchesUp)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    EXPECT_EQ(Run("serve crew.QXml; watch first localhost:$port; first=$watcher\n"
+                  "watch second localhost:$port; wait_for first.txt calm; wait_for second.txt calm\n"
+                  "kill -STOP $first\n"
+                  "sed -i s/calm/brisk/ crew.QXml; wait_for second.txt brisk\n"
+                  "sed -i s/brisk/wild/ crew.QXml; wait_for second.txt wild; grep -c wild first.txt\n"
+                  "kill -CONT $first; wait_for first.txt wild; stop\n"
+                  "for name in first second; do \"$quirl\" diff crew.QXml $name.qobj && echo equal; done\n"),
+              "0\nequal\nequal\n");
+}
+
+TEST_F(ServeTest, WhoJoinsARelayEndsWithItWhenItIsKilled)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    EXPECT_EQ(Run("serve crew.QXml; relay relay localhost:$port; watch late localhost:$relay_port\n"
+                  "wait_for late.txt calm; kill -KILL $relay; wait $watcher; echo $?\n"
+                  "wait_for serve-errors.txt left; watch next localhost:$port; wait_for next.txt calm; stop\n"
+                  "for name in late next; do \"$quirl\" diff crew.QXml $name.qobj && echo equal; done\n"),
+              "0\nequal\nequal\n");
+}
+
+TEST_F(ServeTest, StrangersThatSpeakSomethingElseAreRefused)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    EXPECT_EQ(
+        Run("serve crew.QXml; export port\n"
+            "bash -c 'exec 3<>/dev/tcp/127.0.0.1/$port; printf \"GET / HTTP/1.1\\r\\n\\r\\n\" >&3; cat <&3' "
+            ">answer.txt; wait_for answer.txt 'it speaks another protocol'\n"
+            "bash -c 'exec 3<>/dev/tcp/127.0.0.1/$port; printf QNet >&3'\n"
+            "wait_for serve-errors.txt 'left before both had agreed'\n"
+            "watch replica localhost:$port; wait_for replica.txt calm; stop; echo $server_exit\n"),
+        "0\n");
+    EXPECT_THAT(Read("serve-errors.txt"), HasSubstr("- it speaks another protocol\n"));
+}
+
 TEST_F(ServeTest, AWatcherKeepsTheLastStateOfASourceThatIsKilled)
 {
     mFolder.Write("crew.QXml", Document(CREW));
