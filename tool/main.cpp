@@ -54,7 +54,8 @@ void AddCommands(CLI::App& rApp, int& rExitCode)
 std::string DescribeMistake(const CLI::App* pApp, const CLI::Error& error)
 {
     const std::vector<std::string> rest = pApp->remaining();
-    const bool bNoCommand = pApp->get_subcommands().empty() && !rest.empty();
+    const bool bNoCommand =
+        pApp->get_subcommands().empty() && !rest.empty() && !rest.front().starts_with("-");
     return "quirl: error: " + (bNoCommand ? "There is no command '" + rest.front() + "'" : error.what()) +
            "\nRun with --help for more information.\n";
 }

@@ -260,6 +260,32 @@ struct ValueBits
         return value;
     }
 
+    /// The same in place of `rValue`, for a size that only shows when it runs. Who reads the payload soon
+    /// gets it at once; a copy of all 16 bytes would wait until the pieces have reached memory.
+    static void SetPlain(Value& rValue, Value::Type type, const void* pBytes, std::size_t size)
+    {
+        rValue.DropOwned();
+        std::memset(rValue.mPayload, 0, Value::PAYLOAD_SIZE);
+        rValue.mType = type;
+        switch (size) {
+        case 1:
+            rValue.mPayload[0] = *static_cast<const unsigned char*>(pBytes) != 0 ? 1 : 0; // a "bool"
+            break;
+        case 4:
+            std::memcpy(rValue.mPayload, pBytes, 4);
+            break;
+        case 8:
+            std::memcpy(rValue.mPayload, pBytes, 8);
+            break;
+        case 12:
+            std::memcpy(rValue.mPayload, pBytes, 12);
+            break;
+        default:
+            std::memcpy(rValue.mPayload, pBytes, Value::PAYLOAD_SIZE);
+            break;
+        }
+    }
+
     /// True when `value` is of that plain type and its payload is these bytes.
     static bool IsPlain(const Value& value, Value::Type type, const void* pBytes, std::size_t size)
     {
@@ -273,6 +299,21 @@ struct ValueBits
         value.Forget();
         return pObject;
     }
+
+    /// Makes a void value one of something that others hold meanwhile, without counting it. Forget it before
+    /// its destructor comes.
+    static void Lend(Value& rValue, Object* pObject)
+    {
+        rValue.mType = Value::TYPE_OBJECT;
+        rValue.StorePlain(pObject);
+    }
+    static void Lend(Value& rValue, const String& text)
+    {
+        static_assert(sizeof(text) <= Value::PAYLOAD_SIZE);
+        rValue.mType = Value::TYPE_STRING;
+        std::memcpy(rValue.mPayload, static_cast<const void*>(&text), sizeof(text));
+    }
+    static void Forget(Value& rValue) { rValue.Forget(); }
 
     /// The first `size` payload bytes of any plain value; zeros for "String" and "Object", whose payload is
     /// an address.

@@ -21,6 +21,18 @@ constexpr std::size_t OBJECT_SIZE = 16;
 constexpr std::size_t PROPERTY_SIZE = 5;
 constexpr std::size_t CHILD_SIZE = 8;
 
+// A value of the file: objects and texts stay with the reader, which holds them until the end.
+class LentValue
+{
+public:
+    LentValue() = default;
+    LentValue(const LentValue&) = delete;
+    LentValue& operator=(const LentValue&) = delete;
+    ~LentValue() { ValueBits::Forget(mValue); }
+
+    Value mValue;
+};
+
 constexpr int FLAG_ARRAY = 1;
 constexpr int FLAG_DYNAMIC = 2;
 constexpr int FLAGS_PER_TYPE = 4;
@@ -168,14 +180,15 @@ bool BinaryReader::ReadProperty(Object* pObject, Class& rClass, int place)
     if (record.mbArray) {
         return ReadArray(pObject, record, pFound);
     }
-    Value value;
-    if (!ValueBytes::Read(mBytes, record.mType, value, *this)) {
+    LentValue value;
+    if (!ValueBytes::Read(mBytes, record.mType, value.mValue, *this)) {
         return record.mType == Value::TYPE_STRING || record.mType == Value::TYPE_OBJECT ? false : FailShort();
     }
     StoredProperty property(pObject, record.mName, record.mType, false, pFound);
     const bool bOverwrites = property.HoldsObjects();
-    property.Set(value);
-    if (bOverwrites || !property.IsKept(value)) {
+    const Ptr<Property> pKept = bOverwrites ? pFound : nullptr; // what gives way may have a destructor
+    property.Set(value.mValue);
+    if (bOverwrites || !property.IsKept(value.mValue)) {
         mGraph.NoteLoss();
     }
     NoteReference(record.mType, property);
@@ -195,11 +208,11 @@ bool BinaryReader::ReadArray(Object* pObject, const PropertyRecord& record, Prop
     }
     property.BeginArray();
     for (int i = 0; i < count; ++i) {
-        Value value;
-        if (!ValueBytes::Read(mBytes, record.mType, value, *this)) {
+        LentValue value;
+        if (!ValueBytes::Read(mBytes, record.mType, value.mValue, *this)) {
             return false; // a bad index: there are bytes enough
         }
-        property.Insert(i, value);
+        property.Insert(i, value.mValue);
         NoteReference(record.mType, property);
     }
     if (!property.AreKept(count)) {
@@ -212,20 +225,20 @@ bool BinaryReader::ReadChild(Object* pObject, const Class& loadedClass)
 {
     if (loadedClass.mbList) {
         int index = 0; // items take the order of their records
-        Value item;
+        Object* pItem = nullptr;
         if (!mBytes.ReadInt(index)) {
             return FailShort();
         }
-        if (!ReadObject(mBytes, item)) {
+        if (!ReadReference(pItem)) {
             return false;
         }
-        static_cast<List*>(pObject)->Insert(item.AsObject());
+        static_cast<List*>(pObject)->Insert(pItem);
         mGraph.NoteReference(mPosition, mLastObject);
         return true;
     }
     int nameIndex = 0;
-    Value entry;
-    if (!ReadTextIndex(nameIndex) || !ReadObject(mBytes, entry)) {
+    Object* pEntry = nullptr;
+    if (!ReadTextIndex(nameIndex) || !ReadReference(pEntry)) {
         return false;
     }
     Table* const pTable = static_cast<Table*>(pObject);
@@ -233,7 +246,7 @@ bool BinaryReader::ReadChild(Object* pObject, const Class& loadedClass)
     if (pTable->Find(name) != nullptr) {
         mGraph.NoteLoss();
     }
-    pTable->Insert(name, entry.AsObject());
+    pTable->Insert(name, pEntry);
     mGraph.NoteReference(mPosition, mLastObject);
     return true;
 }
@@ -244,21 +257,31 @@ bool BinaryReader::ReadText(FileBytes&, Value& rText)
     if (!ReadTextIndex(index)) {
         return false;
     }
-    rText = Value(GetText(index));
+    ValueBits::Lend(rText, GetText(index));
     return true;
 }
 
-bool BinaryReader::ReadObject(FileBytes& rBytes, Value& rObject)
+bool BinaryReader::ReadObject(FileBytes&, Value& rObject)
+{
+    Object* pObject = nullptr;
+    if (!ReadReference(pObject)) {
+        return false;
+    }
+    ValueBits::Lend(rObject, pObject);
+    return true;
+}
+
+bool BinaryReader::ReadReference(Object*& rpObject)
 {
     int index = 0;
-    if (!rBytes.ReadInt(index)) {
+    if (!mBytes.ReadInt(index)) {
         return FailShort();
     }
     if (!CheckIndex(index, static_cast<std::size_t>(mGraph.GetSize()))) {
         return false;
     }
     mLastObject = index;
-    rObject = index < 0 ? Value(nullptr) : Value(mGraph.GetAt(index));
+    rpObject = index < 0 ? nullptr : mGraph.GetAt(index);
     return true;
 }
 

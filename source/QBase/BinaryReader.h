@@ -79,6 +79,7 @@ private:
     bool ReadChild(Object* pObject, const Class& loadedClass);
     bool ReadText(FileBytes& rBytes, Value& rText);
     bool ReadObject(FileBytes& rBytes, Value& rObject);
+    bool ReadReference(Object*& rpObject);
     bool ReadTextIndex(int& rIndex);
 
     Ptr<Object> ConstructObject(int moduleIndex, int nameIndex);
@@ -99,7 +100,7 @@ private:
     std::vector<ObjectRecord> mRecords;
     BuiltGraph mGraph;
     int mPosition = -1;   // of the object that is being made, or filled
-    int mLastObject = -1; // the index that ReadObject read
+    int mLastObject = -1; // the index that ReadReference read
 
     std::vector<StoredClass> mStoredClasses;
     PositionIndex mStoredClassIndex; // by both name indices

@@ -171,7 +171,8 @@ void Write(ByteBuffer& rBytes, Value&& value, References& rReferences)
     }
 }
 
-/// Reads a value of a storable type. False when there are not enough bytes, or the References say so.
+/// Reads a value of a storable type into one that is void. False when there are not enough bytes, or the
+/// References say so.
 template <typename Source, typename References>
 bool Read(Source& rBytes, Value::Type type, Value& rValue, References& rReferences)
 {
@@ -186,13 +187,13 @@ bool Read(Source& rBytes, Value::Type type, Value& rValue, References& rReferenc
     if (pBytes == nullptr) {
         return false;
     }
-    if (type == Value::TYPE_BOOL) {
-        rValue = Value(*pBytes != 0);
-        return true;
+    if constexpr (std::endian::native == std::endian::little) {
+        ValueBits::SetPlain(rValue, type, pBytes, size);
+    } else {
+        unsigned char payload[Value::PAYLOAD_SIZE];
+        ConvertPayload(type, payload, pBytes, size);
+        ValueBits::SetPlain(rValue, type, payload, size);
     }
-    unsigned char payload[Value::PAYLOAD_SIZE];
-    ConvertPayload(type, payload, pBytes, size);
-    rValue = ValueBits::MakePlain(type, payload, size);
     return true;
 }
 

@@ -638,6 +638,19 @@ TEST(AsciiSerializerTest, ATextThatCannotBeReadFailsTheLoad)
         ElementsAre(HasSubstr("Gone[0], property is invalid."), HasSubstr("StoredObjects.Pair.Gone[1]")));
 }
 
+TEST(AsciiSerializerTest, NumbersMayStandBetweenBlanksAndLineEnds)
+{
+    const Value loaded =
+        Loaded(DocumentOf("Everything", "<Property Name=\"int\" Type=\"int\">\n  -5\t</Property>"
+                                        "<Property Name=\"float\" Type=\"float\"> 0.5 </Property>"
+                                        "<Property Name=\"Enum\" Type=\"Enum\"> 7\r\n</Property>"));
+    const Everything* const pLoaded = loaded.Get<Everything*>();
+    ASSERT_NE(pLoaded, nullptr);
+    EXPECT_EQ(pLoaded->mInt, -5);
+    EXPECT_EQ(pLoaded->mFloat, 0.5f);
+    EXPECT_EQ(pLoaded->mMood, Everything::WILD);
+}
+
 TEST(AsciiSerializerTest, ATypeThatNoValueHasFailsTheLoad)
 {
     EXPECT_THAT(

@@ -56,6 +56,48 @@ void Planet::Implement()
     AddProperty<&Planet::GetCenter, &Planet::SetCenter>("Center");
 }
 
+// Takes the property that holds it away from its owner when it goes.
+class Thief : public Object
+{
+    QBASE_OBJECT(Thief, Object)
+
+public:
+    ~Thief() override
+    {
+        if (mpOwner != nullptr) {
+            mpOwner->RemoveProperty("Purse");
+        }
+    }
+
+    Object* mpOwner = nullptr;
+
+protected:
+    explicit Thief(const Value& value) : Object(value) {}
+};
+
+QBASE_IMPLEMENT(StoredObjects, Thief)
+
+void Thief::Implement()
+{}
+
+class Victim : public Object
+{
+    QBASE_OBJECT(Victim, Object)
+
+protected:
+    explicit Victim(const Value& value) : Object(value)
+    {
+        const Ptr<Thief> pThief = Thief::Construct(Value::Null);
+        pThief->mpOwner = this;
+        AddPropertyValueFromValue("Purse", Value(pThief));
+    }
+};
+
+QBASE_IMPLEMENT(StoredObjects, Victim)
+
+void Victim::Implement()
+{}
+
 } // namespace
 
 } // namespace StoredObjects
@@ -300,6 +342,16 @@ TEST(SerializerTest, ACycleThatALaterValuePushesOutIsReleased)
             const Value loaded = Loaded(pSerializer, document.In(pSerializer));
             EXPECT_NE(loaded.AsObject(), nullptr);
         }
+    }
+}
+
+TEST(SerializerTest, AValueThatGivesWayMayTakeItsPropertyAlong)
+{
+    const Document document = {{{"StoredObjects", "Victim", {{"Purse", Value::TYPE_OBJECT, {-1}}}}}};
+    for (Serializer* const pSerializer : BothSerializers()) {
+        const Value loaded = Loaded(pSerializer, document.In(pSerializer));
+        ASSERT_NE(loaded.AsObject(), nullptr);
+        EXPECT_EQ(loaded.AsObject()->FindProperty("Purse"), nullptr);
     }
 }
 

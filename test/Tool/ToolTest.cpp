@@ -149,9 +149,10 @@ TEST_F(ToolTest, EveryCommandHasHelpWithAnExample)
 
 TEST_F(ToolTest, AWrongCommandLineIsTroubleAndPrintsNothing)
 {
-    const Result result = Run("quirl; echo $?; quirl fly >out; echo $?; quirl show; echo $?; "
-                              "quirl convert a b --to yaml; echo $?");
-    EXPECT_EQ(result.mOutput, "2\n2\n2\n2\n");
+    const Result result =
+        Run("quirl; echo $?; quirl fly >out; echo $?; quirl show; echo $?; "
+            "quirl convert a b --to yaml; echo $?; quirl --fly; echo $?; quirl ''; echo $?");
+    EXPECT_EQ(result.mOutput, "2\n2\n2\n2\n2\n2\n");
     EXPECT_THAT(result.mErrors, StartsWith("quirl: error: A subcommand is required\nRun with --help for more "
                                            "information.\nquirl: error: There is no command 'fly'\n"));
     EXPECT_THAT(result.mErrors, HasSubstr("quirl: error: FILE is required\n"));
