@@ -9,6 +9,7 @@
 #include "Support/Assertions.h"
 #include "Support/CapturedConsole.h"
 #include "Support/Patterns.h"
+#include "Support/Sanitizer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -142,20 +143,6 @@ public:
     }
     ~FailingAllocations() { Memory::SetFailureHook(nullptr); }
 };
-
-// Sanitizers keep books about every byte, which gigabytes of untouched memory are too much for.
-constexpr bool HAS_SANITIZER =
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    true;
-#elif defined(__has_feature)
-#    if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-    true;
-#    else
-    false;
-#    endif
-#else
-    false;
-#endif
 
 } // namespace
 

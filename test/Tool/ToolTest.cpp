@@ -7,6 +7,7 @@
 #include "QBase/SystemFile.h"
 #include "QBase/Table.h"
 #include "Support/Paths.h"
+#include "Support/Sanitizer.h"
 #include "Support/TempFolder.h"
 
 #include <gmock/gmock.h>
@@ -430,6 +431,40 @@ TEST_F(ToolTest, CheckReportsEachFileAndGoesOnAfterABrokenOne)
     EXPECT_THAT(result.mOutput, HasSubstr("cut.QXml: error: Xml 'cut.QXml' parse failed: "));
     EXPECT_THAT(result.mOutput, HasSubstr("missing: error: Failed to open file 'missing'"));
     EXPECT_THAT(result.mErrors, IsEmpty());
+}
+
+TEST_F(ToolTest, WrongCountsInAFileAreReportedInLittleMemory)
+{
+    if (HAS_SANITIZER) {
+        GTEST_SKIP() << "sanitizers take all address space";
+    }
+    Ptr<List> pList = List::Construct(Value::Null);
+    for (int i = 0; i < 20000; ++i) {
+        pList->Insert(Object::Construct(Value::Null));
+    }
+    Save(pList, "list");
+    const std::string bytes = mFolder.Read("list");
+    int numFiles = 0;
+    // The counts of texts and objects, the length of the first text, the properties and children of the list.
+    for (const std::size_t place : {8u, 12u, 16u, 51u, 55u}) {
+        const unsigned remaining = static_cast<unsigned>(bytes.size() - place - 4);
+        for (const unsigned count : {~0u, 0x7FFFFFFFu, remaining + 1}) {
+            std::string damaged = bytes;
+            for (std::size_t i = 0; i < 4; ++i) {
+                damaged[place + i] = static_cast<char>(count >> (8 * i));
+            }
+            mFolder.Write(("damaged" + std::to_string(numFiles++)).c_str(), damaged);
+        }
+    }
+    const Result result = Run("ulimit -v 65536; quirl check list && quirl check damaged*");
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_THAT(result.mOutput, StartsWith("list: ok, "));
+    for (int i = 0; i < numFiles; ++i) {
+        const std::string report = "damaged" + std::to_string(i) +
+                                   ": error: Failed to deserialize file 'damaged" + std::to_string(i) +
+                                   "' - ";
+        EXPECT_THAT(result.mOutput, HasSubstr(report));
+    }
 }
 
 // --- graph ---
