@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
 
 using namespace QBase;
@@ -173,9 +172,7 @@ TEST_F(TcpStreamThreadTest, ManyMegabytesArriveWhole)
 {
     std::string sent;
     for (int i = 0; i < 20 * 1024 * 1024 / 8; ++i) {
-        char number[9];
-        std::snprintf(number, sizeof(number), "%08d", i);
-        sent.append(number, 8);
+        sent += std::to_string(10000000 + i); // 8 digits
     }
     Put(mpNear, sent);
     std::string received;
