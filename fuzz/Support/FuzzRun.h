@@ -33,12 +33,12 @@ public:
     /// Assertions stop the program, as they do for everyone without a debugger.
     void StopAtAssertions();
 
-    /// Blocks may stay: the input made cycles of objects that are not tracked.
-    void AllowLeftovers() { mbLeftovers = false; }
+    /// In the end all references are taken out of the tracked objects that are left, so that cycles go.
+    void UndoCycles() { mbUndoesCycles = true; }
 
 private:
     std::int64_t mNumBlocks;
-    bool mbLeftovers = false;
+    bool mbUndoesCycles = false;
 };
 
 /// A clone held like any other new object: a clone begins with the count of its source.
