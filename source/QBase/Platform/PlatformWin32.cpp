@@ -548,14 +548,21 @@ struct Fiber
 namespace
 {
 
+// Compilers are told that the runtime always answers the same, but behind a switch the thread is another.
+void* CurrentExceptions()
+{
+    abi::__cxa_eh_globals* (*volatile pGetGlobals)() = &abi::__cxa_get_globals;
+    return pGetGlobals();
+}
+
 void TakeExceptions(Fiber* pFiber)
 {
-    std::memcpy(&pFiber->mExceptions, static_cast<void*>(abi::__cxa_get_globals()), sizeof(ExceptionState));
+    std::memcpy(&pFiber->mExceptions, CurrentExceptions(), sizeof(ExceptionState));
 }
 
 void PutExceptions(const Fiber* pFiber)
 {
-    std::memcpy(static_cast<void*>(abi::__cxa_get_globals()), &pFiber->mExceptions, sizeof(ExceptionState));
+    std::memcpy(CurrentExceptions(), &pFiber->mExceptions, sizeof(ExceptionState));
 }
 
 void CALLBACK BeginFiber(void* p)
