@@ -7,6 +7,10 @@ namespace QBase
 
 QBASE_IMPLEMENT_ABSTRACT(QBase, File)
 
+// Units that take an address find it here; not every system makes a copy where a constant is used.
+constexpr int File::MODE_READ;
+constexpr int File::MODE_WRITE;
+
 void File::Implement()
 {
     AddFunction<&File::Open>("Open");

@@ -290,6 +290,18 @@ void SendFrames(ReplicationState& state, const std::vector<EncodedCall>& calls)
 
 QBASE_IMPLEMENT(QBase, ObjectDiffSerializer)
 
+// Units that take an address find it here; not every system makes a copy where a constant is used.
+constexpr std::uint32_t ObjectDiffSerializer::FirstObjectId;
+constexpr std::uint32_t ObjectDiffSerializer::FirstPropertyId;
+constexpr std::uint32_t ObjectDiffSerializer::FirstTableChildId;
+constexpr std::uint32_t ObjectDiffSerializer::FirstFunctionId;
+constexpr std::uint32_t ObjectDiffSerializer::NullObjectId;
+constexpr std::uint32_t ObjectDiffSerializer::NullPropertyId;
+constexpr std::uint32_t ObjectDiffSerializer::NullTableChildId;
+constexpr std::uint32_t ObjectDiffSerializer::NullFunctionId;
+constexpr int ObjectDiffSerializer::FrameBufferSize;
+constexpr int ObjectDiffSerializer::NullTypeId;
+
 template <auto Operation>
 int ObjectDiffSerializer::ForObject(Object* pObject)
 {

@@ -30,6 +30,9 @@ int SaturateToInt(float value)
 
 constinit const Value Value::Null;
 
+// Units that take its address find it here; not every system makes a copy where it is used.
+constexpr int Value::PAYLOAD_SIZE;
+
 bool IsObjectOf(const Object* pObject, const ClassInfoTable* pClassTable)
 {
     return pObject->GetClassTable()->IsDerivedFrom(pClassTable);
