@@ -12,9 +12,10 @@
 namespace Quirl
 {
 
-/// Gives standard output back to the program. Before, and so while libraries load and print what they like,
-/// it leads nowhere: what the tool prints is read by other programs. First of all in main.
-void OpenStandardOutput();
+/// The tool itself, which the system's entry function calls: with the words of the command line behind the
+/// program's name, and with a standard output that nobody has written to. What libraries print while they
+/// load is kept away from it, because other programs read what the tool prints. The exit code.
+int RunTool(const std::vector<std::string>& words);
 
 /// Keeps every byte as it is in a standard stream.
 void SetBinaryMode(std::FILE* pFile);

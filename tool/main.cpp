@@ -60,14 +60,14 @@ std::string DescribeMistake(const CLI::App* pApp, const CLI::Error& error)
            "\nRun with --help for more information.\n";
 }
 
-int Run(int numArguments, char** pArguments)
+int Run(const std::vector<std::string>& words)
 {
     CLI::App app(DESCRIPTION);
     app.failure_message(&DescribeMistake);
     int exitCode = Quirl::EXIT_FINE;
     AddCommands(app, exitCode);
     try {
-        app.parse(numArguments, pArguments);
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes them from the back
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? Quirl::EXIT_FINE : Quirl::EXIT_TROUBLE; // help is no error
     }
@@ -83,11 +83,10 @@ int Fail(const std::string& text)
 
 } // namespace
 
-int main(int numArguments, char** pArguments)
+int Quirl::RunTool(const std::vector<std::string>& words)
 {
-    Quirl::OpenStandardOutput();
     try {
-        return Run(numArguments, pArguments);
+        return Run(words);
     } catch (const std::bad_alloc&) {
         return Fail("Failed for lack of memory; close other programs or use a machine with more");
     } catch (const std::exception& error) {

@@ -1,5 +1,6 @@
 #include "System.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -73,9 +74,7 @@ int WaitFor(pid_t process)
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-} // namespace
-
-void OpenStandardOutput()
+void ShowStandardOutput()
 {
     if (g_Output >= 0) {
         dup2(g_Output, STDOUT_FILENO);
@@ -83,6 +82,8 @@ void OpenStandardOutput()
         g_Output = -1;
     }
 }
+
+} // namespace
 
 void SetBinaryMode(std::FILE*)
 {}
@@ -168,3 +169,9 @@ int RunProgram(const std::vector<std::string>& words, const std::string& input)
 }
 
 } // namespace Quirl
+
+int main(int numWords, char** ppWords)
+{
+    Quirl::ShowStandardOutput();
+    return Quirl::RunTool(std::vector<std::string>(ppWords + std::min(numWords, 1), ppWords + numWords));
+}

@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <io.h>
+#include <shellapi.h>
 
 namespace Quirl
 {
@@ -39,6 +40,15 @@ std::wstring Quoted(const std::wstring& word)
     return quoted + L"\"";
 }
 
+std::string ToNarrow(const wchar_t* pText)
+{
+    const int size = WideCharToMultiByte(CP_UTF8, 0, pText, -1, nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, pText, -1, narrow.data(), size, nullptr, nullptr);
+    narrow.pop_back(); // the terminator
+    return narrow;
+}
+
 void Feed(HANDLE pipe, const std::string& input)
 {
     std::size_t written = 0;
@@ -50,11 +60,6 @@ void Feed(HANDLE pipe, const std::string& input)
 }
 
 } // namespace
-
-void OpenStandardOutput()
-{
-    // Libraries are initialised before any code of this program, so what they print is not kept back here.
-}
 
 void SetBinaryMode(std::FILE* pFile)
 {
@@ -70,9 +75,14 @@ bool IsTerminal(std::FILE* pFile)
 
 std::FILE* OpenForReading(const std::string& path, std::string& rReason)
 {
-    std::FILE* const pFile = _wfopen(ToWide(path).c_str(), L"rb");
+    const std::wstring widePath = ToWide(path);
+    std::FILE* const pFile = _wfopen(widePath.c_str(), L"rb");
     if (pFile == nullptr) {
-        rReason = std::strerror(errno);
+        // The system's own answer to a folder speaks of rights.
+        const int error = errno;
+        const DWORD attributes = GetFileAttributesW(widePath.c_str());
+        const bool bFolder = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+        rReason = std::strerror(bFolder ? EISDIR : error);
     }
     return pFile;
 }
@@ -121,3 +131,17 @@ int RunProgram(const std::vector<std::string>& words, const std::string& input)
 }
 
 } // namespace Quirl
+
+// The program finds this one by its name.
+extern "C" __declspec(dllexport) int RunQuirl()
+{
+    // The words that main gets have lost the letters that the machine's own language does not know.
+    int numWords = 0;
+    wchar_t** const ppWords = CommandLineToArgvW(GetCommandLineW(), &numWords);
+    std::vector<std::string> words;
+    for (int i = 1; i < numWords; ++i) {
+        words.push_back(Quirl::ToNarrow(ppWords[i]));
+    }
+    LocalFree(ppWords);
+    return Quirl::RunTool(words);
+}
