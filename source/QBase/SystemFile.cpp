@@ -223,7 +223,7 @@ void SystemFile::NonVirtualClose()
     }
     std::FILE* const pFile = mpFile;
     mpFile = nullptr;
-    if (std::fclose(pFile) != 0) {
+    if (!Platform::CloseFile(pFile)) {
         Error(QBASE_HERE, "Failed to close file '%s'", mFilename.c_str());
     }
 }

@@ -73,6 +73,9 @@ std::string WorkingDirectory();
 /// Opens like fopen, but no directory, and the descriptor is not inherited by child processes.
 std::FILE* OpenFile(const char* pPath, const char* pMode);
 
+/// Closes the file in any case. False when bytes that were still buffered could not be written.
+bool CloseFile(std::FILE* pFile);
+
 /// Read and write like fread and fwrite, without the lock that those take. The number of bytes.
 int ReadFile(std::FILE* pFile, void* pData, int count);
 int WriteFile(std::FILE* pFile, const void* pData, int count);

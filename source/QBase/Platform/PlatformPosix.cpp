@@ -203,6 +203,11 @@ std::FILE* OpenFile(const char* pPath, const char* pMode)
     return pFile;
 }
 
+bool CloseFile(std::FILE* pFile)
+{
+    return std::fclose(pFile) == 0;
+}
+
 // The single-byte calls are expanded in place and beat the others up to about this many bytes.
 constexpr int FEW_BYTES = 16;
 

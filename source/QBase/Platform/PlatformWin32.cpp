@@ -273,6 +273,12 @@ std::FILE* OpenFile(const char* pPath, const char* pMode)
     return pFile;
 }
 
+bool CloseFile(std::FILE* pFile)
+{
+    std::clearerr(pFile); // some runtime libraries answer with an earlier failure once more
+    return std::fclose(pFile) == 0;
+}
+
 int ReadFile(std::FILE* pFile, void* pData, int count)
 {
     // The system refuses a transfer of more than the caller's memory holds, even where the file ends before.
