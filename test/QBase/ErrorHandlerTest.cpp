@@ -5,6 +5,7 @@
 #include "QBase/ErrorHooks.h"
 #include "QBase/Global.h"
 #include "Support/CapturedConsole.h"
+#include "Support/System.h"
 
 #include <gtest/gtest.h>
 
@@ -107,7 +108,8 @@ TEST_F(ErrorHandlerTest, ACloneCarriesItsCountOn)
 TEST_F(ErrorHandlerTest, WithoutATerminalItPrintsAndContinues)
 {
     SetQuestionHook(nullptr);
-    CapturedConsole console; // standard error is a file now
+    const Solitude nobodyToAsk;
+    CapturedConsole console;
     SetErrorHandler(mpHandler);
     Error("Table", 12, "x");
     EXPECT_EQ(console.TakeErrors(),

@@ -128,6 +128,9 @@ TEST(ErrorTest, AHugeMessageNeedsLittleStack)
 TEST(ErrorTest, AFormatThatTheCLibraryRefusesIsTheTextItself)
 {
     const wchar_t unprintable[] = {static_cast<wchar_t>(0xD800), 0};
+    if (std::snprintf(nullptr, 0, "%ls", unprintable) >= 0) {
+        GTEST_SKIP() << "the C library of this system prints everything";
+    }
     CapturedConsole console;
     Error("T", 1, "as it stands: %ls", unprintable);
     EXPECT_EQ(console.TakeErrors(), "ERROR: T (line 1): as it stands: %ls\n");

@@ -9,7 +9,7 @@
 
 Outcome RunProgram(const std::string& command)
 {
-    Outcome outcome{{}, -1};
+    Outcome outcome{{}, -1, {}};
     std::FILE* const pPipe = popen((command + " 2>&1").c_str(), "r");
     if (pPipe == nullptr) {
         ADD_FAILURE() << "cannot run " << command;

@@ -1,0 +1,133 @@
+// The tool quirl at a shell: pipes, terminals, devices and names that only some systems have.
+
+#include "QBase/List.h"
+#include "Support/Paths.h"
+#include "Support/Sanitizer.h"
+#include "Tool/ToolFixture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace QBase;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace
+{
+
+class ToolShellTest : public ToolTest
+{
+protected:
+    /// Runs shell commands in the folder of the test; "quirl" there is the built tool.
+    Outcome Run(const std::string& commands) const
+    {
+        ProgramStart start{
+            {"/bin/sh", "-c", "quirl() { '" + BinaryPath("quirl") + "' \"$@\"; }\n" + commands}};
+        start.mFolder = PathOf("");
+        return RunApart(start);
+    }
+};
+
+} // namespace
+
+TEST_F(ToolShellTest, APipeIsReadAndWrittenLikeAFile)
+{
+    WriteSmall();
+    const Outcome result = Run("cat small.QXml | quirl convert - - | quirl diff small.QXml - && echo same");
+    EXPECT_EQ(result.mOutput, "same\n");
+    EXPECT_THAT(result.mErrors, IsEmpty());
+}
+
+TEST_F(ToolShellTest, ANameThatIsNoUtf8IsReadButNotWritten)
+{
+    WriteSmall();
+    EXPECT_THAT(Run("quirl convert small.QXml \"$(printf 'a\\377b')\"").mErrors, HasSubstr("is no UTF-8"));
+    EXPECT_EQ(Run("cp small.QXml \"$(printf 'a\\377b')\" && quirl show \"$(printf 'a\\377b')\"").mExitCode,
+              0);
+}
+
+TEST_F(ToolShellTest, AFullDiskIsTrouble)
+{
+    WriteSmall();
+    const Outcome result = Run("quirl convert small.QXml - >/dev/full");
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_THAT(result.mErrors, HasSubstr("Failed to write to standard output - No space left on device"));
+}
+
+TEST_F(ToolShellTest, GraphAsSvgIsDrawnByDotAndPrintsNothing)
+{
+    WriteSmall();
+    const Outcome drawn = Run("quirl graph small.QXml --svg small.svg");
+    EXPECT_EQ(drawn.mExitCode, 0) << drawn.mErrors;
+    EXPECT_THAT(drawn.mOutput, IsEmpty());
+    EXPECT_THAT(mFolder.Read("small.svg"), HasSubstr("</svg>"));
+    const Outcome printed = Run("quirl graph small.QXml --svg -");
+    EXPECT_EQ(printed.mExitCode, 0) << printed.mErrors;
+    EXPECT_EQ(printed.mOutput, mFolder.Read("small.svg"));
+}
+
+TEST_F(ToolShellTest, AnInterruptedDrawingLeavesTheOldFileAndNothingElse)
+{
+    // A dot that takes its time and tells that it runs.
+    WriteSmall();
+    mFolder.Write("kept.svg", "old");
+    mFolder.Write("dot", "#!/bin/sh\ntouch started\nexec sleep 5\n");
+    const Outcome result =
+        Run("chmod +x dot; PATH=.:$PATH; for signal in TERM HUP; do rm -f started; '" + BinaryPath("quirl") +
+            "' graph small.QXml --svg kept.svg & pid=$!; while [ ! -e started ]; do sleep 0.05; done; "
+            "ls -a | grep -c qbase; kill -s $signal $pid; wait $pid; echo $?; done; rm -f started dot; "
+            "ls -a | grep -c qbase");
+    EXPECT_EQ(result.mOutput, "1\n143\n1\n129\n0\n");
+    EXPECT_EQ(mFolder.Read("kept.svg"), "old");
+}
+
+TEST_F(ToolShellTest, OnATerminalBinaryIsRefusedAndLongWorkShowsWhatItIsAt)
+{
+    WriteSmall();
+    const std::string quirl = "'" + BinaryPath("quirl") + "'";
+    const Outcome refused = Run("script -qec \"" + quirl + " convert small.QXml -\" /dev/null");
+    EXPECT_THAT(refused.mOutput, HasSubstr("Failed to write binary to the terminal; say --to xml"));
+    // The input comes late, so that there is something to wait for.
+    const Outcome waited = Run("script -qec \"(sleep 1; cat small.QXml) | " + quirl +
+                               " check - >checked\" /dev/null; cat checked");
+    EXPECT_THAT(waited.mOutput, HasSubstr("\r\033[KLoading standard input ... "));
+    EXPECT_THAT(waited.mOutput, HasSubstr("-: ok, xml"));
+    EXPECT_THAT(Run("(sleep 1; cat small.QXml) | quirl check -").mErrors, IsEmpty());
+}
+
+TEST_F(ToolShellTest, WrongCountsInAFileAreReportedInLittleMemory)
+{
+    if (HAS_SANITIZER) {
+        GTEST_SKIP() << "sanitizers take all address space";
+    }
+    Ptr<List> pList = List::Construct(Value::Null);
+    for (int i = 0; i < 20000; ++i) {
+        pList->Insert(Object::Construct(Value::Null));
+    }
+    Save(pList, "list");
+    const std::string bytes = mFolder.Read("list");
+    int numFiles = 0;
+    // The counts of texts and objects, the length of the first text, the properties and children of the list.
+    for (const std::size_t place : {8u, 12u, 16u, 51u, 55u}) {
+        const unsigned remaining = static_cast<unsigned>(bytes.size() - place - 4);
+        for (const unsigned count : {~0u, 0x7FFFFFFFu, remaining + 1}) {
+            std::string damaged = bytes;
+            for (std::size_t i = 0; i < 4; ++i) {
+                damaged[place + i] = static_cast<char>(count >> (8 * i));
+            }
+            mFolder.Write(("damaged" + std::to_string(numFiles++)).c_str(), damaged);
+        }
+    }
+    const Outcome result = Run("ulimit -v 65536; quirl check list && quirl check damaged*");
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_THAT(result.mOutput, StartsWith("list: ok, "));
+    for (int i = 0; i < numFiles; ++i) {
+        const std::string report = "damaged" + std::to_string(i) +
+                                   ": error: Failed to deserialize file 'damaged" + std::to_string(i) +
+                                   "' - ";
+        EXPECT_THAT(result.mOutput, HasSubstr(report));
+    }
+}
