@@ -206,7 +206,7 @@ TEST_F(ToolTest, ClassesListsPropertiesAndSignaturesOfAModule)
 
 TEST_F(ToolTest, ClassesShowsWhatDataCanDoWithThreads)
 {
-    const std::string output = Run("quirl classes QBase").mOutput;
+    const std::string output = Quirl({"classes", "QBase"}).mOutput;
     EXPECT_THAT(output, HasSubstr("class QBase.ThreadExecutor : QBase.Object\n"
                                   "  Executable: Object\n"
                                   "  ExecutableArg: Value\n"

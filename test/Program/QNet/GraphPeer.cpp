@@ -7,6 +7,7 @@
 #include "QNet/Node.h"
 
 #include "QBase/BinarySerializer.h"
+#include "QBase/ClassInfoTable.h"
 #include "QBase/FileReplacement.h"
 #include "QBase/FileSerializer.h"
 #include "QBase/Global.h"
