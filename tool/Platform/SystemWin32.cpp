@@ -143,5 +143,7 @@ extern "C" __declspec(dllexport) int RunQuirl()
         words.push_back(Quirl::ToNarrow(ppWords[i]));
     }
     LocalFree(ppWords);
+    Quirl::SetBinaryMode(stdout); // the same bytes on every system
+    Quirl::SetBinaryMode(stderr);
     return Quirl::RunTool(words);
 }
