@@ -12,6 +12,7 @@
 #include "Support/Bytes.h"
 #include "Support/CapturedMessages.h"
 #include "Support/GraphEditor.h"
+#include "Support/Patterns.h"
 #include "Support/Waiting.h"
 
 #include <gmock/gmock.h>
@@ -32,7 +33,6 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 using testing::Not;
 
 namespace
@@ -83,7 +83,7 @@ protected:
             Dissolve(pNode->GetRoot());
         }
         mNodes.clear();
-        EXPECT_THAT(mMessages.TakeAll(), Each(MatchesRegex("'.*' (joined|left|ended)")));
+        EXPECT_THAT(mMessages.TakeAll(), Each(MatchesPattern("'.*' (joined|left|ended)")));
     }
 
     Ptr<Node> Serve(const Ptr<Node>& pNode)
@@ -439,8 +439,8 @@ TEST_F(NodeThreadTest, ASourceThatDiesInAPassLeavesTheReplicaAsItWas)
     Put(pStream, Bytes("05 00 00 00 00 00 00 00 00" /* no root */ "10 00 00 00 01")); // and half a frame
     pStream->Close();
     EXPECT_THAT(WaitForError(),
-                MatchesRegex("ERROR: Node .*: Failed to read a pass from '127.0.0.1:[0-9]+' - it "
-                             "left after 14 bytes of it"));
+                MatchesPattern("ERROR: Node .*: Failed to read a pass from '127.0.0.1:[0-9]+' - it "
+                               "left after 14 bytes of it"));
     EXPECT_EQ(pReplica->GetState(), Node::LOST);
     EXPECT_NE(pReplica->GetRoot(), nullptr);
 }
@@ -483,8 +483,8 @@ TEST_F(NodeThreadTest, APeerThatDiesInAFrameIsReportedAndTheOthersGoOn)
     Put(pStream, Bytes("20 00 00 00 11 01 00"));
     pStream->Close();
     EXPECT_THAT(WaitForError(),
-                MatchesRegex("ERROR: Node .*: Failed to read a frame from '127.0.0.1:[0-9]+' - it left "
-                             "after 7 bytes of it"));
+                MatchesPattern("ERROR: Node .*: Failed to read a frame from '127.0.0.1:[0-9]+' - it left "
+                               "after 7 bytes of it"));
     EXPECT_EQ(mpSource->GetNumPeers(), 1);
     AsProbe(pRoot)->mNumber = 1;
     EXPECT_TRUE(AllBecomeEqual());
@@ -573,8 +573,8 @@ TEST_F(NodeThreadTest, APeerThatStallsIsDroppedAndTheOthersGoOn)
         return !errors.empty();
     }));
     EXPECT_THAT(errors,
-                ElementsAre(MatchesRegex("ERROR: TcpStream .*: Failed to write to '127.0.0.1:[0-9]+' - it "
-                                         "took none of [0-9]+ bytes for 100 ms")));
+                ElementsAre(MatchesPattern("ERROR: TcpStream .*: Failed to write to '127.0.0.1:[0-9]+' - it "
+                                           "took none of [0-9]+ bytes for 100 ms")));
     ASSERT_TRUE(WaitFor([&] { return mpSource->GetNumPeers() == 1; }));
     EXPECT_TRUE(AllBecomeEqual());
 }

@@ -6,6 +6,7 @@
 #include "QBase/Global.h"
 #include "QBase/Property.h"
 #include "Support/CapturedMessages.h"
+#include "Support/Patterns.h"
 #include "Support/Waiting.h"
 
 #include <gmock/gmock.h>
@@ -19,7 +20,6 @@ using namespace QNet;
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 
 namespace
 {
@@ -145,8 +145,8 @@ TEST_F(TcpStreamThreadTest, BytesArriveInOrderInBothDirections)
 
 TEST_F(TcpStreamThreadTest, BothEndsKnowTheOther)
 {
-    EXPECT_THAT(mpNear->GetAddress().c_str(), MatchesRegex("127\\.0\\.0\\.1:[0-9]+"));
-    EXPECT_THAT(mpFar->GetAddress().c_str(), MatchesRegex("127\\.0\\.0\\.1:[0-9]+"));
+    EXPECT_THAT(mpNear->GetAddress().c_str(), MatchesPattern("127\\.0\\.0\\.1:[0-9]+"));
+    EXPECT_THAT(mpFar->GetAddress().c_str(), MatchesPattern("127\\.0\\.0\\.1:[0-9]+"));
     EXPECT_EQ(mpNear->GetAddress(), String(("127.0.0.1:" + std::to_string(mpServer->GetPort())).c_str()));
     EXPECT_TRUE(mpNear->IsTrusted());
     EXPECT_FALSE(mpFar->IsTrusted());
@@ -221,7 +221,7 @@ TEST_F(TcpStreamThreadTest, APeerThatTakesNothingForTheStallTimeIsReportedAndDro
     ASSERT_TRUE(WaitUntil([this] { return mpNear->GetState() == TcpStream::CLOSED; }));
     const std::string error = messages.TakeError();
     EXPECT_THAT(error, HasSubstr("Failed to write to '127.0.0.1:"));
-    EXPECT_THAT(error, MatchesRegex(".*- it took none of [0-9]+ bytes for 50 ms"));
+    EXPECT_THAT(error, MatchesPattern(".*- it took none of [0-9]+ bytes for 50 ms"));
     EXPECT_FALSE(mpNear->Flush(0));
 }
 

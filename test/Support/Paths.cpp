@@ -5,10 +5,11 @@
 namespace
 {
 
-// Shells take a path only with the separators of their own system.
+// Shells take a path only with the separators of their own system, and a program that runs elsewhere needs
+// the drive as well.
 std::string PathIn(const char* pFolder, const std::string& name)
 {
-    return (std::filesystem::path(pFolder) / name).make_preferred().string();
+    return std::filesystem::absolute(std::filesystem::path(pFolder) / name).make_preferred().string();
 }
 
 } // namespace
