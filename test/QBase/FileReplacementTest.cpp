@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 namespace fs = std::filesystem;
@@ -119,7 +120,8 @@ TEST(FileReplacementTest, AFolderOrDeviceIsReportedAndLeftAlone)
         EXPECT_FALSE(replacement.Commit());
         EXPECT_THAT(messages.TakeError(), EndsWith("' - nothing was written"));
     }
-    EXPECT_TRUE(fs::is_character_file(NULL_DEVICE));
+    std::ofstream(NULL_DEVICE) << "gone";
+    EXPECT_EQ(std::ifstream(NULL_DEVICE).get(), std::ifstream::traits_type::eof());
 }
 
 TEST(FileReplacementTest, AWriteProtectedFileIsReportedAndLeftAlone)

@@ -343,6 +343,8 @@ bool IsWriteProtected(const char* pPath)
 std::string ResolveLinks(const char* pPath)
 {
     const ReferencedFile file(pPath);
+    if (GetFileType(file.GetHandle()) != FILE_TYPE_DISK)
+        return pPath; // a device has a name of its own kind
     std::wstring path(MAX_PATH, L'\0');
     DWORD length = GetFinalPathNameByHandleW(file.GetHandle(), path.data(), MAX_PATH, 0);
     if (length >= MAX_PATH) {
