@@ -8,5 +8,6 @@
 
 #include <asio.hpp>
 
-// <windows.h>, which comes along there, puts a macro over this name.
+// <windows.h>, which comes along there, puts a macro over these names.
 #undef GetClassName
+#undef RegisterClass

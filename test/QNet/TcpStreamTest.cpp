@@ -242,6 +242,7 @@ TEST_F(TcpStreamThreadTest, ASlowPeerThatTakesSomethingOnceInAWhileIsKept)
         return numLeft == 0;
     })) << numLeft
         << " bytes are left";
+    EXPECT_EQ(mpNear->GetState(), TcpStream::OPEN);
 }
 
 TEST_F(TcpStreamThreadTest, WhatWasWrittenBeforeTheCloseArrives)

@@ -20,7 +20,6 @@
 // What <windows.h> defines.
 #define GetClassName GetClassNameA
 #define GetObject GetObjectA
-#define RegisterClass RegisterClassA
 #define GetMessage GetMessageA
 #define CreateFile CreateFileA
 #define DeleteFile DeleteFileA
@@ -35,4 +34,11 @@
 #define min(a, b) (((a) < (b)) ? (a) : (b))
 #define max(a, b) (((a) > (b)) ? (a) : (b))
 
-#include "Support/WindowsUnitBody.h"
+#include "Support/WindowsUnit.h"
+
+#include "QBase/QBase.h"
+
+const QBase::String& ClassNameInWindowsUnit(const QBase::Object* pObject)
+{
+    return pObject->GetClassName();
+}
