@@ -1,4 +1,4 @@
-#include "Tool/ToolFixture.h"
+#include "Support/ToolFixture.h"
 
 #include "QBase/Object.h"
 #include "Support/Paths.h"

@@ -3,7 +3,7 @@
 #include "QBase/List.h"
 #include "Support/Paths.h"
 #include "Support/Sanitizer.h"
-#include "Tool/ToolFixture.h"
+#include "Support/ToolFixture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 
 #include "Support/Paths.h"
 #include "Support/System.h"
-#include "Tool/ToolFixture.h"
+#include "Support/ToolFixture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

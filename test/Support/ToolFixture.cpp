@@ -1,4 +1,4 @@
-#include "Tool/ToolFixture.h"
+#include "Support/ToolFixture.h"
 
 #include "QBase/BinarySerializer.h"
 #include "QBase/List.h"
