@@ -81,6 +81,7 @@ private:
     };
 
     bool Take(std::size_t size);
+    void ReadStep();
     void ReadHead();
     void ReadDescription();
     void ReadAnswer();
@@ -96,9 +97,9 @@ private:
     State mState = WAITING;
     Step mStep = HEAD;
     std::chrono::steady_clock::time_point mDeadline;
-    int mTime; // milliseconds until the deadline
-    std::size_t mSize = 0;
-    std::string mBytes;           // what the present step reads
+    int mTime;                    // milliseconds until the deadline
+    std::size_t mSize;            // bytes that the present step reads
+    std::string mBytes;           // those bytes
     std::string mPeerDescription; // until it is compared
     bool mbDescribed = false;     // our classes were sent
 };

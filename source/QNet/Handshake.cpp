@@ -37,7 +37,7 @@ Handshake::Handshake(Stream* pStream, ObjectDiffSerializer* pSerializer, std::st
                      int milliseconds)
     : mpStream(pStream), mpSerializer(pSerializer), mAddress(std::move(address)), mMode(mode),
       mDeadline(std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds)),
-      mTime(milliseconds)
+      mTime(milliseconds), mSize(HEAD_SIZE)
 {
     if (mMode == COMPARE) {
         SendDescription();
@@ -46,16 +46,31 @@ Handshake::Handshake(Stream* pStream, ObjectDiffSerializer* pSerializer, std::st
 
 Handshake::State Handshake::Update()
 {
-    static constexpr void (Handshake::*READERS[])() = {&Handshake::ReadHead, &Handshake::ReadDescription,
-                                                       &Handshake::ReadAnswer, &Handshake::ReadReason};
-    static constexpr std::size_t FIXED_SIZES[] = {HEAD_SIZE, 0, ANSWER_SIZE, 0};
-    while (mState == WAITING && Take(FIXED_SIZES[mStep] > 0 ? FIXED_SIZES[mStep] : mSize)) {
-        (this->*READERS[mStep])();
+    while (mState == WAITING && Take(mSize)) {
+        ReadStep();
     }
     if (mState == WAITING && std::chrono::steady_clock::now() >= mDeadline) {
         Refuse("there was no agreement within " + std::to_string(mTime) + " ms");
     }
     return mState;
+}
+
+void Handshake::ReadStep()
+{
+    switch (mStep) {
+    case HEAD:
+        ReadHead();
+        break;
+    case DESCRIPTION:
+        ReadDescription();
+        break;
+    case ANSWER:
+        ReadAnswer();
+        break;
+    case REASON:
+        ReadReason();
+        break;
+    }
 }
 
 std::vector<std::pair<std::string, std::string>> Handshake::GetPeerClasses() const
@@ -131,6 +146,7 @@ void Handshake::ReadDescription()
 {
     mPeerDescription = mBytes;
     mStep = ANSWER;
+    mSize = ANSWER_SIZE;
     std::vector<ClassDescription> classes;
     if (!Decode(mPeerDescription, classes)) {
         Refuse("the description of its classes is damaged");
