@@ -297,7 +297,7 @@ TEST(GlobalTest, ModulesAreSearchedForInOneOrderAndTheFirstThatIsThereIsReported
 TEST(GlobalTest, TheClassTableOfEveryClassCanBeTheFirstThingAskedFor)
 {
     for (const std::string& name : NamesOf(GetModuleTable()->Find("QBase"))) {
-        const Outcome outcome = RunProgram(BinaryPath("ClassTable ") + name);
+        const Outcome outcome = RunProgram(BinaryPath("ClassTable") + " " + name);
         EXPECT_EQ(outcome.mOutput, "Quirl v.2.1\n") << name;
         EXPECT_EQ(outcome.mExitCode, 0) << name;
     }

@@ -230,18 +230,12 @@ TEST_F(TcpStreamThreadTest, ASlowPeerThatTakesSomethingOnceInAWhileIsKept)
 {
     mpNear->SetStallTime(1500);
     Put(mpNear, std::string(24 * 1024 * 1024, 'z'));
-    int numLeft = 24 * 1024 * 1024;
-    const auto endOfSlowness = std::chrono::steady_clock::now() + std::chrono::seconds(4);
-    ASSERT_TRUE(WaitUntil([&] {
-        int count = mpFar->BytesAvailable();
-        if (std::chrono::steady_clock::now() < endOfSlowness) { // for longer than the stall time
-            count = std::min(count, 64 * 1024);
-            Sleep(10);
-        }
-        numLeft -= static_cast<int>(Take(mpFar, count).size());
-        return numLeft == 0;
-    })) << numLeft
-        << " bytes are left";
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(4);
+    while (std::chrono::steady_clock::now() < end) { // for longer than the stall time
+        Take(mpFar, std::min(mpFar->BytesAvailable(), 16 * 1024));
+        Sleep(10);
+    }
+    EXPECT_GT(mpNear->GetNumBytesWaiting(), 0); // the system did not swallow all of it
     EXPECT_EQ(mpNear->GetState(), TcpStream::OPEN);
 }
 
