@@ -1,5 +1,6 @@
 #include "QNet/Connection.h"
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <utility>
@@ -295,7 +296,10 @@ void Connection::WriteSome()
     if (!mbWatching) {
         WatchProgress(GetStallTime());
     }
-    mSocket.async_write_some(asio::buffer(mWriting.GetData(), mWriting.GetSize()),
+    // Some systems take all that they are given and tell nothing until the last byte has left, so that a slow
+    // peer would look like one that takes nothing.
+    constexpr std::size_t MAX_PIECE = 64 * 1024;
+    mSocket.async_write_some(asio::buffer(mWriting.GetData(), std::min(mWriting.GetSize(), MAX_PIECE)),
                              [pThis = shared_from_this()](const asio::error_code& error, std::size_t size) {
                                  pThis->OnWritten(error, size);
                              });
