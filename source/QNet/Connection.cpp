@@ -1,6 +1,7 @@
 #include "QNet/Connection.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <exception>
 #include <utility>
@@ -202,6 +203,14 @@ void Connection::Resolve(const std::string& host, int port, int milliseconds)
         pThis->mTimer.cancel();
         pThis->Begin();
     };
+    if (host == "localhost") { // is this machine, also where nothing that resolves names says so
+        const auto portNumber = static_cast<asio::ip::port_type>(port);
+        const std::array<tcp::endpoint, 2> endpoints{
+            tcp::endpoint(asio::ip::address_v6::loopback(), portNumber),
+            tcp::endpoint(asio::ip::address_v4::loopback(), portNumber)};
+        asio::async_connect(mSocket, endpoints, connect);
+        return;
+    }
     mResolver.async_resolve(host, std::to_string(port),
                             [pThis = shared_from_this(), failed, connect](
                                 const asio::error_code& error, const tcp::resolver::results_type& endpoints) {
