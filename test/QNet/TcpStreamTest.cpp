@@ -229,11 +229,11 @@ TEST_F(TcpStreamThreadTest, APeerThatTakesNothingForTheStallTimeIsReportedAndDro
 TEST_F(TcpStreamThreadTest, ASlowPeerThatTakesSomethingOnceInAWhileIsKept)
 {
     mpNear->SetStallTime(1500);
-    Put(mpNear, std::string(24 * 1024 * 1024, 'z'));
+    Put(mpNear, std::string(64 * 1024 * 1024, 'z'));
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(4);
-    while (std::chrono::steady_clock::now() < end) { // for longer than the stall time
-        Take(mpFar, std::min(mpFar->BytesAvailable(), 16 * 1024));
-        Sleep(10);
+    while (std::chrono::steady_clock::now() < end) {                 // for longer than the stall time
+        Take(mpFar, std::min(mpFar->BytesAvailable(), 1024 * 1024)); // systems tell of room in large pieces
+        Sleep(200);
     }
     EXPECT_GT(mpNear->GetNumBytesWaiting(), 0); // the system did not swallow all of it
     EXPECT_EQ(mpNear->GetState(), TcpStream::OPEN);
