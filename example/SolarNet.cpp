@@ -144,7 +144,8 @@ int Serve(const char* pScenePath, int numPasses, const char* pOutputPath)
 {
     const Ptr<Node> pNode = Node::Construct(Value::Null);
     RegisterClasses(pNode);
-    const Ptr<Object> pScene = FileSerializer::Construct(Value::Null)->Deserialize(pScenePath).AsObject();
+    const Ptr<FileSerializer> pLoader = FileSerializer::Construct(Value::Null);
+    const Ptr<Object> pScene = pLoader->Deserialize(pScenePath).AsObject();
     if (pScene == nullptr || !pNode->Serve("", 0)) { // the reason is reported
         return EXIT_FAILURE;
     }

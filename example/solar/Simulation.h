@@ -1,6 +1,7 @@
 // Simulation moves a solar system on, one step with each Execute, and remembers the time.
 //
-//     Ptr<Object> pSimulation = FileSerializer::Construct(Value::Null)->Deserialize("solar.QXml").AsObject();
+//     Ptr<FileSerializer> pLoader = FileSerializer::Construct(Value::Null);
+//     Ptr<Object> pSimulation = pLoader->Deserialize("solar.QXml").AsObject();
 //     pSimulation->Execute(Value::Null);                // a quarter of a day later
 //     pSimulation->FindProperty("Time")->Get(pSimulation);
 //
