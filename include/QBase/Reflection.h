@@ -58,9 +58,9 @@ namespace QBase
 {
 
 /// What every reflected class's ClassTable, Construct, Clone and registrar have in common.
-QBASE_API ClassInfoTable* RegisterClass(ClassInfoTable*& rpClassTable, const String& module,
-                                        const String& className, Value (*pConstruct)(const Value&),
-                                        void (*pImplement)());
+QBASE_API ClassInfoTable* RegisterReflectedClass(ClassInfoTable*& rpClassTable, const String& module,
+                                                 const String& className, Value (*pConstruct)(const Value&),
+                                                 void (*pImplement)());
 QBASE_API void AddClassEntry(ClassInfoTable* pClassTable, const char* pName, Object* pEntry);
 QBASE_API void ReportInterfaceClass(const char* pUnit, int line);
 
@@ -663,7 +663,7 @@ private:
         if (spClassTable != nullptr) {                                                                       \
             return spClassTable;                                                                             \
         }                                                                                                    \
-        return ::QBase::RegisterClass(                                                                       \
+        return ::QBase::RegisterReflectedClass(                                                              \
             spClassTable, ModuleName(), ClassName(),                                                         \
             [](const ::QBase::Value& value) {                                                                \
                 return ::QBase::Value(static_cast<::QBase::Object*>(Construct(value)));                      \

@@ -264,8 +264,9 @@ public:
 
 // Nothing in here may ask for a class table or look anything up through one before rpClassTable is set: the
 // class being registered may be the very one that the question needs.
-ClassInfoTable* RegisterClass(ClassInfoTable*& rpClassTable, const String& module, const String& className,
-                              Value (*pConstruct)(const Value&), void (*pImplement)())
+ClassInfoTable* RegisterReflectedClass(ClassInfoTable*& rpClassTable, const String& module,
+                                       const String& className, Value (*pConstruct)(const Value&),
+                                       void (*pImplement)())
 {
     if (GetModuleTable() == nullptr) {
         Init();

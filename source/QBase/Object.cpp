@@ -66,7 +66,7 @@ ClassInfoTable* Object::ClassTable()
     if (spClassTable != nullptr) {
         return spClassTable;
     }
-    return RegisterClass(
+    return RegisterReflectedClass(
         spClassTable, ModuleName(), ClassName(), [](const Value& value) { return Value(Construct(value)); },
         &Object::Implement);
 }

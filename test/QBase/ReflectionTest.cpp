@@ -1,6 +1,7 @@
 #include "QBase/Reflection.h"
 
 #include "QBase/DynamicProperty.h"
+#include "QBase/Global.h"
 #include "QBase/List.h"
 
 #include "Support/Specimen.h"
@@ -134,4 +135,11 @@ TEST_F(ReflectionTest, CloneMakesAnObjectOfTheSameClass)
 TEST_F(ReflectionTest, AUnitBehindTheWindowsHeadersCallsTheSameGetClassName)
 {
     EXPECT_EQ(&ClassNameInWindowsUnit(mpObject), &mpObject->GetClassName());
+}
+
+TEST_F(ReflectionTest, AUnitBehindTheWindowsHeadersHasClassesOfItsOwn)
+{
+    const Ptr<Object> pPane = Construct("WindowsUnit", "Pane");
+    ASSERT_NE(pPane, nullptr);
+    EXPECT_EQ(pPane->GetClassName(), String("Pane"));
 }

@@ -20,6 +20,7 @@
 // What <windows.h> defines.
 #define GetClassName GetClassNameA
 #define GetObject GetObjectA
+#define RegisterClass RegisterClassA
 #define GetMessage GetMessageA
 #define CreateFile CreateFileA
 #define DeleteFile DeleteFileA
@@ -34,11 +35,4 @@
 #define min(a, b) (((a) < (b)) ? (a) : (b))
 #define max(a, b) (((a) > (b)) ? (a) : (b))
 
-#include "Support/WindowsUnit.h"
-
-#include "QBase/QBase.h"
-
-const QBase::String& ClassNameInWindowsUnit(const QBase::Object* pObject)
-{
-    return pObject->GetClassName();
-}
+#include "Support/WindowsUnitBody.h"

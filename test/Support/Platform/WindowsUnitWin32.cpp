@@ -1,10 +1,3 @@
 #include <windows.h>
 
-#include "Support/WindowsUnit.h"
-
-#include "QBase/QBase.h"
-
-const QBase::String& ClassNameInWindowsUnit(const QBase::Object* pObject)
-{
-    return pObject->GetClassName();
-}
+#include "Support/WindowsUnitBody.h"
