@@ -36,6 +36,21 @@ public:
     /// The first entry of that name, here or along the chain of base classes; or null. Borrowed.
     Object* FindDerived(const String& name) const;
 
+    /// One line about the class; with a name, about the entry that its Implement registered under it.
+    /// String::Null where nothing was said. Descriptions of base classes are theirs alone.
+    String GetDescription() const { return GetEntryDescription(String::Null); }
+    String GetEntryDescription(const String& name) const;
+
+    /// Says it. For Implement; String::Null stands for the class itself.
+    void SetDescription(const String& name, const String& description);
+
+    /// True when constructing an object of the class or setting its properties may act on something outside
+    /// the program, such as files, threads or connections, because the class or a base of it says so.
+    bool ActsOutside() const;
+
+    /// Says it. For Implement.
+    void SetActsOutside() { mbActsOutside = true; }
+
     /// As Object's, also on null.
     ClassInfoTable* Access();
     ClassInfoTable* Release();
@@ -59,6 +74,8 @@ protected:
     ClassInfoTable& operator=(const ClassInfoTable&) = delete;
 
 private:
+    struct Descriptions;
+
     friend class EarlyClassTable;
     friend class Object;
     friend class PropertyList;
@@ -93,6 +110,8 @@ private:
     // A class has an index of all names, its bases' too, which a change of any of them drops. For that each
     // class knows those derived from it; instance tables are too many, and short-lived.
     bool mbIsClass;
+    bool mbActsOutside;
+    Descriptions* mpDescriptions;   // owned; null while there are none
     ClassInfoTable* mpFirstDerived; // borrowed, as are the rest of the list
     ClassInfoTable* mpNextDerived;
     mutable std::atomic<const NameIndex*> mpNameIndex; // owned; null until the first look-up

@@ -177,10 +177,11 @@ private:
     bool mbWasReferenced;
 };
 
-// What a registration call can say about a property beside its name and members.
+// What a registration call can say about an entry beside its name and members.
 struct MemberOptions
 {
-    bool mbExcluded = false; // neither saved nor compared
+    bool mbExcluded = false;             // neither saved nor compared
+    const char* mpDescription = nullptr; // one line for those who read the class's description
 };
 
 // Implementor<C> is the static registrar of class C: constructing it files C under its module and links it
@@ -240,9 +241,20 @@ private:                                                                        
         ::QBase::Registrar<C>::template AddConstant<Constant>(pName, options);                               \
     }                                                                                                        \
     template <typename E, typename C = Class>                                                                \
-    static void AddEnum(const char* pName, ::std::initializer_list<::std::pair<const char*, E>> keys)        \
+    static void AddEnum(const char* pName, ::std::initializer_list<::std::pair<const char*, E>> keys,        \
+                        const char* pDescription = nullptr)                                                  \
     {                                                                                                        \
-        ::QBase::Registrar<C>::template AddEnum<E>(pName, keys);                                             \
+        ::QBase::Registrar<C>::template AddEnum<E>(pName, keys, pDescription);                               \
+    }                                                                                                        \
+    template <typename C = Class>                                                                            \
+    static void Describe(const char* pDescription)                                                           \
+    {                                                                                                        \
+        ::QBase::Registrar<C>::Describe(pDescription);                                                       \
+    }                                                                                                        \
+    template <typename C = Class>                                                                            \
+    static void SetActsOutside()                                                                             \
+    {                                                                                                        \
+        ::QBase::Registrar<C>::SetActsOutside();                                                             \
     }                                                                                                        \
     static ::QBase::ClassInfoTable* spClassTable;                                                            \
     static ::QBase::Implementor<Class> sImplementor;

@@ -66,6 +66,9 @@ public:
     /// `rValue`. Reads the property once, as Get does, without a Value when nothing changed.
     virtual bool GetIfChanged(Object* pObject, const Value& known, Value& rValue);
 
+    /// The same for one element of an array.
+    virtual bool GetAtIfChanged(Object* pObject, int index, const Value& known, Value& rValue);
+
     /// The class whose objects have this property; null for a dynamic one, which asks for no object.
     ClassInfoTable* GetOwnerClass() const { return mpOwnerClass; }
 

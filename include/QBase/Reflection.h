@@ -27,6 +27,8 @@
 //         AddEnum<Ship::Gear>("Gear", {{"Up", Ship::UP}, {"Down", Ship::DOWN}});
 //         AddProperty<&Ship::mGear>("Gear");                     // an "Enum" that knows its names
 //         AddConstant<Ship::MAX_CREW>("MAX_CREW");
+//         Describe("A vessel and its cargo");                    // a line for whoever reads the class
+//         AddProperty<&Ship::mCrew>("Crew", {.mpDescription = "How many are on board"});
 //     }
 //
 // Type codes are read off the C++ signatures through ValueTraits. Functions are members, const or not, or
@@ -37,6 +39,10 @@
 // without one, C++ leaves undefined what a number outside the enumerators' range becomes.
 // One class gives the names of an enumeration with AddEnum; all properties of that enumeration know them,
 // those of other modules too. The EnumInfoObject stands in the class table under "enum " and the name.
+//
+// A class whose mere construction or whose setters act on something outside the program (files, threads,
+// connections) says so with SetActsOutside(): data of strangers then constructs it only where the host has
+// named it.
 //
 // Threads: registration runs while a library loads, on the thread that loads it.
 
@@ -340,7 +346,8 @@ void Store(const Value& value, Assign assign)
     }
 }
 
-// Answers Property::GetIfChanged for a typed slot: equality is that of Value, without making one.
+// Answers Property::GetIfChanged and GetAtIfChanged for a typed slot: equality is that of Value, without
+// making one.
 template <typename T>
 bool TakeIfChanged(const T& stored, const Value& known, Value& rValue)
 {
@@ -486,6 +493,10 @@ public:
     {
         return ValueTraits<T>::Make(Elements(pObject).GetAt(index));
     }
+    bool GetAtIfChanged(Object* pObject, int index, const Value& known, Value& rValue) override
+    {
+        return TakeIfChanged<T>(Elements(pObject).GetAt(index), known, rValue);
+    }
     void Clear(Object* pObject) override { Elements(pObject).Clear(); }
     int GetSize(Object* pObject) const override { return Elements(pObject).GetSize(); }
 
@@ -519,7 +530,7 @@ class Registrar
 {
 public:
     template <auto Callable>
-    static void AddFunction(const char* pName, const MemberOptions&)
+    static void AddFunction(const char* pName, const MemberOptions& options)
     {
         using Form = Reflect::Signature<decltype(Callable)>;
         static_assert(Form::IS_FUNCTION,
@@ -537,7 +548,7 @@ public:
             static_assert(bResult, "A reflected function has a result whose type no Value can carry");
             static_assert(bInputs, "A reflected function takes its arguments by value or const reference");
             if constexpr (bFewArgs && bPayloads && bResult && bInputs) {
-                Add(pName, new Reflect::BoundFunction<C, Callable>());
+                Add(pName, options, new Reflect::BoundFunction<C, Callable>());
             }
         }
     }
@@ -559,7 +570,7 @@ public:
                 std::is_same_v<Reflect::Plain<typename Get::Result>,
                                Reflect::Plain<std::tuple_element_t<0, typename Set::Args>>>;
             static_assert(bSame, "A property's getter and setter are about the same type");
-            Add(pName, new Reflect::AccessorProperty<C, Getter, Setter>(C::ClassTable(), options));
+            Add(pName, options, new Reflect::AccessorProperty<C, Getter, Setter>(C::ClassTable(), options));
         }
     }
 
@@ -574,36 +585,38 @@ public:
                 constexpr bool bPayload = Reflect::Payload<decltype(std::declval<A&>().GetAt(0))>;
                 static_assert(bPayload, "An array property has elements whose type no Value can carry");
                 if constexpr (bPayload) {
-                    Add(pName, new Reflect::ArrayFieldProperty<C, Member>(C::ClassTable(), options));
+                    Add(pName, options, new Reflect::ArrayFieldProperty<C, Member>(C::ClassTable(), options));
                 }
             } else {
                 constexpr bool bPayload = Reflect::Payload<typename Data::Type>;
                 static_assert(bPayload, "A property is over a member whose type no Value can carry");
                 if constexpr (bPayload) {
-                    Add(pName, new Reflect::FieldProperty<C, Member>(C::ClassTable(), options));
+                    Add(pName, options, new Reflect::FieldProperty<C, Member>(C::ClassTable(), options));
                 }
             }
         } else {
             constexpr bool bGetter = IsGetter<Get>();
             static_assert(bGetter, "AddProperty takes a member, a getter, or a getter and a setter");
             if constexpr (bGetter) {
-                Add(pName, new Reflect::AccessorProperty<C, Member, nullptr>(C::ClassTable(), options));
+                Add(pName, options,
+                    new Reflect::AccessorProperty<C, Member, nullptr>(C::ClassTable(), options));
             }
         }
     }
 
     template <auto Constant>
-    static void AddConstant(const char* pName, const MemberOptions&)
+    static void AddConstant(const char* pName, const MemberOptions& options)
     {
         constexpr bool bPayload = Reflect::Payload<decltype(Constant)>;
         static_assert(bPayload, "A constant has a type that no Value can carry");
         if constexpr (bPayload) {
-            Add(pName, new Reflect::ConstantProperty<Constant>(C::ClassTable()));
+            Add(pName, options, new Reflect::ConstantProperty<Constant>(C::ClassTable()));
         }
     }
 
     template <typename E>
-    static void AddEnum(const char* pName, std::initializer_list<std::pair<const char*, E>> keys)
+    static void AddEnum(const char* pName, std::initializer_list<std::pair<const char*, E>> keys,
+                        const char* pDescription)
     {
         static_assert(std::is_enum_v<E>, "AddEnum takes an enumeration");
         EnumInfoObject* const pInfo = EnumInfoObject::Construct(Value::Null);
@@ -613,12 +626,25 @@ public:
         for (const auto& [pKey, value] : keys) {
             pInfo->InsertEnum(pKey, static_cast<int>(value));
         }
-        Add((NarrowString("enum ") + pName).c_str(), pInfo);
+        Add((NarrowString("enum ") + pName).c_str(), {.mpDescription = pDescription}, pInfo);
         SetEnumInfo(typeid(E), pInfo);
     }
 
+    static void Describe(const char* pDescription)
+    {
+        C::ClassTable()->SetDescription(String::Null, pDescription);
+    }
+
+    static void SetActsOutside() { C::ClassTable()->SetActsOutside(); }
+
 private:
-    static void Add(const char* pName, Object* pEntry) { AddClassEntry(C::ClassTable(), pName, pEntry); }
+    static void Add(const char* pName, const MemberOptions& options, Object* pEntry)
+    {
+        AddClassEntry(C::ClassTable(), pName, pEntry);
+        if (options.mpDescription != nullptr) {
+            C::ClassTable()->SetDescription(pName, options.mpDescription);
+        }
+    }
 
     template <typename Get>
     static constexpr bool IsGetter()

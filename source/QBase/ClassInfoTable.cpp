@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <new>
 #include <utility>
+#include <vector>
 
 namespace QBase
 {
@@ -58,6 +59,12 @@ private:
 
 QBASE_IMPLEMENT(QBase, ClassInfoTable)
 
+// Outside Memory, as all that is known about a class beside its entries.
+struct ClassInfoTable::Descriptions
+{
+    std::vector<std::pair<String, String>> mTexts; // few, and asked for by people
+};
+
 void ClassInfoTable::Implement()
 {
     AddFunction<&ClassInfoTable::FindDerived>("FindDerived");
@@ -66,16 +73,16 @@ void ClassInfoTable::Implement()
 
 ClassInfoTable::ClassInfoTable(const Value& value)
     : Table(value), mpBaseClass(nullptr), mHolders(1), mStamp(NextStamp()), mpPropertyList(nullptr),
-      mPropertyListStamp(0), mbIsClass(false), mpFirstDerived(nullptr), mpNextDerived(nullptr),
-      mpNameIndex(nullptr)
+      mPropertyListStamp(0), mbIsClass(false), mbActsOutside(false), mpDescriptions(nullptr),
+      mpFirstDerived(nullptr), mpNextDerived(nullptr), mpNameIndex(nullptr)
 {
     TrackChanges();
 }
 
 ClassInfoTable::ClassInfoTable(const ClassInfoTable& other)
     : Table(other), mpBaseClass(other.mpBaseClass), mHolders(1), mStamp(NextStamp()), mpPropertyList(nullptr),
-      mPropertyListStamp(0), mbIsClass(false), mpFirstDerived(nullptr), mpNextDerived(nullptr),
-      mpNameIndex(nullptr)
+      mPropertyListStamp(0), mbIsClass(false), mbActsOutside(false), mpDescriptions(nullptr),
+      mpFirstDerived(nullptr), mpNextDerived(nullptr), mpNameIndex(nullptr)
 {
     TrackChanges();
     if (mpBaseClass != nullptr) {
@@ -89,6 +96,7 @@ ClassInfoTable::~ClassInfoTable()
     StopTrackingChanges();
     DropPropertyList();
     DropNameIndex();
+    delete mpDescriptions;
     UnlinkFromBase();
     ClassInfoTable* const pBaseClass = mpBaseClass;
     mpBaseClass = nullptr;
@@ -114,6 +122,42 @@ void ClassInfoTable::SetBaseClass(ClassInfoTable* pBaseClass)
     if (pOld != nullptr) {
         DropReference(pOld);
     }
+}
+
+String ClassInfoTable::GetEntryDescription(const String& name) const
+{
+    if (mpDescriptions != nullptr) {
+        for (const auto& [rName, rText] : mpDescriptions->mTexts) {
+            if (rName == name) {
+                return rText;
+            }
+        }
+    }
+    return String::Null;
+}
+
+void ClassInfoTable::SetDescription(const String& name, const String& description)
+{
+    if (mpDescriptions == nullptr) {
+        mpDescriptions = new Descriptions;
+    }
+    for (auto& [rName, rText] : mpDescriptions->mTexts) {
+        if (rName == name) {
+            rText = description;
+            return;
+        }
+    }
+    mpDescriptions->mTexts.emplace_back(name, description);
+}
+
+bool ClassInfoTable::ActsOutside() const
+{
+    for (const ClassInfoTable* pTable = this; pTable != nullptr; pTable = pTable->mpBaseClass) {
+        if (pTable->mbActsOutside) {
+            return true;
+        }
+    }
+    return false;
 }
 
 inline const NameIndex* ClassInfoTable::GetNameIndex() const

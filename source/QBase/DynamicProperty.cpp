@@ -14,7 +14,8 @@ namespace
 constexpr const char* UNIT = "QBase/DynamicProperty";
 
 // Slot<TYPE> says how a dynamic property of that type stores a value: Stored is the C++ type, Take fills it
-// from any Value (false when the value does not fit, after a report), Make wraps it.
+// from any Value (false when the value does not fit, after a report), Make wraps it, Equals compares it as
+// Value does without wrapping it.
 template <Value::Type TYPE, typename T>
 struct PlainSlot
 {
@@ -25,6 +26,10 @@ struct PlainSlot
         return true;
     }
     static Value Make(const Stored& stored) { return ValueBits::MakePlain(TYPE, &stored, sizeof(T)); }
+    static bool Equals(const Stored& stored, const Value& value)
+    {
+        return ValueBits::IsPlain(value, TYPE, &stored, sizeof(T));
+    }
 };
 
 struct BoolSlot
@@ -38,6 +43,10 @@ struct BoolSlot
         return true;
     }
     static Value Make(const Stored& stored) { return Value(stored); }
+    static bool Equals(const Stored& stored, const Value& value)
+    {
+        return ValueBits::IsPlain(value, Value::TYPE_BOOL, &stored, sizeof(stored));
+    }
 };
 
 template <Value::Type TYPE, typename T>
@@ -55,6 +64,14 @@ struct OwningSlot
         return true;
     }
     static Value Make(const Stored& stored) { return Value(stored); }
+    static bool Equals(const Stored& stored, const Value& value)
+    {
+        if constexpr (TYPE == Value::TYPE_STRING) {
+            return value.GetType() == TYPE && value.AsString() == stored;
+        } else {
+            return value.GetType() == TYPE && value.AsObject() == stored;
+        }
+    }
 };
 
 template <Value::Type TYPE>
@@ -120,12 +137,26 @@ struct Slot<Value::TYPE_QUATERNION> : PlainSlot<Value::TYPE_QUATERNION, Bytes16>
 {};
 
 template <Value::Type TYPE>
+bool TakeIfChanged(const typename Slot<TYPE>::Stored& stored, const Value& known, Value& rValue)
+{
+    if (Slot<TYPE>::Equals(stored, known)) {
+        return false;
+    }
+    rValue = Slot<TYPE>::Make(stored);
+    return true;
+}
+
+template <Value::Type TYPE>
 class DynamicValueProperty final : public ValuePropertyCommon
 {
 public:
     Value::Type GetType() const override { return TYPE; }
     bool IsDynamic() const override { return true; }
     Value Get(Object*) override { return Slot<TYPE>::Make(mStored); }
+    bool GetIfChanged(Object*, const Value& known, Value& rValue) override
+    {
+        return TakeIfChanged<TYPE>(mStored, known, rValue);
+    }
     void Set(Object*, const Value& value) override
     {
         typename Slot<TYPE>::Stored taken{};
@@ -189,6 +220,10 @@ public:
         }
     }
     Value GetAt(Object*, int index) override { return Slot<TYPE>::Make(mElements.GetAt(index)); }
+    bool GetAtIfChanged(Object*, int index, const Value& known, Value& rValue) override
+    {
+        return TakeIfChanged<TYPE>(mElements.GetAt(index), known, rValue);
+    }
     void Clear(Object*) override { mElements.Clear(); }
     int GetSize(Object*) const override { return mElements.GetSize(); }
 

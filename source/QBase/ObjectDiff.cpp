@@ -292,8 +292,9 @@ private:
     bool PollArray(Frame& frame, const PropertyList::Entry& entry, PropertyState& state);
     void ReadElements(Frame& frame, Property* pProperty, PropertyState& state);
     bool PollElements(Frame& frame, PropertyState& state);
-    void CompareElement(Object* pObject, const PropertyList::Entry& entry, PropertyState& state,
-                        std::size_t index, Value& element);
+    void AddElement(Object* pObject, const PropertyList::Entry& entry, PropertyState& state, Value& element);
+    void ModifyElement(Object* pObject, const PropertyList::Entry& entry, PropertyState& state,
+                       std::size_t index, const Value& element);
 
     void ReadChildren(Frame& frame);
     void CompareTableChild(Frame& frame, const ChildState& child);
@@ -593,14 +594,27 @@ bool ObjectDiffPass::PollArray(Frame& frame, const PropertyList::Entry& entry, P
     if (bMayRefer) {
         ArrayState read = std::exchange(frame.GetReading().mArray, ArrayState());
         for (Value& rElement : read.mElements) {
-            CompareElement(pObject, entry, state, size++, rElement);
+            if (size >= array.mElements.size()) {
+                AddElement(pObject, entry, state, rElement);
+            } else if (rElement != array.mElements[size]) {
+                ModifyElement(pObject, entry, state, size, rElement);
+            }
+            ++size;
         }
         array.mTargets = std::move(read.mTargets);
     } else {
         const int count = pProperty->GetSize(pObject);
         for (int i = 0; i < count && i < pProperty->GetSize(pObject); ++i) {
-            Value element = pProperty->GetAt(pObject, i);
-            CompareElement(pObject, entry, state, size++, element);
+            if (size < array.mElements.size()) {
+                Value element;
+                if (pProperty->GetAtIfChanged(pObject, i, array.mElements[size], element)) {
+                    ModifyElement(pObject, entry, state, size, element);
+                }
+            } else {
+                Value element = pProperty->GetAt(pObject, i);
+                AddElement(pObject, entry, state, element);
+            }
+            ++size;
         }
     }
     if (array.mElements.size() > size) {
@@ -623,13 +637,15 @@ void ObjectDiffPass::ReadElements(Frame& frame, Property* pProperty, PropertySta
     frame.mbUnchanged = pSeen != nullptr && pSeen->size() == static_cast<std::size_t>(size);
     frame.mElement = 0;
     for (int i = 0; i < size && i < pProperty->GetSize(pObject); ++i) {
-        Value element = pProperty->GetAt(pObject, i);
+        Value element;
         if (frame.mbUnchanged) {
-            if (element == (*pSeen)[static_cast<std::size_t>(i)]) {
+            if (!pProperty->GetAtIfChanged(pObject, i, (*pSeen)[static_cast<std::size_t>(i)], element)) {
                 continue;
             }
             frame.mbUnchanged = false;
             frame.GetReading().mArray.mElements.assign(pSeen->begin(), pSeen->begin() + i);
+        } else {
+            element = pProperty->GetAt(pObject, i);
         }
         frame.GetReading().mArray.mElements.push_back(std::move(element));
     }
@@ -655,24 +671,24 @@ bool ObjectDiffPass::PollElements(Frame& frame, PropertyState& state)
     return false;
 }
 
-void ObjectDiffPass::CompareElement(Object* pObject, const PropertyList::Entry& entry, PropertyState& state,
-                                    std::size_t index, Value& element)
+void ObjectDiffPass::AddElement(Object* pObject, const PropertyList::Entry& entry, PropertyState& state,
+                                Value& element)
 {
     std::vector<Value>& elements = state.GetArray().mElements;
-    if (index >= elements.size()) {
-        if (mpHandler != nullptr) {
-            mpHandler->OnAddPropertyArrayElement(pObject, entry.mName, static_cast<int>(index), element);
-        }
-        elements.push_back(std::move(element));
-        return;
+    if (mpHandler != nullptr) {
+        mpHandler->OnAddPropertyArrayElement(pObject, entry.mName, static_cast<int>(elements.size()),
+                                             element);
     }
-    if (element == elements[index]) {
-        return;
-    }
+    elements.push_back(std::move(element));
+}
+
+void ObjectDiffPass::ModifyElement(Object* pObject, const PropertyList::Entry& entry, PropertyState& state,
+                                   std::size_t index, const Value& element)
+{
     QBASE_ASSERT_TEXT(entry.mpProperty->GetType() == state.GetDeclaredType(), UNIT, __LINE__,
                       "ASSERT( pProperty->GetType() == pPropertyState->GetType() )");
     QBASE_ASSERT_TEXT(state.IsArray(), UNIT, __LINE__, "ASSERT( pPropertyState->IsArray() )");
-    const Value oldElement = std::exchange(elements[index], element);
+    const Value oldElement = std::exchange(state.GetArray().mElements[index], element);
     if (mpHandler != nullptr) {
         mpHandler->OnModifyPropertyArrayElement(pObject, entry.mName, static_cast<int>(index), element,
                                                 oldElement);

@@ -51,14 +51,28 @@ Property::Property(const Value& value) : Object(value), mpOwnerClass(nullptr)
 Property::Property(ClassInfoTable* pOwnerClass) : mpOwnerClass(pOwnerClass)
 {}
 
-bool Property::GetIfChanged(Object* pObject, const Value& known, Value& rValue)
+namespace
 {
-    Value value = Get(pObject);
+
+bool TakeIfDifferent(Value value, const Value& known, Value& rValue)
+{
     if (value == known) {
         return false;
     }
     rValue = std::move(value);
     return true;
+}
+
+} // namespace
+
+bool Property::GetIfChanged(Object* pObject, const Value& known, Value& rValue)
+{
+    return TakeIfDifferent(Get(pObject), known, rValue);
+}
+
+bool Property::GetAtIfChanged(Object* pObject, int index, const Value& known, Value& rValue)
+{
+    return TakeIfDifferent(GetAt(pObject, index), known, rValue);
 }
 
 bool Property::CheckObject(Object* pObject, const char* pOperation) const

@@ -35,6 +35,16 @@ class Ancestor : public Object
 {
     QBASE_OBJECT(Ancestor, Object)
 
+public:
+    enum Age : int
+    {
+        YOUNG,
+        OLD
+    };
+    static constexpr int LIMIT = 3;
+    int GetYears() const { return 40; }
+    void Tell() {}
+
 protected:
     using Object::Object;
 };
@@ -51,7 +61,15 @@ QBASE_IMPLEMENT(Test, Ancestor)
 QBASE_IMPLEMENT(Test, Descendant)
 
 void Ancestor::Implement()
-{}
+{
+    Describe("Somebody who was there before");
+    AddFunction<&Ancestor::Tell>("Tell", {.mpDescription = "Tells a story"});
+    AddProperty<&Ancestor::GetYears>("Years", {.mpDescription = "How old"});
+    AddConstant<LIMIT>("LIMIT", {.mpDescription = "How many"});
+    AddEnum<Age>("Age", {{"Young", YOUNG}, {"Old", OLD}}, "What people say");
+    AddFunction<&Ancestor::GetYears>("CountYears");
+    SetActsOutside();
+}
 void Descendant::Implement()
 {}
 
@@ -72,6 +90,36 @@ TEST(ClassInfoTableTest, ClassTableAnswersTheSameTableAndTheRegistryHoldsIt)
     EXPECT_EQ(pTable->GetTableSize(), 61);
     EXPECT_EQ(pModule->GetTableSize(), 61);
     EXPECT_EQ(GetModuleTable()->GetTableSize(), 97);
+}
+
+TEST(ClassInfoTableTest, AClassAndItsEntriesCarryOneLineEach)
+{
+    const ClassInfoTable* const pTable = Ancestor::ClassTable();
+    EXPECT_EQ(pTable->GetDescription(), String("Somebody who was there before"));
+    EXPECT_EQ(pTable->GetEntryDescription("Tell"), String("Tells a story"));
+    EXPECT_EQ(pTable->GetEntryDescription("Years"), String("How old"));
+    EXPECT_EQ(pTable->GetEntryDescription("LIMIT"), String("How many"));
+    EXPECT_EQ(pTable->GetEntryDescription("enum Age"), String("What people say"));
+    EXPECT_EQ(pTable->GetEntryDescription("CountYears"), String::Null);
+    EXPECT_EQ(pTable->GetEntryDescription("nobody"), String::Null);
+    EXPECT_EQ(Descendant::ClassTable()->GetDescription(), String::Null);
+    EXPECT_EQ(Descendant::ClassTable()->GetEntryDescription("Tell"), String::Null);
+}
+
+TEST(ClassInfoTableTest, ALaterDescriptionReplacesTheFirst)
+{
+    const Ptr<ClassInfoTable> pTable = MakeTable();
+    pTable->SetDescription("Speed", "How slow");
+    pTable->SetDescription("Speed", "How fast");
+    EXPECT_EQ(pTable->GetEntryDescription("Speed"), String("How fast"));
+}
+
+TEST(ClassInfoTableTest, AClassActsOutsideWhenItOrABaseSaysSo)
+{
+    EXPECT_TRUE(Ancestor::ClassTable()->ActsOutside());
+    EXPECT_TRUE(Descendant::ClassTable()->ActsOutside());
+    EXPECT_FALSE(Specimen::ClassTable()->ActsOutside());
+    EXPECT_FALSE(Object::ClassTable()->ActsOutside());
 }
 
 TEST(ClassInfoTableTest, AClassTableIsHeldByTheRegistryAndForGood)

@@ -1,5 +1,6 @@
 #include "QBase/Property.h"
 
+#include "QBase/DynamicProperty.h"
 #include "QBase/Enum.h"
 #include "QBase/Function.h"
 
@@ -7,10 +8,13 @@
 #include "Support/CapturedMessages.h"
 #include "Support/Patterns.h"
 #include "Support/Specimen.h"
+#include "Support/StoredObjects.h"
 #include "Support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <vector>
 
 using namespace QBase;
 using testing::EndsWith;
@@ -31,6 +35,60 @@ struct PropertyTest : testing::Test
 auto IsReport(const std::string& text)
 {
     return MatchesPattern("ERROR: QBase/Property \\(line [0-9]+\\): " + text);
+}
+
+// Two different values of each type, and the properties of Everything that hold such.
+struct TwoValues
+{
+    const char* mpSingle;
+    const char* mpArray; // null where the class has none
+    Value mFirst;
+    Value mSecond;
+};
+
+std::vector<TwoValues> ValuesOfEveryType(Object* pOne, Object* pOther)
+{
+    using StoredObjects::Everything;
+    return {{"int", "ints", 3, 4},
+            {"float", "floats", 0.0f, -0.0f}, // equality goes by bits
+            {"bool", "bools", false, true},
+            {"String", "Strings", String("Io"), String("Europa")},
+            {"Object", "Objects", Value(pOne), Value(pOther)},
+            {"Vector2", nullptr, Vector2(1, 2), Vector2(1, 3)},
+            {"Vector3", "Vector3s", Vector3(1, 2, 3), Vector3(1, 2, 4)},
+            {"Vector4", nullptr, Vector4(1, 2, 3, 4), Vector4(1, 2, 3, 5)},
+            {"Vector2i", nullptr, Vector2i(1, 2), Vector2i(1, 3)},
+            {"Vector3i", nullptr, Vector3i(1, 2, 3), Vector3i(1, 2, 4)},
+            {"Vector4i", nullptr, Vector4i(1, 2, 3, 4), Vector4i(1, 2, 3, 5)},
+            {"Color", "Colors", Color(1, 2, 3, 4), Color(1, 2, 3, 5)},
+            {"Enum", "Enums", Value(Everything::EAGER), Value(Everything::WILD)},
+            {"Quaternion", nullptr, Quaternion(0, 0, 0, 1), Quaternion(0, 0, 1, 0)}};
+}
+
+void ExpectToTellChanges(Property* pSingle, Property* pArray, Object* pObject, const TwoValues& values)
+{
+    const Value untouched("untouched");
+    Value read = untouched;
+    pSingle->Set(pObject, values.mFirst);
+    EXPECT_FALSE(pSingle->GetIfChanged(pObject, values.mFirst, read));
+    EXPECT_EQ(read, untouched);
+    EXPECT_TRUE(pSingle->GetIfChanged(pObject, values.mSecond, read));
+    EXPECT_EQ(read, values.mFirst);
+    EXPECT_TRUE(pSingle->GetIfChanged(pObject, Value::Null, read));
+    pSingle->Set(pObject, Value::Null);
+    if (pArray == nullptr) {
+        return;
+    }
+    pArray->Insert(pObject, values.mSecond);
+    pArray->Insert(pObject, values.mFirst);
+    read = untouched;
+    EXPECT_FALSE(pArray->GetAtIfChanged(pObject, 1, values.mFirst, read));
+    EXPECT_EQ(read, untouched);
+    EXPECT_TRUE(pArray->GetAtIfChanged(pObject, 0, values.mFirst, read));
+    EXPECT_EQ(read, values.mSecond);
+    EXPECT_TRUE(pArray->GetAtIfChanged(pObject, 1, Value::Null, read));
+    EXPECT_EQ(read, values.mFirst);
+    pArray->Clear(pObject);
 }
 
 } // namespace
@@ -323,4 +381,25 @@ TEST_F(PropertyTest, AnObjectThatGoesFindsThePropertyWithoutIt)
     pObject->Set(pSpecimen, pHeld);
     pObject->Set(pSpecimen, Value::Null);
     EXPECT_EQ(pSeen, nullptr);
+}
+
+TEST_F(PropertyTest, AChangeIsToldForEveryTypeOfTheMembersOfAClass)
+{
+    const Ptr<Object> pObject = StoredObjects::Everything::Construct(Value::Null);
+    for (const TwoValues& values : ValuesOfEveryType(mpSpecimen, pObject)) {
+        SCOPED_TRACE(values.mpSingle);
+        Property* const pArray = values.mpArray != nullptr ? pObject->FindProperty(values.mpArray) : nullptr;
+        ExpectToTellChanges(pObject->FindProperty(values.mpSingle), pArray, pObject, values);
+    }
+}
+
+TEST_F(PropertyTest, AChangeIsToldForEveryTypeOfDynamicProperties)
+{
+    const Ptr<Object> pOther = Object::Construct(Value::Null);
+    for (const TwoValues& values : ValuesOfEveryType(mpSpecimen, pOther)) {
+        SCOPED_TRACE(values.mpSingle);
+        const Ptr<Property> pSingle = CreateDynamicValue(values.mFirst.GetType());
+        const Ptr<Property> pArray = CreateDynamicArray(values.mFirst.GetType());
+        ExpectToTellChanges(pSingle, pArray, nullptr, values);
+    }
 }
