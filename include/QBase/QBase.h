@@ -67,3 +67,4 @@
 #include "QBase/Vector3.h"
 #include "QBase/Vector4.h"
 #include "QBase/VectorLength.h"
+#include "QBase/Version.h"

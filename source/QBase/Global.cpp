@@ -8,12 +8,13 @@
 #include "QBase/ModuleLibrary.h"
 #include "QBase/Object.h"
 #include "QBase/Table.h"
+#include "QBase/Version.h"
 
 namespace QBase
 {
 
-const int g_VersionMajor = 2;
-const int g_VersionMinor = 1;
+const int g_VersionMajor = QBASE_VERSION_MAJOR;
+const int g_VersionMinor = QBASE_VERSION_MINOR;
 int g_ModuleTableSize = 61;
 int g_ClassTableSize = 61;
 int g_InstanceTableSize = 31;

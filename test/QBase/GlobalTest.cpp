@@ -6,6 +6,7 @@
 #include "QBase/List.h"
 #include "QBase/Property.h"
 #include "QBase/TablePath.h"
+#include "QBase/Version.h"
 
 #include "Support/CapturedMessages.h"
 #include "Support/ChildProcess.h"
@@ -67,6 +68,15 @@ TEST(GlobalTest, TheGlobalsHaveTheirValues)
     EXPECT_EQ(g_ClassTableSize, 61);
     EXPECT_EQ(g_InstanceTableSize, 31);
     EXPECT_EQ(g_DefaultTableSize, 97);
+}
+
+TEST(GlobalTest, TheVersionOfTheHeadersIsThatOfTheLibrary)
+{
+    EXPECT_EQ(QBASE_VERSION_MAJOR, g_VersionMajor);
+    EXPECT_EQ(QBASE_VERSION_MINOR, g_VersionMinor);
+    EXPECT_EQ(QBASE_VERSION, g_VersionMajor * 10000 + g_VersionMinor * 100 + QBASE_VERSION_PATCH);
+    const std::string start = std::to_string(g_VersionMajor) + "." + std::to_string(g_VersionMinor) + ".";
+    EXPECT_EQ(QBASE_VERSION_TEXT, start + std::to_string(QBASE_VERSION_PATCH));
 }
 
 TEST(GlobalTest, InitReportsTheVersionEachTimeAndKeepsTheRegistry)
