@@ -1,5 +1,7 @@
 // A user of the installed package: compiles against its headers, runs against its library, loads a module
-// that was built outside the library's tree, and fails when what it gets is not what it asked for.
+// that was built outside the library's tree, and fails when what it gets is not what it asked for. It names
+// no class of the library that it constructs, and none of the modules: where all of them are static, nothing
+// but their registrars brings them into the program.
 
 #include <QBase/Global.h>
 #include <QBase/Object.h>
@@ -7,6 +9,7 @@
 #include <QBase/Vector3.h>
 
 #include <cstdio>
+#include <initializer_list>
 
 namespace
 {
@@ -19,12 +22,26 @@ bool VisitorHasName(const QBase::String& name)
     return pName && pName->Get(pVisitor).Get<QBase::String>() == name;
 }
 
+// Whether the module has the classes, and objects of them can be made.
+bool HasClasses(const char* pModule, std::initializer_list<const char*> classes)
+{
+    for (const char* pClass : classes) {
+        if (!QBase::LoadModule(pModule) || !QBase::Construct(pModule, pClass)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 int main()
 {
     const QBase::Vector3 up = QBase::Vector3::UnitX().Cross(QBase::Vector3::UnitY());
-    if (up.z != 1 || !QBase::LoadModule("Guest") || !VisitorHasName("Ada")) {
+    if (up.z != 1 || !QBase::LoadModule("Guest") || !VisitorHasName("Ada") ||
+        !HasClasses("QBase",
+                    {"Object", "Table", "List", "Timer", "MemoryFile", "FileSerializer", "ObjectDiff"}) ||
+        !HasClasses("QNet", {"Node", "TcpServer"})) {
         std::puts("The installed QBase does not answer as it should");
         return 1;
     }
