@@ -9,10 +9,12 @@
 #include "QBase/LinkedList.h"
 #include "QBase/TablePath.h"
 
+#include <algorithm>
 #include <iterator>
 #include <list>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace QBase;
@@ -34,11 +36,18 @@ public:
         const int index = mModel.empty() ? 0 : rInput.TakeByte() % static_cast<int>(mModel.size());
         const String value = TakeName(rInput);
         const auto position = mModel.begin() + index;
-        switch (rInput.TakeBelow(7)) {
+        switch (rInput.TakeBelow(8)) {
         case 0:
             mArray.Insert(value);
             mModel.push_back(value);
             break;
+        case 7: { // outside: an assertion, and after it the array is as before
+            const int outside = rInput.TakeByte() % 2 == 0 ? -1 - index : mArray.GetSize() + 1 + index;
+            mArray.InsertAt(outside, value);
+            mArray.RemoveAt(outside);
+            mArray.GetAt(outside);
+            break;
+        }
         case 1:
             mArray.InsertAt(index, value);
             mModel.insert(position, value);
@@ -92,7 +101,7 @@ public:
     void Run(FuzzInput& rInput)
     {
         const String value = TakeName(rInput);
-        switch (rInput.TakeBelow(4)) {
+        switch (rInput.TakeBelow(6)) {
         case 0:
             mList.Insert(value);
             mModel.push_front(value);
@@ -109,6 +118,23 @@ public:
             }
             break;
         }
+        case 3: {
+            const int steps = rInput.TakeByte();
+            auto position = mList.begin();
+            auto modelPosition = mModel.begin();
+            for (int i = 0; i < steps && position != mList.end(); ++i) {
+                ++position;
+                ++modelPosition;
+            }
+            if (position != mList.end()) {
+                mList.InsertBehind(position, value);
+                mModel.insert(std::next(modelPosition), value);
+            }
+            break;
+        }
+        case 4:
+            mShared = mList; // holds the same nodes, whatever this list does next
+            break;
         default:
             if (rInput.TakeByte() == 0) {
                 mList.Clear();
@@ -122,7 +148,110 @@ public:
 
 private:
     LinkedList<String> mList;
+    LinkedList<String> mShared;
     std::list<String> mModel;
+};
+
+// A hash table of few buckets, beside a model that keeps each chain in its order.
+class HashTableCalls
+{
+public:
+    HashTableCalls() : mTable(3), mChains(3) {}
+
+    void Run(FuzzInput& rInput)
+    {
+        const String key = TakeName(rInput);
+        const String value = TakeName(rInput);
+        switch (rInput.TakeBelow(7)) {
+        case 0:
+        case 1:
+            FUZZ_EXPECT(*mTable.Insert(key, value) == value);
+            Insert(key, value);
+            break;
+        case 2:
+            mTable.Remove(key);
+            Remove(key);
+            break;
+        case 3:
+            Resize(rInput.TakeByte() - 8);
+            break;
+        case 4: {
+            const HashTable<String> copy(mTable);
+            mTable = copy; // two times reversed
+            break;
+        }
+        case 5:
+            if (const String* const pStored = mTable.Find(key)) { // a value of itself
+                FUZZ_EXPECT(mTable.Insert(key, *pStored) != nullptr);
+                Insert(key, String(*FindIn(ChainOf(key), key)));
+            }
+            break;
+        default:
+            if (rInput.TakeByte() == 0) {
+                mTable.Clear();
+                mChains.assign(mChains.size(), Chain());
+            }
+            break;
+        }
+        Compare(key);
+    }
+
+private:
+    using Chain = std::list<std::pair<String, String>>; // newest first
+
+    Chain& ChainOf(const String& key) { return mChains[key.hash() % mChains.size()]; }
+
+    static const String* FindIn(const Chain& chain, const String& key)
+    {
+        for (const auto& [chainKey, value] : chain) {
+            if (chainKey == key) {
+                return &value;
+            }
+        }
+        return nullptr;
+    }
+
+    void Remove(const String& key)
+    {
+        std::erase_if(ChainOf(key), [&key](const auto& pair) { return pair.first == key; });
+    }
+
+    void Insert(const String& key, const String& value)
+    {
+        Remove(key);
+        ChainOf(key).emplace_front(key, value);
+    }
+
+    void Resize(int size)
+    {
+        mTable.Resize(size);
+        const std::vector<Chain> old =
+            std::exchange(mChains, std::vector<Chain>(static_cast<std::size_t>((std::max)(size, 1))));
+        for (const Chain& chain : old) {
+            for (const auto& [key, value] : chain) {
+                Insert(key, value);
+            }
+        }
+    }
+
+    void Compare(const String& key)
+    {
+        const String* const pStored = mTable.Find(key);
+        const String* const pExpected = FindIn(ChainOf(key), key);
+        FUZZ_EXPECT(pExpected ? pStored && *pStored == *pExpected : !pStored);
+        FUZZ_EXPECT(mTable.GetTableSize() == static_cast<int>(mChains.size()));
+        auto node = mTable.begin();
+        for (const Chain& chain : mChains) {
+            for (const auto& [chainKey, value] : chain) {
+                FUZZ_EXPECT(node != mTable.end() && node->GetKey() == chainKey && node->GetValue() == value);
+                ++node;
+            }
+        }
+        FUZZ_EXPECT(node == mTable.end());
+    }
+
+    HashTable<String> mTable;
+    std::vector<Chain> mChains; // by bucket
 };
 
 // A table by name, beside a map of the objects' numbers.
@@ -283,8 +412,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
     LinkedListCalls linkedList;
     TableCalls table;
     ListCalls list;
+    HashTableCalls hashTable;
     while (!input.IsEmpty()) {
-        switch (input.TakeBelow(4)) {
+        switch (input.TakeBelow(5)) {
         case 0:
             array.Run(input);
             break;
@@ -293,6 +423,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
             break;
         case 2:
             table.Run(input);
+            break;
+        case 3:
+            hashTable.Run(input);
             break;
         default:
             list.Run(input);

@@ -7,8 +7,11 @@
 #include "QBase/StringConverter.h"
 #include "QBase/UTF8.h"
 
+#include <algorithm>
 #include <cstring>
+#include <cwchar>
 #include <exception>
+#include <string>
 
 using namespace QBase;
 
@@ -40,6 +43,27 @@ void TryTexts(const std::string& bytes)
     FUZZ_EXPECT(String::Format("%s", text.c_str()) == same);
 }
 
+// Each two bytes as a unit of a wide text, which is one with no repair or raises an exception.
+void TryWideTexts(const std::string& bytes)
+{
+    std::wstring wide;
+    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+        wide += static_cast<wchar_t>(static_cast<unsigned char>(bytes[i]) +
+                                     256 * static_cast<unsigned char>(bytes[i + 1]));
+    }
+    try {
+        const String text(wide.c_str());
+        FUZZ_EXPECT(String(text.c_str()) == text);
+        FUZZ_EXPECT(UTF8::Length(text.buffer_utf8()) == text.length());
+        const WideString back = text.buffer_utf16();
+        FUZZ_EXPECT(std::equal(back.begin(), back.end(), wide.begin(),
+                               wide.begin() + static_cast<std::ptrdiff_t>(back.size())));
+        FUZZ_EXPECT(back.size() == std::wcslen(wide.c_str()));
+    } catch (const std::exception&) {
+        FUZZ_EXPECT(std::any_of(wide.begin(), wide.end(), [](wchar_t unit) { return unit >= 0xD800; }));
+    }
+}
+
 void TryEditing(const std::string& bytes, int count, unsigned codePoint)
 {
     NarrowString text(bytes.c_str());
@@ -66,6 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t siz
     const std::string bytes(input.TakeRest());
     const char* const pText = bytes.c_str();
     TryTexts(pText);
+    TryWideTexts(bytes); // also behind a zero byte
     TryEditing(pText, count, codePoint);
     ReadAndWrite<int>(pText);
     ReadAndWrite<float>(pText);

@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <unordered_set>
 #include <vector>
 
@@ -92,6 +93,7 @@ FuzzRun::FuzzRun() : mNumBlocks(0)
     WarmUp();
     SetBreakHook([] {});
     mNumBlocks = Memory::GetTotalBlocksAllocated();
+    mStartTime = std::clock();
 }
 
 FuzzRun::~FuzzRun()
@@ -104,6 +106,9 @@ FuzzRun::~FuzzRun()
     }
     FUZZ_EXPECT(Tracked().empty());
     FUZZ_EXPECT(Memory::GetTotalBlocksAllocated() == mNumBlocks);
+#ifdef QBASE_FUZZ // a replay may run under any tool on any machine
+    FUZZ_EXPECT(std::clock() - mStartTime <= CLOCKS_PER_SEC);
+#endif
 }
 
 void FuzzRun::StopAtAssertions()

@@ -19,13 +19,14 @@
 #include "QBase/Table.h"
 
 #include <cstdint>
+#include <ctime>
 
 class FuzzRun
 {
 public:
     FuzzRun();
 
-    /// Counts the blocks.
+    /// Counts the blocks. While new inputs are searched for, none may take a second of the processor's time.
     ~FuzzRun();
     FuzzRun(const FuzzRun&) = delete;
     FuzzRun& operator=(const FuzzRun&) = delete;
@@ -38,6 +39,7 @@ public:
 
 private:
     std::int64_t mNumBlocks;
+    std::clock_t mStartTime = 0;
     bool mbUndoesCycles = false;
 };
 
