@@ -117,7 +117,8 @@ public:
     int GetPeerLimit() const;
     void SetPeerLimit(int numPeers);
 
-    /// Settings of each stream from now on; see TcpStream.
+    /// Settings of each stream from now on; see TcpStream. A snapshot or a pass of any size reaches a peer
+    /// that reads: the largest one that waits does not count against the write limit.
     int GetStallTime() const;
     void SetStallTime(int milliseconds);
     int GetWriteLimit() const;

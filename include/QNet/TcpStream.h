@@ -10,7 +10,8 @@
 //
 // A peer that stays too slow is reported and dropped: when more bytes wait for it than the write limit, or
 // when it takes none of them for the time given as stall time. What arrives is held back at the sender while
-// much of it lies unread.
+// much of it lies unread. A message of any size reaches a peer that reads, where BeginMessage says what one
+// is: a node does so for snapshots and passes.
 //
 // What would surprise:
 // - Reports come from the operation that meets the trouble first, on its thread: of a stream that nobody asks
@@ -92,7 +93,11 @@ public:
     int GetStallTime() const { return mStallTime; }
     void SetStallTime(int milliseconds);
 
-    /// How many bytes may wait for the peer. 256 MiB at first; the snapshot of a graph has to fit.
+    /// What is written from here on, until the next such call, is one message. The largest message that waits
+    /// does not count against the write limit.
+    void BeginMessage();
+
+    /// How many bytes may wait for the peer. 256 MiB at first.
     int GetWriteLimit() const { return mWriteLimit; }
     void SetWriteLimit(int numBytes) { mWriteLimit = numBytes; }
 

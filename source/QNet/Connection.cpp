@@ -1,10 +1,10 @@
 #include "QNet/Connection.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <exception>
 #include <utility>
+#include <vector>
 
 namespace QNet
 {
@@ -19,6 +19,19 @@ std::string ToText(const tcp::endpoint& endpoint)
     const std::string address = endpoint.address().to_string();
     const std::string port = ":" + std::to_string(endpoint.port());
     return endpoint.address().is_v6() ? "[" + address + "]" + port : address + port;
+}
+
+// Those of a host that nobody has to be asked for: an address stands for itself, and "localhost" is this
+// machine, also where nothing that resolves names says so.
+std::vector<tcp::endpoint> KnownEndpoints(const std::string& host, asio::ip::port_type port)
+{
+    if (host == "localhost") {
+        return {tcp::endpoint(asio::ip::address_v6::loopback(), port),
+                tcp::endpoint(asio::ip::address_v4::loopback(), port)};
+    }
+    asio::error_code error;
+    const asio::ip::address address = asio::ip::make_address(host, error);
+    return error ? std::vector<tcp::endpoint>() : std::vector<tcp::endpoint>{tcp::endpoint(address, port)};
 }
 
 } // namespace
@@ -71,20 +84,46 @@ bool Connection::Write(const void* pData, std::size_t size, std::size_t limit)
         return false;
     }
     const std::size_t numWaiting = mOut.GetSize() + mNumWriting;
-    if (size > limit || numWaiting > limit - size) {
-        mState = State::CLOSED;
-        mTrouble.mText = "Failed to write " + std::to_string(size) + " bytes to '" + mAddress + "' - " +
-                         std::to_string(numWaiting) + " bytes wait for it already, the limit is " +
-                         std::to_string(limit);
-        asio::post(mpNetwork->GetContext(), [pThis = shared_from_this()] { pThis->End({}); });
+    if (numWaiting == 0) {
+        mMessageSize = 0;
+        mLargestMessage = 0;
+    }
+    if (mbMessages) {
+        mMessageSize += size;
+        mLargestMessage = std::max(mLargestMessage, mMessageSize);
+    }
+    if (numWaiting + size > mLargestMessage && numWaiting + size - mLargestMessage > limit) {
+        Drop("Failed to write " + std::to_string(size) + " bytes to '" + mAddress + "' - " +
+             std::to_string(numWaiting) + " bytes wait for it already, the limit is " +
+             std::to_string(limit));
         return false;
     }
-    mOut.Append(pData, size);
+    try {
+        mOut.Append(pData, size);
+    } catch (const std::exception&) {
+        Drop("Failed to write " + std::to_string(size) + " bytes to '" + mAddress + "' - out of memory");
+        return false;
+    }
     if (!mbWritePosted && mState == State::OPEN) {
         mbWritePosted = true;
         asio::post(mpNetwork->GetContext(), [pThis = shared_from_this()] { pThis->WriteSome(); });
     }
     return true;
+}
+
+void Connection::BeginMessage()
+{
+    const Lock lock(mMutex);
+    mbMessages = true;
+    mMessageSize = 0;
+}
+
+// Under the lock.
+void Connection::Drop(const std::string& trouble)
+{
+    mState = State::CLOSED;
+    mTrouble.mText = trouble;
+    asio::post(mpNetwork->GetContext(), [pThis = shared_from_this()] { pThis->End({}); });
 }
 
 bool Connection::Read(void* pData, std::size_t size)
@@ -181,19 +220,21 @@ std::string Connection::GetAddress() const
 void Connection::Resolve(const std::string& host, int port, int milliseconds)
 {
     const std::string failed = "Failed to connect to '" + GetAddress() + "' - ";
-    mTimer.expires_after(std::chrono::milliseconds(milliseconds));
-    mTimer.async_wait([pThis = shared_from_this(), failed, milliseconds](const asio::error_code& error) {
+    const std::string late = failed + "no answer within " + std::to_string(milliseconds) + " ms";
+    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+    mTimer.expires_at(deadline);
+    mTimer.async_wait([pThis = shared_from_this(), late](const asio::error_code& error) {
         if (!error && !pThis->mbConnected) {
-            pThis->End(failed + "no answer within " + std::to_string(milliseconds) + " ms");
+            pThis->End(late);
         }
     });
-    const auto connect = [pThis = shared_from_this(), failed](const asio::error_code& error,
-                                                              const tcp::endpoint& endpoint) {
+    const auto connect = [pThis = shared_from_this(), failed, late, deadline](const asio::error_code& error,
+                                                                              const tcp::endpoint& endpoint) {
         if (pThis->mbEnded) {
             return;
         }
-        if (error) {
-            pThis->End(failed + error.message());
+        if (error || Clock::now() >= deadline) {
+            pThis->End(error ? failed + error.message() : late);
             return;
         }
         {
@@ -203,11 +244,8 @@ void Connection::Resolve(const std::string& host, int port, int milliseconds)
         pThis->mTimer.cancel();
         pThis->Begin();
     };
-    if (host == "localhost") { // is this machine, also where nothing that resolves names says so
-        const auto portNumber = static_cast<asio::ip::port_type>(port);
-        const std::array<tcp::endpoint, 2> endpoints{
-            tcp::endpoint(asio::ip::address_v6::loopback(), portNumber),
-            tcp::endpoint(asio::ip::address_v4::loopback(), portNumber)};
+    const std::vector<tcp::endpoint> endpoints = KnownEndpoints(host, static_cast<asio::ip::port_type>(port));
+    if (!endpoints.empty()) {
         asio::async_connect(mSocket, endpoints, connect);
         return;
     }
@@ -273,9 +311,12 @@ void Connection::OnRead(const asio::error_code& error, std::size_t size)
     if (mbEnded) {
         return;
     }
+    if (error == asio::error::eof) {
+        End({});
+        return;
+    }
     if (error) {
-        End(error == asio::error::eof ? std::string()
-                                      : "Failed to read from '" + GetAddress() + "' - " + error.message());
+        Lose("Failed to read from '", error);
         return;
     }
     try {

@@ -56,6 +56,9 @@ public:
     /// False when it is closed, also by this call because too much waits.
     bool Write(const void* pData, std::size_t size, std::size_t limit);
 
+    /// What is written from here on is another message. The largest that waits is not held against the limit.
+    void BeginMessage();
+
     /// False when there are fewer bytes.
     bool Read(void* pData, std::size_t size);
 
@@ -80,7 +83,9 @@ private:
     static constexpr std::size_t FIRST_READ_LIMIT = 1024 * 1024;
     static constexpr int LINGER_TIME = 2000; // milliseconds for the peer to see the end and close as well
 
-    void ResumeReading(); // of the stream's thread, under the lock
+    // Of the stream's thread, under the lock.
+    void ResumeReading();
+    void Drop(const std::string& trouble);
 
     void Resolve(const std::string& host, int port, int milliseconds);
     void Begin();
@@ -118,6 +123,9 @@ private:
     ByteQueue mOut;
     std::size_t mNumWriting = 0; // bytes of mWriting
     std::size_t mReadLimit = FIRST_READ_LIMIT;
+    std::size_t mMessageSize = 0;    // bytes of the message that is being written
+    std::size_t mLargestMessage = 0; // of those since nothing waited
+    bool mbMessages = false;         // somebody says where they begin
     std::chrono::milliseconds mStallTime{10000};
     bool mbAsked = false;       // for the number of bytes, since the last read
     bool mbReadPaused = false;  // until somebody reads

@@ -575,6 +575,7 @@ void NodeState::LetIn(Peer& rPeer)
         new FrameStream(rPeer.mpStream, FrameStream::WHOLE_FRAMES,
                         rPeer.mpStream->IsTrusted() ? TRUSTED_FRAME_SIZE : mSettings.mFrameSizeLimit);
     rPeer.mNumBytesBefore = rPeer.mpStream->GetNumBytesWritten();
+    rPeer.mpStream->BeginMessage();
     if (mState == Node::ALONE) {
         mpSerializer->AddInStream(rPeer.mpFrames);
         mpSerializer->SetInStreamTrusted(rPeer.mpFrames, rPeer.mpStream->IsTrusted());
@@ -627,6 +628,7 @@ void NodeState::EndPass()
         if (rPeer.mpFrames != nullptr && rPeer.mpStream->GetNumBytesWritten() != rPeer.mNumBytesBefore &&
             rPeer.mpStream->GetState() == TcpStream::OPEN) {
             rPeer.mpStream->Write(END_OF_PASS, FrameStream::SIZE_BYTES);
+            rPeer.mpStream->BeginMessage();
             rPeer.mNumBytesBefore = rPeer.mpStream->GetNumBytesWritten();
         }
     }

@@ -35,6 +35,7 @@ void TcpStream::Implement()
     AddFunction<&TcpStream::GetStateNumber>("GetState");
     AddFunction<&TcpStream::Close>("Close");
     AddFunction<&TcpStream::Flush>("Flush");
+    AddFunction<&TcpStream::BeginMessage>("BeginMessage");
     AddProperty<&TcpStream::GetAddress>("Address");
     AddProperty<&TcpStream::IsTrusted, &TcpStream::SetTrusted>("Trusted", {.mbExcluded = true});
     AddProperty<&TcpStream::GetConnectTime, &TcpStream::SetConnectTime>("ConnectTime", {.mbExcluded = true});
@@ -151,6 +152,13 @@ int TcpStream::Write(const void* pData, int count)
         return count;
     }
     return ReportTrouble() ? 0 : count; // nothing to report: the peer left this very moment
+}
+
+void TcpStream::BeginMessage()
+{
+    if (mpConnection != nullptr) {
+        mpConnection->BeginMessage();
+    }
 }
 
 int TcpStream::Read(void* pData, int count)

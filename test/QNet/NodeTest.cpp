@@ -579,21 +579,57 @@ TEST_F(NodeThreadTest, APeerThatStallsIsDroppedAndTheOthersGoOn)
     EXPECT_TRUE(AllBecomeEqual());
 }
 
-TEST_F(NodeThreadTest, APeerBeyondTheWriteLimitIsDropped)
+TEST_F(NodeThreadTest, ASnapshotAndAPassBeyondTheWriteLimitReachWhoReads)
 {
+    mpSource->SetWriteLimit(100000);
+    const Ptr<List> pList = List::Construct(Value::Null);
+    mpSource->GetSerializer()->SetRoot(pList);
+    const auto insertMuch = [&] {
+        for (int i = 0; i < 10; ++i) { // each a frame of its own, which alone is over the limit
+            const Ptr<Object> pProbe = Probe::Construct(Value::Null);
+            AsProbe(pProbe)->mText = std::string(200000, static_cast<char>('a' + i % 26)).c_str();
+            pList->Insert(pProbe);
+        }
+    };
+    insertMuch();
+    const Ptr<Node> pRelay = Join(mpSource);
+    pRelay->SetWriteLimit(100000);
+    pRelay->Serve("", 0);
+    Join(pRelay);
+    ASSERT_TRUE(AllBecomeEqual());
+    insertMuch();
+    EXPECT_TRUE(AllBecomeEqual());
+    EXPECT_THAT(TakeErrors(), IsEmpty());
+}
+
+TEST_F(NodeThreadTest, APeerThatLeavesMoreThanTheWriteLimitBesideOnePassIsDropped)
+{
+    constexpr int MUCH = 32 * 1024 * 1024; // more than any system keeps
     mpSource->SetWriteLimit(100000);
     const Ptr<Object> pRoot = MakeGraph();
     const Ptr<Node> pReplica = Join(mpSource);
+    const Ptr<TcpStream> pStalled = JoinByHand(mpSource); // reads nothing from now on
+    ASSERT_TRUE(WaitFor([&] { return mpSource->GetNumPeers() == 2; }));
+    AsProbe(pRoot)->mText = std::string(MUCH, 'x').c_str();
     ASSERT_TRUE(AllBecomeEqual());
-    AsProbe(pRoot)->mText = std::string(200000, 'x').c_str();
+    EXPECT_THAT(TakeErrors(), IsEmpty());
+    AsProbe(pRoot)->mText = std::string(99000, 'y').c_str(); // may wait beside it
+    ASSERT_TRUE(AllBecomeEqual());
+    EXPECT_THAT(TakeErrors(), IsEmpty());
+    int round = 0;
     std::vector<std::string> errors;
     ASSERT_TRUE(WaitFor([&] {
-        for (const std::string& error : TakeErrors()) {
-            errors.push_back(error);
-        }
-        return mpSource->GetNumPeers() == 0 && pReplica->GetState() == Node::LOST;
+        AsProbe(pRoot)->mText = (std::string(99000, 'z') + std::to_string(++round)).c_str();
+        errors = TakeErrors();
+        return !errors.empty();
     }));
-    EXPECT_THAT(errors, Contains(HasSubstr("bytes wait for it already, the limit is 100000")));
+    EXPECT_THAT(errors,
+                Contains(MatchesPattern(
+                    "ERROR: TcpStream .*: Failed to write 99[0-9]+ bytes to '127.0.0.1:[0-9]+' - [0-9]+ "
+                    "bytes wait for it already, the limit is 100000")));
+    EXPECT_LT(round, MUCH / 99000); // one pass of that size, and not two
+    EXPECT_EQ(mpSource->GetNumPeers(), 1);
+    EXPECT_TRUE(AllBecomeEqual());
 }
 
 TEST_F(NodeThreadTest, AReplicaKeepsItsLastStateWhenTheSourceLeaves)

@@ -6,6 +6,8 @@
 #include "QBase/Global.h"
 #include "QBase/Property.h"
 #include "Support/CapturedMessages.h"
+#include "Support/ChildProcess.h"
+#include "Support/Paths.h"
 #include "Support/Patterns.h"
 #include "Support/Waiting.h"
 
@@ -214,6 +216,34 @@ TEST_F(TcpStreamThreadTest, AFullWriteQueueDropsThePeer)
     EXPECT_TRUE(WaitUntil([this] { return mpFar->GetState() == TcpStream::CLOSED; }));
 }
 
+TEST_F(TcpStreamThreadTest, TheLargestMessageThatWaitsDoesNotCountAgainstTheLimit)
+{
+    constexpr int MUCH = 32 * 1024 * 1024; // more than any system keeps
+    CapturedMessages messages;
+    mpNear->SetWriteLimit(1000);
+    mpNear->BeginMessage();
+    Put(mpNear, std::string(MUCH / 2, 'x'));
+    Put(mpNear, std::string(MUCH / 2, 'x'));
+    mpNear->BeginMessage();
+    Put(mpNear, std::string(1000, 'y'));
+    ASSERT_GT(mpNear->GetNumBytesWaiting(), 1000);
+    std::string received;
+    ASSERT_TRUE(WaitUntil([&] {
+        received += Take(mpFar, mpFar->BytesAvailable());
+        return received.size() == MUCH + 1000;
+    }));
+    ASSERT_TRUE(WaitUntil([&] { return mpNear->GetNumBytesWaiting() == 0; }));
+
+    mpNear->BeginMessage();
+    Put(mpNear, std::string(MUCH, 'x'));
+    Sleep(100); // the system takes what it can keep
+    mpNear->BeginMessage();
+    const std::string tooMuch(MUCH + 1001, 'y'); // the larger one is free, the other counts
+    EXPECT_EQ(mpNear->Write(tooMuch.data(), MUCH + 1001), 0);
+    EXPECT_THAT(messages.TakeError(), EndsWith("bytes wait for it already, the limit is 1000"));
+    EXPECT_EQ(mpNear->GetState(), TcpStream::CLOSED);
+}
+
 TEST_F(TcpStreamThreadTest, APeerThatTakesNothingForTheStallTimeIsReportedAndDropped)
 {
     CapturedMessages messages;
@@ -351,6 +381,18 @@ TEST_F(TcpStreamThreadTest, AHostThatDoesNotExistIsReported)
     ASSERT_TRUE(pStream->Connect("no such host.invalid", 4711));
     ASSERT_TRUE(WaitUntil([&] { return pStream->GetState() == TcpStream::CLOSED; }));
     EXPECT_THAT(messages.TakeError(), HasSubstr("Failed to connect to 'no such host.invalid:4711' - "));
+}
+
+TEST(TcpStreamTest, LocalhostAndAddressesAreReachedWhereNothingResolvesNames)
+{
+    if (!IsBuilt("NoResolver")) {
+        GTEST_SKIP() << "this system's programs cannot stand in for its resolver";
+    }
+    const Outcome outcome = RunApart({{BinaryPath("NoResolver")}});
+    EXPECT_EQ(outcome.mExitCode, 0);
+    EXPECT_THAT(outcome.mOutput,
+                EndsWith("\nlocalhost: reached\n127.0.0.1: reached\nexample.invalid: not found\n"));
+    EXPECT_THAT(outcome.mErrors, HasSubstr("Failed to connect to 'example.invalid:"));
 }
 
 TEST_F(TcpStreamThreadTest, ConnectingEndsAtItsDeadline)

@@ -6,10 +6,17 @@
 //     ProgramStart start{{BinaryPath("quirl"), "show", "-"}};
 //     start.mInput = "hello";
 //     EXPECT_THAT(RunApart(start).mErrors, HasSubstr("say --from"));
+//
+//     RunningProgram peer({{BinaryPath("FramePeer"), "deaf", "4711"}}); // runs beside the test
+//     ASSERT_TRUE(WaitUntil([&] { return peer.HasPrinted("ready"); }));
+//     peer.Kill();
 
 #pragma once
 
+#include "Support/TempFolder.h"
+
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -36,6 +43,38 @@ Outcome RunProgram(const std::string& command);
 /// Runs a program to its end or until it is killed. The exit code is the program's own, or -1 when it was
 /// killed or did not start.
 Outcome RunApart(const ProgramStart& start);
+
+/// A program that runs beside the test. It ends with the object that stands for it, if not before.
+class RunningProgram
+{
+public:
+    explicit RunningProgram(const ProgramStart& start);
+    ~RunningProgram();
+    RunningProgram(const RunningProgram&) = delete;
+    RunningProgram& operator=(const RunningProgram&) = delete;
+
+    /// Ends it at once, whatever it is at, and waits until it is gone.
+    void Kill();
+
+    /// Lets it run no further, with everything that it holds open. False where the system cannot.
+    bool Pause();
+
+    /// Waits until it ends by itself. Its exit code, or -1 when it was killed or never started.
+    int Wait();
+
+    /// What it has printed so far.
+    std::string GetOutput() const { return mStreams.Read("out"); }
+    bool HasPrinted(const std::string& text) const { return GetOutput().find(text) != std::string::npos; }
+
+private:
+    friend Outcome RunApart(const ProgramStart& start);
+    struct Process;
+
+    int WaitOrKill(int milliseconds);
+
+    TempFolder mStreams;
+    std::unique_ptr<Process> mpProcess; // null once it ended
+};
 
 /// Whether this build made the program; examples may be left out.
 bool IsBuilt(const char* pProgram);

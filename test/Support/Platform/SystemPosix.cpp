@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -113,11 +114,15 @@ int WaitFor(pid_t process, int killAfter)
 
 } // namespace
 
-Outcome RunApart(const ProgramStart& start)
+struct RunningProgram::Process
 {
-    const TempFolder streams;
-    const QBase::String paths[] = {streams.Write("in", start.mInput), streams.Write("out", ""),
-                                   streams.Write("err", "")};
+    pid_t mId;
+};
+
+RunningProgram::RunningProgram(const ProgramStart& start)
+{
+    const QBase::String paths[] = {mStreams.Write("in", start.mInput), mStreams.Write("out", ""),
+                                   mStreams.Write("err", "")};
     const char* const pStreams[] = {paths[0].c_str(), paths[1].c_str(), paths[2].c_str()};
     std::vector<std::string> words = start.mWords;
     std::vector<char*> pointers;
@@ -132,8 +137,40 @@ Outcome RunApart(const ProgramStart& start)
     }
     if (process < 0) {
         ADD_FAILURE() << "cannot run " << words[0];
-        return {{}, -1, {}};
+        return;
     }
-    const int exitCode = WaitFor(process, start.mKillAfter);
-    return {streams.Read("out"), exitCode, streams.Read("err")};
+    mpProcess = std::make_unique<Process>(Process{process});
+}
+
+RunningProgram::~RunningProgram()
+{
+    Kill();
+}
+
+void RunningProgram::Kill()
+{
+    WaitOrKill(0);
+}
+
+bool RunningProgram::Pause()
+{
+    return mpProcess != nullptr && kill(mpProcess->mId, SIGSTOP) == 0;
+}
+
+int RunningProgram::Wait()
+{
+    return WaitOrKill(-1);
+}
+
+int RunningProgram::WaitOrKill(int milliseconds)
+{
+    const std::unique_ptr<Process> pProcess = std::move(mpProcess);
+    return pProcess != nullptr ? WaitFor(pProcess->mId, milliseconds) : -1;
+}
+
+Outcome RunApart(const ProgramStart& start)
+{
+    RunningProgram program(start);
+    const int exitCode = program.WaitOrKill(start.mKillAfter);
+    return {program.mStreams.Read("out"), exitCode, program.mStreams.Read("err")};
 }

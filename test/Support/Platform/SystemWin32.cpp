@@ -7,6 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <string>
+#include <utility>
+
 #include <windows.h>
 
 const char* const LIBRARY_SUFFIX = ".dll";
@@ -114,35 +118,72 @@ ChangedVariable::~ChangedVariable()
     SetEnvironmentVariableW(ToWide(mpName).c_str(), ToWide(mOldValue).c_str());
 }
 
+struct RunningProgram::Process
+{
+    PROCESS_INFORMATION mInformation;
+};
+
+RunningProgram::RunningProgram(const ProgramStart& start)
+{
+    const StreamFile input(mStreams.Write("in", start.mInput), GENERIC_READ);
+    const StreamFile output(mStreams.Write("out", ""), GENERIC_WRITE);
+    const StreamFile errors(mStreams.Write("err", ""), GENERIC_WRITE);
+    std::wstring commandLine;
+    for (const std::string& word : start.mWords) {
+        commandLine += (commandLine.empty() ? L"" : L" ") + Quoted(ToWide(word));
+    }
+    const std::wstring folder = ToWide(start.mFolder);
+
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = input.Get();
+    startup.hStdOutput = output.Get();
+    startup.hStdError = errors.Get();
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                        folder.empty() ? nullptr : folder.c_str(), &startup, &process)) {
+        ADD_FAILURE() << "cannot run " << start.mWords[0];
+        return;
+    }
+    mpProcess = std::make_unique<Process>(Process{process});
+}
+
+RunningProgram::~RunningProgram()
+{
+    Kill();
+}
+
+void RunningProgram::Kill()
+{
+    WaitOrKill(0);
+}
+
+bool RunningProgram::Pause()
+{
+    return false; // a program's threads are its own there
+}
+
+int RunningProgram::Wait()
+{
+    return WaitOrKill(-1);
+}
+
+int RunningProgram::WaitOrKill(int milliseconds)
+{
+    const std::unique_ptr<Process> pProcess = std::move(mpProcess);
+    if (pProcess == nullptr) {
+        return -1;
+    }
+    const int exitCode = WaitFor(pProcess->mInformation.hProcess, milliseconds);
+    CloseHandle(pProcess->mInformation.hThread);
+    CloseHandle(pProcess->mInformation.hProcess);
+    return exitCode;
+}
+
 Outcome RunApart(const ProgramStart& start)
 {
-    const TempFolder streams;
-    int exitCode = -1;
-    {
-        const StreamFile input(streams.Write("in", start.mInput), GENERIC_READ);
-        const StreamFile output(streams.Write("out", ""), GENERIC_WRITE);
-        const StreamFile errors(streams.Write("err", ""), GENERIC_WRITE);
-        std::wstring commandLine;
-        for (const std::string& word : start.mWords) {
-            commandLine += (commandLine.empty() ? L"" : L" ") + Quoted(ToWide(word));
-        }
-        const std::wstring folder = ToWide(start.mFolder);
-
-        STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
-        startup.dwFlags = STARTF_USESTDHANDLES;
-        startup.hStdInput = input.Get();
-        startup.hStdOutput = output.Get();
-        startup.hStdError = errors.Get();
-        PROCESS_INFORMATION process{};
-        if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                            folder.empty() ? nullptr : folder.c_str(), &startup, &process)) {
-            ADD_FAILURE() << "cannot run " << start.mWords[0];
-            return {{}, -1, {}};
-        }
-        exitCode = WaitFor(process.hProcess, start.mKillAfter);
-        CloseHandle(process.hThread);
-        CloseHandle(process.hProcess);
-    }
-    return {streams.Read("out"), exitCode, streams.Read("err")};
+    RunningProgram program(start);
+    const int exitCode = program.WaitOrKill(start.mKillAfter);
+    return {program.mStreams.Read("out"), exitCode, program.mStreams.Read("err")};
 }
