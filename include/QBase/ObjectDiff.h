@@ -65,6 +65,11 @@ private:
     // The pass itself, for a handler without any reference of its own.
     void RunPass(ObjectDiffHandler* pHandler);
 
+    // What the last pass saw, as a first pass would report it; no object is asked. Not while one is under
+    // way.
+    void DescribeSnapshot(ObjectDiffHandler* pHandler);
+    bool HasSnapshot() const;
+
     Ptr<Object> mpRoot;
     Ptr<Object> mpReportedRoot;     // that of the previous pass
     ObjectDiffSnapshot* mpSnapshot; // owned

@@ -35,6 +35,7 @@ protected:
 
 private:
     friend class ObjectDiff;
+    friend class ObjectDiffDescription;
     friend class ObjectDiffPass;
 
     /// The root differs from that of the previous pass; null when there is none any more.

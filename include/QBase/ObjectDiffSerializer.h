@@ -12,7 +12,8 @@
 //     pReplica->GetRoot();
 //
 // An out stream that is added late first gets a snapshot of the whole graph. Objects of classes that are not
-// registered stay behind, and references to them arrive as null.
+// registered stay behind, and references to them arrive as null. Out streams are for the program whose graph
+// it is: a replica has call streams and forwarding streams.
 //
 // Calls go both ways: the source calls functions of the replicas' objects over its out streams; a replica
 // calls the source over a stream added by AddCallStream, which carries calls only. Over streams added by
@@ -144,8 +145,8 @@ public:
                                const Value& a2 = Value::Null, const Value& a3 = Value::Null,
                                const Value& a4 = Value::Null, const Value& a5 = Value::Null);
 
-    /// Sends what changed since the last time, and the queued calls. With call streams alone the graph, which
-    /// then is somebody else's, is not looked at.
+    /// Sends what changed since the last time, and the queued calls. With call streams alone, or with in
+    /// streams and no out streams, the graph is somebody else's and is not looked at.
     void Execute(const Value& value) override;
 
     /// Applies all frames that arrived whole.
@@ -199,13 +200,19 @@ private:
     void WriteRemoveProperty(Object* pObject, const String& name);
     void WriteListChild(int kind, List* pList, int index, Object* pChild);
 
-    // The reflected forms: ids as "int", calls with as many arguments as a function can take.
+    // The reflected forms: ids as "int", calls with as many arguments as a function can take, lists as
+    // objects.
     template <auto Operation>
     int ForObject(Object* pObject);
     template <auto Operation>
     int ForName(Object* pObject, const String& name);
     template <auto Operation>
     int ForChild(Table* pTable, const String& name);
+    Object* ObjectOfId(int id) const;
+    Object* ObjectOfPropertyId(int id) const;
+    Table* TableOfChildId(int id) const;
+    Object* ObjectOfFunctionId(int id) const;
+    Ptr<List> ListInStreams() const;
     void CallOne(Stream* pStream, Object* pObject, const String& name, const Value& a1, const Value& a2);
     void CallAll(Object* pObject, const String& name, const Value& a1, const Value& a2, const Value& a3);
 

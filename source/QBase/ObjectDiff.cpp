@@ -151,6 +151,7 @@ public:
     Ptr<Object> mpObject;
     std::uint8_t mMark; // the pass in which the object was visited last
     Shape mShape;
+    bool mbDescribed = false;           // by the description under way
     PropertyListData* mpList = nullptr; // holds one reference; the properties that mProperties speaks of
     std::pmr::vector<PropertyState> mProperties; // one for each entry of mpList
     std::unique_ptr<ChildStates> mpChildren;     // of a table or a list
@@ -188,6 +189,14 @@ public:
     }
 
     std::size_t GetSize() const { return mStates.size(); }
+
+    // After a description, for the next one.
+    void ForgetDescription()
+    {
+        for (ObjectState* const pState : mStates) {
+            pState->mbDescribed = false;
+        }
+    }
 
     // Removes all states of which `isGone` says so, in their order and the others in theirs; it may throw.
     template <typename IsGone>
@@ -308,6 +317,144 @@ private:
     std::vector<Frame> mFrames;
 };
 
+// ObjectDiffDescription tells a handler all that the last pass saw, as if everything were new: in the order
+// and with the words of a first pass. The objects are not asked again, so whoever hears it, and then what
+// changes from pass to pass, knows the same graph as those who heard every pass.
+class ObjectDiffDescription
+{
+public:
+    ObjectDiffDescription(ObjectDiffSnapshot& snapshot, ObjectDiffHandler& handler)
+        : mSnapshot(snapshot), mHandler(handler)
+    {}
+    ~ObjectDiffDescription() { mSnapshot.ForgetDescription(); }
+    ObjectDiffDescription(const ObjectDiffDescription&) = delete;
+    ObjectDiffDescription& operator=(const ObjectDiffDescription&) = delete;
+
+    void Describe(Object* pRoot)
+    {
+        Enter(pRoot, nullptr);
+        while (!mFrames.empty()) {
+            if (!DescribeProperties(mFrames.back()) && !DescribeChildren(mFrames.back())) {
+                mFrames.pop_back();
+            }
+        }
+    }
+
+private:
+    // An object under way, and where it goes on when its turn comes again.
+    struct Frame
+    {
+        ObjectState* mpState;
+        std::size_t mProperty = 0;
+        std::size_t mElement = 0; // of the property at hand: whose object is described next
+        std::size_t mChild = 0;
+        bool mbEntered = false; // the object of the child at hand was described already
+    };
+
+    // True when the object was not described yet: it is then on top of the stack. Most who refer to an object
+    // know its state.
+    bool Enter(Object* pObject, ObjectState* pTarget)
+    {
+        if (pObject == nullptr) {
+            return false;
+        }
+        ObjectState* const pState =
+            pTarget != nullptr && pTarget->mpObject == pObject ? pTarget : mSnapshot.Find(pObject);
+        if (pState == nullptr || pState->mbDescribed) {
+            return false;
+        }
+        pState->mbDescribed = true;
+        mHandler.OnAddObject(pObject);
+        mFrames.push_back({pState});
+        return true;
+    }
+
+    // Each is true when another object comes first.
+    bool DescribeProperties(Frame& frame);
+    bool EnterReferred(Frame& frame, PropertyState& property);
+    bool DescribeChildren(Frame& frame);
+
+    void DescribeProperty(Object* pObject, const PropertyList::Entry& entry, PropertyState& property);
+
+    ObjectDiffSnapshot& mSnapshot;
+    ObjectDiffHandler& mHandler;
+    std::vector<Frame> mFrames;
+};
+
+bool ObjectDiffDescription::DescribeProperties(Frame& frame)
+{
+    ObjectState& state = *frame.mpState;
+    const std::vector<PropertyList::Entry>& entries = state.mpList->GetEntries();
+    for (; frame.mProperty < entries.size(); ++frame.mProperty) {
+        PropertyState& property = state.mProperties[frame.mProperty];
+        if (!property.IsKnown()) {
+            continue;
+        }
+        if (EnterReferred(frame, property)) {
+            return true;
+        }
+        frame.mElement = 0;
+        DescribeProperty(state.mpObject, entries[frame.mProperty], property);
+    }
+    return false;
+}
+
+bool ObjectDiffDescription::EnterReferred(Frame& frame, PropertyState& property)
+{
+    if (!property.IsArray()) {
+        return frame.mElement++ == 0 && Enter(property.GetValue().AsObject(), property.GetTarget());
+    }
+    const Value::Type type = property.GetDeclaredType();
+    if (type != Value::TYPE_OBJECT && type != Value::TYPE_VALUE) {
+        return false;
+    }
+    const ArrayState& array = property.GetArray();
+    while (frame.mElement < array.mElements.size()) {
+        const std::size_t i = frame.mElement++;
+        if (Enter(array.mElements[i].AsObject(), array.mTargets[i])) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void ObjectDiffDescription::DescribeProperty(Object* pObject, const PropertyList::Entry& entry,
+                                             PropertyState& property)
+{
+    if (!property.IsArray()) {
+        mHandler.OnAddPropertyValue(pObject, entry.mName, property.GetValue());
+        return;
+    }
+    mHandler.OnAddPropertyArray(pObject, entry.mName, property.GetDeclaredType());
+    int index = 0;
+    for (const Value& element : property.GetArray().mElements) {
+        mHandler.OnAddPropertyArrayElement(pObject, entry.mName, index++, element);
+    }
+}
+
+bool ObjectDiffDescription::DescribeChildren(Frame& frame)
+{
+    ObjectState& state = *frame.mpState;
+    if (state.mShape == Shape::PLAIN) {
+        return false;
+    }
+    Object* const pObject = state.mpObject;
+    for (; frame.mChild < state.mpChildren->size(); ++frame.mChild) {
+        const ChildState& child = (*state.mpChildren)[frame.mChild];
+        if (!std::exchange(frame.mbEntered, true) && Enter(child.mpChild, child.mpTarget)) {
+            return true;
+        }
+        frame.mbEntered = false;
+        if (state.mShape == Shape::TABLE) {
+            mHandler.OnAddTableChild(static_cast<Table*>(pObject), child.mName, child.mpChild);
+        } else {
+            mHandler.OnAddListChild(static_cast<List*>(pObject), static_cast<int>(frame.mChild),
+                                    child.mpChild);
+        }
+    }
+    return false;
+}
+
 QBASE_IMPLEMENT(QBase, ObjectDiff)
 
 void ObjectDiff::Implement()
@@ -375,6 +522,25 @@ void ObjectDiff::RunPass(ObjectDiffHandler* pHandler)
     pass.SweepUnreachedObjects();
     mpReportedRoot = pRoot;
     guard.mbFinished = true;
+}
+
+bool ObjectDiff::HasSnapshot() const
+{
+    return mpSnapshot->GetSize() > 0;
+}
+
+void ObjectDiff::DescribeSnapshot(ObjectDiffHandler* pHandler)
+{
+    struct Guard
+    {
+        ~Guard() { mrbExecuting = false; }
+        bool& mrbExecuting;
+    } const guard{mbExecuting};
+    mbExecuting = true;
+    ObjectDiffDescription(*mpSnapshot, *pHandler).Describe(mpReportedRoot);
+    if (mpReportedRoot != nullptr) {
+        pHandler->OnNewRoot(mpReportedRoot);
+    }
 }
 
 // Makes sure that the object has a state and, unless this pass was there already, puts it on top of the

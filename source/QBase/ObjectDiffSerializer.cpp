@@ -320,6 +320,44 @@ int ObjectDiffSerializer::ForChild(Table* pTable, const String& name)
     return static_cast<int>((this->*Operation)(pTable, name));
 }
 
+Object* ObjectDiffSerializer::ObjectOfId(int id) const
+{
+    return FindObject(static_cast<std::uint32_t>(id));
+}
+
+Object* ObjectDiffSerializer::ObjectOfPropertyId(int id) const
+{
+    return FindProperty(static_cast<std::uint32_t>(id));
+}
+
+Table* ObjectDiffSerializer::TableOfChildId(int id) const
+{
+    return FindTableChild(static_cast<std::uint32_t>(id));
+}
+
+Object* ObjectDiffSerializer::ObjectOfFunctionId(int id) const
+{
+    return FindFunction(static_cast<std::uint32_t>(id));
+}
+
+// An object for each in stream, with what there is to tell as properties.
+Ptr<List> ObjectDiffSerializer::ListInStreams() const
+{
+    const Ptr<List> pInfos = List::Construct(Value::Null);
+    const Array<InStreamInfo> infos = GetInStreamInfo();
+    for (int i = 0; pInfos != nullptr && i < infos.GetSize(); ++i) {
+        const Ptr<Object> pInfo = Object::Construct(Value::Null);
+        if (pInfo != nullptr) {
+            pInfo->AddPropertyValueFromValue("Stream", infos.GetAt(i).mpStream);
+            pInfo->AddPropertyValueFromValue("NumFrames", infos.GetAt(i).mNumFrames);
+            pInfo->AddPropertyValueFromValue("Stopped", infos.GetAt(i).mbStopped);
+        }
+        pInfos->Insert(pInfo);
+    }
+    return pInfos;
+}
+
+// The operations of the handler are not among them: only an ObjectDiff calls those.
 void ObjectDiffSerializer::Implement()
 {
     using Self = ObjectDiffSerializer;
@@ -337,6 +375,10 @@ void ObjectDiffSerializer::Implement()
     AddFunction<&Self::ForName<&Self::RemovePropertyId>>("RemovePropertyId");
     AddFunction<&Self::ForChild<&Self::RemoveTableChildId>>("RemoveTableChildId");
     AddFunction<&Self::ForName<&Self::RemoveFunctionId>>("RemoveFunctionId");
+    AddFunction<&Self::ObjectOfId>("FindObject");
+    AddFunction<&Self::ObjectOfPropertyId>("FindProperty");
+    AddFunction<&Self::TableOfChildId>("FindTableChild");
+    AddFunction<&Self::ObjectOfFunctionId>("FindFunction");
     AddFunction<&Self::AddOutStream>("AddOutStream");
     AddFunction<&Self::RemoveOutStream>("RemoveOutStream");
     AddFunction<&Self::AddInStream>("AddInStream");
@@ -351,6 +393,7 @@ void ObjectDiffSerializer::Implement()
     AddFunction<&Self::CallOne>("RemoteFunctionCall");
     AddFunction<&Self::CallAll>("BroadcastFunctionCall");
     AddFunction<&Self::UpdateInput>("UpdateInput");
+    AddFunction<&Self::ListInStreams>("GetInStreamInfo");
     AddFunction<&Self::SendSnapshot>("SendSnapshot");
     AddProperty<&Self::GetRoot, &Self::SetRoot>("Root", {.mbExcluded = true});
 }
@@ -736,15 +779,14 @@ void AddressStreams(ReplicationState& state, Condition isMeant)
     }
 }
 
-// With nothing but call streams the graph is a replica of somebody else's.
+// A graph that comes in and goes out to nobody, but perhaps in calls, is a replica of somebody else's. To
+// look for changes there would be to give numbers of one's own to what the other end numbers.
 bool IsSource(const ReplicationState& state)
 {
-    for (const std::shared_ptr<OutStream>& pOut : state.mOutStreams) {
-        if (!pOut->mbCallsOnly) {
-            return true;
-        }
-    }
-    return state.mOutStreams.empty();
+    const auto carriesGraph = [](const auto& pStream) { return !pStream->mbCallsOnly; };
+    return std::any_of(state.mOutStreams.begin(), state.mOutStreams.end(), carriesGraph) ||
+           (state.mOutStreams.empty() &&
+            std::none_of(state.mInStreams.begin(), state.mInStreams.end(), carriesGraph));
 }
 
 // What holds for the time of one Execute or SendSnapshot. An exception out of a getter or a stream leaves the
@@ -841,10 +883,16 @@ void ObjectDiffSerializer::WriteChanges()
     }
 }
 
-// A fresh ObjectDiff finds everything new; the ids are those that the objects have.
+// Everything as new, with the ids that it has. A source tells what its last pass saw, even if getters or
+// others changed the graph since: the changes that later frames bring are changes to that. For the graph of a
+// relay, which makes no passes, a fresh ObjectDiff finds everything new.
 void ObjectDiffSerializer::WriteSnapshot()
 {
     const FlagScope snapshot(mpState->mbSnapshot);
+    if (IsSource(*mpState) && mpState->mpDiff != nullptr && mpState->mpDiff->HasSnapshot()) {
+        mpState->mpDiff->DescribeSnapshot(this);
+        return;
+    }
     const Ptr<ObjectDiff> pDiff = ObjectDiff::Construct(Value::Null);
     if (pDiff != nullptr) {
         pDiff->SetRoot(GetRoot());

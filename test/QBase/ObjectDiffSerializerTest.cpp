@@ -1007,17 +1007,36 @@ TEST_F(SourceTest, CallsForALateStreamFollowItsSnapshot)
     EXPECT_EQ(ToHex(frame.substr(frame.size() - 12)), ToHex(call + call));
 }
 
-TEST_F(SourceTest, AnObjectThatAGetterMakesForTheSnapshotAloneIsReportedOnceAndSentAsNull)
+TEST_F(SourceTest, ALateStreamGetsTheObjectThatAGetterMadeForTheOthers)
 {
     mpSource->RegisterType(Actor::ClassTable());
     const Ptr<Actor> pRoot = Actor::Construct(Value::Null);
-    pRoot->mOnRead = [] { return MakePlain(); };
+    pRoot->mOnRead = [] { return MakePlain(); }; // another one each time
     mpSource->SetRoot(pRoot);
+    EXPECT_THAT(Send(),
+                HasSubstr(Tidy("05000000 5468696E67 02000000"))); // the snapshot of a stream that is new
+    const std::string sent = Send();
+    EXPECT_THAT(sent, HasSubstr(Tidy("01 00 03000000")));
+    EXPECT_THAT(sent, EndsWith(Tidy("02 02000000")));
+}
+
+TEST_F(SourceTest, AnObjectThatAGetterMakesForTheSnapshotOfARelayIsReportedOnceAndSentAsNull)
+{
+    const Ptr<Replicator> pRelay = MakeSerializer();
+    for (Replicator* const pSerializer :
+         {static_cast<Replicator*>(mpSource), static_cast<Replicator*>(pRelay)}) {
+        pSerializer->RegisterType(Actor::ClassTable());
+    }
+    pRelay->AddInStream(mpPipe);
+    mpSource->SetRoot(Actor::Construct(Value::Null));
+    mpSource->Execute(Value::Null);
+    pRelay->UpdateInput();
+    static_cast<Actor*>(pRelay->GetRoot())->mOnRead = [] { return MakePlain(); };
     CapturedMessages messages;
-    const std::string sent = Send(); // the snapshot of a stream that is new
+    const Ptr<IOStream> pLate = MakePipe();
+    pRelay->SendSnapshot(pLate);
     EXPECT_THAT(messages.TakeError(), EndsWith("Failed to get object id for QBase.Object"));
-    EXPECT_THAT(sent, HasSubstr(Tidy("05000000 5468696E67 00000000")));
-    EXPECT_THAT(Send(), HasSubstr(Tidy("01 00 03000000")));
+    EXPECT_THAT(ToHex(TakeBytes(pLate)), HasSubstr(Tidy("05000000 5468696E67 00000000")));
 }
 
 TEST_F(SourceTest, AnExceptionOutOfAGetterStopsTheStreamsItCutShort)
@@ -1051,6 +1070,124 @@ TEST_F(SourceTest, AnExceptionOutOfAStreamStopsItAndLeavesLaterStreamsInOrder)
     pSource->Execute(Value::Null);
     EXPECT_EQ(pThrowing->mNumWrites, 1);
     EXPECT_EQ(ToHex(TakeBytes(mpPipe)), Tidy("0B000000 01 00 01000000 00 01000000"));
+}
+
+// Whatever somebody does to the graph between the pass for those in step and the snapshot for a late stream,
+// the next frames suit both.
+TEST_F(SourceTest, WhatChangesBetweenAPassAndASnapshotReachesALateStreamWithTheNextPass)
+{
+    struct Change
+    {
+        const char* mpWhat;
+        std::function<void(Probe*, List*, Table*)> mChange;
+    };
+    const Change changes[] = {
+        {"a value", [](Probe* p, List*, Table*) { p->mNumber = 8; }},
+        {"a value that comes back", [](Probe* p, List*, Table*) { p->mNumber = p->mNumber == 7 ? 8 : 7; }},
+        {"an array grows", [](Probe* p, List*, Table*) { p->mNumbers.Insert(3); }},
+        {"an array shrinks", [](Probe* p, List*, Table*) { p->mNumbers.RemoveAt(0); }},
+        {"an array of objects", [](Probe* p, List*, Table*) { p->mFriends.Insert(MakePlain()); }},
+        {"a new object", [](Probe* p, List*, Table*) { p->mpFriend = Probe::Construct(Value::Null); }},
+        {"an object goes", [](Probe* p, List*, Table*) { p->mpFriend = nullptr; }},
+        {"another type", [](Probe* p, List*, Table*) { p->mAny = Value("text"); }},
+        {"a list grows", [](Probe*, List* p, Table*) { p->Insert(MakePlain()); }},
+        {"a list shrinks", [](Probe*, List* p, Table*) { p->RemoveAt(0); }},
+        {"a table grows", [](Probe*, List*, Table* p) { p->Insert("new", MakePlain()); }},
+        {"a table shrinks", [](Probe*, List*, Table* p) { p->Remove("old"); }},
+        {"a table changes", [](Probe*, List*, Table* p) { p->Insert("old", MakePlain()); }},
+        {"a property comes", [](Probe* p, List*, Table*) { p->AddPropertyValueFromValue("New", 1); }},
+        {"a property goes", [](Probe* p, List*, Table*) { p->RemoveProperty("Old"); }},
+    };
+    for (const Change& change : changes) {
+        SCOPED_TRACE(change.mpWhat);
+        const Ptr<Table> pRoot = Table::Construct(Value::Null);
+        const Ptr<List> pList = List::Construct(Value::Null);
+        const Ptr<Probe> pProbe = Probe::Construct(Value::Null);
+        pRoot->Insert("list", pList);
+        pRoot->Insert("old", pProbe);
+        pList->Insert(pProbe);
+        pList->Insert(MakePlain());
+        pProbe->mNumber = 7;
+        pProbe->mpFriend = MakePlain();
+        pProbe->mAny = Value(1);
+        pProbe->mNumbers.Insert(1);
+        pProbe->mNumbers.Insert(2);
+        pProbe->AddPropertyValueFromValue("Old", 1);
+
+        // A stream in step is written to between the two.
+        const Ptr<Replicator> pSource = MakeSerializer();
+        const Ptr<NarrowStream> pInStep = NarrowStream::Construct(Value::Null);
+        const Ptr<IOStream> pEarly = MakePipe();
+        const Ptr<IOStream> pLate = MakePipe();
+        pSource->SetRoot(pRoot);
+        pInStep->mLimit = 1000000;
+        pSource->AddOutStream(pInStep);
+        pSource->AddOutStream(pEarly);
+        pSource->Execute(Value::Null);
+        const Ptr<Replicator> pReplicas[] = {MakeSerializer(), MakeSerializer()};
+        pReplicas[0]->AddInStream(pEarly);
+        pReplicas[1]->AddInStream(pLate);
+        pSource->AddOutStream(pLate);
+        int numChanges = 0;
+        pInStep->mOnWrite = [&] {
+            if (++numChanges == 1) {
+                change.mChange(pProbe, pList, pRoot);
+            }
+        };
+        pProbe->mText = "something to write";
+        pSource->Execute(Value::Null);
+        EXPECT_EQ(numChanges, 1);
+        if (std::string(change.mpWhat) == "a value that comes back") {
+            change.mChange(pProbe, pList, pRoot);
+        }
+        for (int pass = 0; pass < 2; ++pass) {
+            pSource->Execute(Value::Null);
+            for (const Ptr<Replicator>& pReplica : pReplicas) {
+                pReplica->UpdateInput();
+                EXPECT_EQ(DescribeGraph(pReplica->GetRoot()), DescribeGraph(pRoot));
+            }
+            pProbe->mNumber += 1;
+            pProbe->mNumbers.Insert(9);
+            pList->Insert(MakePlain());
+        }
+        pSource->SetRoot(nullptr);
+        Dissolve(pRoot);
+        for (const Ptr<Replicator>& pReplica : pReplicas) {
+            Dissolve(pReplica->GetRoot());
+        }
+    }
+}
+
+TEST_F(SourceTest, ALateStreamIsToldWhatAFirstPassWouldSay)
+{
+    for (std::uint32_t seed = 1; seed <= 20; ++seed) {
+        GraphEditor editor(seed);
+        const Ptr<Replicator> pSource = MakeSerializer();
+        const Ptr<Replicator> pRelay = MakeSerializer();
+        const Ptr<IOStream> pPipe = MakePipe();
+        pSource->AddOutStream(pPipe);
+        pRelay->AddInStream(pPipe);
+        for (int pass = 0; pass < 10; ++pass) {
+            editor.Edit(20);
+            pSource->SetRoot(editor.GetRoot());
+            pSource->Execute(Value::Null);
+            pRelay->UpdateInput();
+        }
+        // The source tells what it saw; the relay, with the same ids, reads its replica.
+        const Ptr<IOStream> pLate = MakePipe();
+        const Ptr<IOStream> pLater = MakePipe();
+        pSource->SendSnapshot(pLate);
+        pRelay->SendSnapshot(pLater);
+        const Ptr<Replicator> pReplicas[] = {MakeSerializer(), MakeSerializer()};
+        pReplicas[0]->AddInStream(pLate);
+        pReplicas[1]->AddInStream(pLater);
+        for (const Ptr<Replicator>& pReplica : pReplicas) {
+            pReplica->UpdateInput();
+            EXPECT_EQ(DescribeGraph(pReplica->GetRoot()), DescribeGraph(editor.GetRoot())) << seed;
+            Dissolve(pReplica->GetRoot());
+        }
+        Dissolve(pRelay->GetRoot());
+    }
 }
 
 // --- applying packets ---
@@ -1821,6 +1958,137 @@ TEST(ObjectDiffSerializerTest, ASerializerDrivenByCallsAloneReplicatesAGraph)
     EXPECT_EQ(pSource->Call("GetObjectId", Value(pItem)), Value(2));
     EXPECT_EQ(pReplica->Call("GetObjectId", Value(pMirrored)), Value(2));
     EXPECT_EQ(pSource->Call("GetTypeId", Value(pItem)), Value(1));
+}
+
+TEST(ObjectDiffSerializerTest, WhatReplicationConsistsOfIsReflectedUnderTheNamesOfItsMethods)
+{
+    struct Reflected
+    {
+        const char* mpName;
+        std::vector<Value::Type> mArguments;
+        Value::Type mResult;
+    };
+    constexpr Value::Type OBJECT = Value::TYPE_OBJECT;
+    constexpr Value::Type NAME = Value::TYPE_STRING;
+    constexpr Value::Type INT = Value::TYPE_INT;
+    constexpr Value::Type ANY = Value::TYPE_VALUE;
+    constexpr Value::Type NONE = Value::TYPE_VOID;
+    const Reflected functions[] = {
+        {"RegisterType", {OBJECT}, NONE},
+        {"GetTypeId", {OBJECT}, INT},
+        {"GetObjectId", {OBJECT}, INT},
+        {"GetPropertyId", {OBJECT, NAME}, INT},
+        {"GetTableChildId", {OBJECT, NAME}, INT},
+        {"GetFunctionId", {OBJECT, NAME}, INT},
+        {"AddObjectId", {OBJECT}, INT},
+        {"AddPropertyId", {OBJECT, NAME}, INT},
+        {"AddTableChildId", {OBJECT, NAME}, INT},
+        {"AddFunctionId", {OBJECT, NAME}, INT},
+        {"RemoveObjectId", {OBJECT}, INT},
+        {"RemovePropertyId", {OBJECT, NAME}, INT},
+        {"RemoveTableChildId", {OBJECT, NAME}, INT},
+        {"RemoveFunctionId", {OBJECT, NAME}, INT},
+        {"FindObject", {INT}, OBJECT},
+        {"FindProperty", {INT}, OBJECT},
+        {"FindTableChild", {INT}, OBJECT},
+        {"FindFunction", {INT}, OBJECT},
+        {"RemoteFunctionCall", {OBJECT, OBJECT, NAME, ANY, ANY}, NONE}, // five arguments are the most
+        {"BroadcastFunctionCall", {OBJECT, NAME, ANY, ANY, ANY}, NONE},
+        {"AddOutStream", {OBJECT}, NONE},
+        {"RemoveOutStream", {OBJECT}, NONE},
+        {"AddInStream", {OBJECT}, NONE},
+        {"RemoveInStream", {OBJECT}, NONE},
+        {"AddForwardingStream", {OBJECT}, NONE},
+        {"RemoveForwardingStream", {OBJECT}, NONE},
+        {"Execute", {ANY}, NONE},
+        {"UpdateInput", {}, NONE},
+        {"GetInStreamInfo", {}, OBJECT},
+    };
+    for (const Reflected& reflected : functions) {
+        Object* const pEntry = Replicator::ClassTable()->FindDerived(reflected.mpName);
+        ASSERT_NE(pEntry, nullptr) << reflected.mpName;
+        ASSERT_TRUE(pEntry->IsDerivedType(Function::ClassTable())) << reflected.mpName;
+        Function* const pFunction = static_cast<Function*>(pEntry);
+        EXPECT_EQ(pFunction->GetRetType(), reflected.mResult) << reflected.mpName;
+        ASSERT_EQ(pFunction->GetNumArgs(), static_cast<int>(reflected.mArguments.size())) << reflected.mpName;
+        for (int i = 0; i < pFunction->GetNumArgs(); ++i) {
+            EXPECT_EQ(pFunction->GetArgType(i), reflected.mArguments[static_cast<std::size_t>(i)])
+                << reflected.mpName << " " << i;
+        }
+    }
+    for (const char* const pName :
+         {"OnNewRoot", "OnAddObject", "OnDownsizeList"}) { // for an ObjectDiff alone
+        EXPECT_EQ(Replicator::ClassTable()->FindDerived(pName), nullptr) << pName;
+    }
+}
+
+TEST(ObjectDiffSerializerTest, IdsAndStreamsCanBeAskedForByCallsAlone)
+{
+    const Ptr<Replicator> pSource = MakeSerializer();
+    const Ptr<Replicator> pReplica = MakeSerializer();
+    const Ptr<IOStream> pPipe = MakePipe();
+    const Ptr<Table> pRoot = Table::Construct(Value::Null);
+    const Ptr<Probe> pItem = Probe::Construct(Value::Null);
+    pRoot->Insert("item", pItem);
+    pSource->SetRoot(pRoot);
+    pSource->AddOutStream(pPipe);
+    pReplica->AddInStream(pPipe);
+    pSource->Execute(Value::Null);
+    const Value object = pItem;
+    const Value table = pRoot;
+    EXPECT_EQ(pSource->Call("FindObject", pSource->Call("GetObjectId", object)), object);
+    EXPECT_EQ(pSource->Call("FindProperty", pSource->Call("GetPropertyId", object, "Number")), object);
+    EXPECT_EQ(pSource->Call("FindTableChild", pSource->Call("GetTableChildId", table, "item")), table);
+    EXPECT_EQ(pSource->Call("FindFunction", pSource->Call("GetFunctionId", object, "Touch")), object);
+    EXPECT_EQ(pSource->Call("FindObject", 99), Value(nullptr));
+    EXPECT_EQ(pSource->Call("FindObject", -1), Value(nullptr));
+
+    Put(pPipe, Frame(FromHex("63")));
+    CapturedMessages messages;
+    pReplica->UpdateInput();
+    EXPECT_THAT(messages.TakeError(), HasSubstr("the kind is unknown"));
+    const Value infos = pReplica->Call("GetInStreamInfo");
+    List* const pInfos = static_cast<List*>(infos.AsObject());
+    ASSERT_EQ(pInfos->GetSize(), 1);
+    Object* const pInfo = pInfos->GetAt(0);
+    EXPECT_EQ(pInfo->FindProperty("Stream")->Get(pInfo), Value(pPipe));
+    EXPECT_EQ(pInfo->FindProperty("NumFrames")->Get(pInfo), Value(2));
+    EXPECT_EQ(pInfo->FindProperty("Stopped")->Get(pInfo), Value(true));
+}
+
+TEST(ObjectDiffSerializerTest, AReplicaThatIsExecutedNumbersNothingOfItsSource)
+{
+    const Ptr<Replicator> pSource = MakeSerializer();
+    const Ptr<Replicator> pReplica = MakeSerializer();
+    const Ptr<IOStream> pPipe = MakePipe();
+    const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
+    pRoot->mpFriend = MakePlain();
+    pRoot->AddPropertyValueFromValue("Extra", 1);
+    pSource->SetRoot(pRoot);
+    pSource->AddOutStream(pPipe);
+    pReplica->AddInStream(pPipe);
+    const auto update = [&] {
+        pSource->Execute(Value::Null);
+        pReplica->UpdateInput();
+        pReplica->Execute(Value::Null); // as a host does that drives all serializers alike
+    };
+    update();
+    static_cast<Probe*>(pReplica->GetRoot())->mFriends.Insert(MakePlain()); // the host's own, of no concern
+    update();
+    pRoot->mpFriend = MakePlain();
+    pRoot->RemoveProperty("Extra");
+    pRoot->mFriends.Insert(MakePlain());
+    static_cast<Probe*>(pReplica->GetRoot())->mFriends.Clear();
+    update();
+    EXPECT_EQ(DescribeGraph(pReplica->GetRoot()), DescribeGraph(pRoot));
+
+    // Whoever is only called by others has a graph of its own.
+    const Ptr<Replicator> pCalled = MakeSerializer();
+    pCalled->AddInStream(pPipe);
+    pCalled->SetInStreamCallsOnly(pPipe, true);
+    pCalled->SetRoot(pRoot);
+    pCalled->Execute(Value::Null);
+    EXPECT_EQ(pCalled->GetObjectId(pRoot), 1u);
 }
 
 TEST(ObjectDiffSerializerTest, SerializersAndStreamsWithoutAnyReferenceSurvive)
