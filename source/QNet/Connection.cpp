@@ -244,9 +244,9 @@ void Connection::Resolve(const std::string& host, int port, int milliseconds)
         pThis->mTimer.cancel();
         pThis->Begin();
     };
-    const std::vector<tcp::endpoint> endpoints = KnownEndpoints(host, static_cast<asio::ip::port_type>(port));
-    if (!endpoints.empty()) {
-        asio::async_connect(mSocket, endpoints, connect);
+    const std::vector<tcp::endpoint> known = KnownEndpoints(host, static_cast<asio::ip::port_type>(port));
+    if (!known.empty()) {
+        asio::async_connect(mSocket, known, connect);
         return;
     }
     mResolver.async_resolve(host, std::to_string(port),
