@@ -39,6 +39,7 @@ QBASE_IMPLEMENT(Solar, Body)
 
 void Body::Implement()
 {
+    Describe("A star, planet or moon, and what orbits it");
     AddEnum<Kind>("Kind", {{"Star", STAR}, {"Planet", PLANET}, {"Moon", MOON}});
     AddProperty<&Body::mName>("Name");
     AddProperty<&Body::mKind>("Kind");

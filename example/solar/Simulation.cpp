@@ -11,6 +11,7 @@ QBASE_IMPLEMENT(Solar, Simulation)
 
 void Simulation::Implement()
 {
+    Describe("Moves the bodies around their sun as time goes on");
     AddProperty<&Simulation::mpSun>("Sun");
     AddProperty<&Simulation::mTime>("Time"); // loading it moves nothing: the positions are saved as well
     AddProperty<&Simulation::mStep>("Step");

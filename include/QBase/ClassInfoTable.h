@@ -51,6 +51,9 @@ public:
     /// Says it. For Implement.
     void SetActsOutside() { mbActsOutside = true; }
 
+    /// True for a class whose objects cannot be constructed: Construct reports it.
+    bool IsAbstract() const { return mbAbstract; }
+
     /// As Object's, also on null.
     ClassInfoTable* Access();
     ClassInfoTable* Release();
@@ -111,6 +114,7 @@ private:
     // class knows those derived from it; instance tables are too many, and short-lived.
     bool mbIsClass;
     bool mbActsOutside;
+    bool mbAbstract;
     Descriptions* mpDescriptions;   // owned; null while there are none
     ClassInfoTable* mpFirstDerived; // borrowed, as are the rest of the list
     ClassInfoTable* mpNextDerived;

@@ -31,6 +31,13 @@ class QBASE_API Property : public Object
     QBASE_OBJECT(Property, Object)
 
 public:
+    enum WriteAccess : std::int32_t
+    {
+        WRITABLE = 0,
+        READ_ONLY = 1, // Set is reported and changes nothing
+        CONSTANT = 2   // that, and the value is the same for all objects: Get takes null as well
+    };
+
     /// The type of the value, or of each element of an array.
     virtual Value::Type GetType() const = 0;
     virtual bool IsArray() const = 0;
@@ -68,6 +75,8 @@ public:
 
     /// The same for one element of an array.
     virtual bool GetAtIfChanged(Object* pObject, int index, const Value& known, Value& rValue);
+
+    virtual WriteAccess GetWriteAccess() const;
 
     /// The class whose objects have this property; null for a dynamic one, which asks for no object.
     ClassInfoTable* GetOwnerClass() const { return mpOwnerClass; }

@@ -65,8 +65,8 @@ namespace QBase
 
 /// What every reflected class's ClassTable, Construct, Clone and registrar have in common.
 QBASE_API ClassInfoTable* RegisterReflectedClass(ClassInfoTable*& rpClassTable, const String& module,
-                                                 const String& className, Value (*pConstruct)(const Value&),
-                                                 void (*pImplement)());
+                                                 const String& className, bool bAbstract,
+                                                 Value (*pConstruct)(const Value&), void (*pImplement)());
 QBASE_API void AddClassEntry(ClassInfoTable* pClassTable, const char* pName, Object* pEntry);
 QBASE_API void ReportInterfaceClass(const char* pUnit, int line);
 
@@ -386,6 +386,10 @@ public:
     Value::Type GetType() const override { return TypeOf<T>(); }
     bool IsExcluded() const override { return mbExcluded; }
     EnumInfoObject* GetEnumInfo() override { return EnumInfoFor<T>(); }
+    Property::WriteAccess GetWriteAccess() const override
+    {
+        return READ_ONLY ? Property::READ_ONLY : Property::WRITABLE;
+    }
 
     Value Get(Object* pObject) override
     {
@@ -518,6 +522,7 @@ public:
     Value::Type GetType() const override { return TypeOf<T>(); }
     bool IsExcluded() const override { return true; }
     EnumInfoObject* GetEnumInfo() override { return EnumInfoFor<T>(); }
+    Property::WriteAccess GetWriteAccess() const override { return Property::CONSTANT; }
     Value Get(Object*) override { return ValueTraits<T>::Make(Constant); }
     void Set(Object*, const Value&) override { ReportSetConstant(); }
 };
@@ -672,7 +677,7 @@ private:
 } // namespace QBase
 
 // What both kinds of reflected class define.
-#define QBASE_IMPLEMENT_COMMON(Module, Class)                                                                \
+#define QBASE_IMPLEMENT_COMMON(Module, Class, bAbstract)                                                     \
     const ::QBase::String& Class::ClassName()                                                                \
     {                                                                                                        \
         static const ::QBase::String& sName = *new ::QBase::String(#Class);                                  \
@@ -690,7 +695,7 @@ private:
             return spClassTable;                                                                             \
         }                                                                                                    \
         return ::QBase::RegisterReflectedClass(                                                              \
-            spClassTable, ModuleName(), ClassName(),                                                         \
+            spClassTable, ModuleName(), ClassName(), bAbstract,                                              \
             [](const ::QBase::Value& value) {                                                                \
                 return ::QBase::Value(static_cast<::QBase::Object*>(Construct(value)));                      \
             },                                                                                               \
@@ -713,7 +718,7 @@ private:
 // QBASE_IMPLEMENT(Module, Class) stands once in the source unit of a class that can be constructed. Inside
 // namespaces, give the class's plain name and stand in its namespace.
 #define QBASE_IMPLEMENT(Module, Class)                                                                       \
-    QBASE_IMPLEMENT_COMMON(Module, Class)                                                                    \
+    QBASE_IMPLEMENT_COMMON(Module, Class, false)                                                             \
     Class* Class::Construct(const ::QBase::Value& value)                                                     \
     {                                                                                                        \
         return new (#Class, __LINE__) Class(value);                                                          \
@@ -725,7 +730,7 @@ private:
 
 // QBASE_IMPLEMENT_ABSTRACT(Module, Class) is for a class that cannot: Construct and Clone report it.
 #define QBASE_IMPLEMENT_ABSTRACT(Module, Class)                                                              \
-    QBASE_IMPLEMENT_COMMON(Module, Class)                                                                    \
+    QBASE_IMPLEMENT_COMMON(Module, Class, true)                                                              \
     Class* Class::Construct(const ::QBase::Value&)                                                           \
     {                                                                                                        \
         ::QBase::ReportInterfaceClass(#Module "/" #Class, __LINE__);                                         \

@@ -60,7 +60,9 @@ Value Load(File* pFile)
 QBASE_IMPLEMENT(QBase, AsciiSerializer)
 
 void AsciiSerializer::Implement()
-{}
+{
+    Describe("Saves and loads object graphs as XML");
+}
 
 AsciiSerializer::AsciiSerializer(const Value& value) : Serializer(value)
 {}

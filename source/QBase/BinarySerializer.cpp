@@ -80,7 +80,9 @@ Value Load(File* pFile)
 QBASE_IMPLEMENT(QBase, BinarySerializer)
 
 void BinarySerializer::Implement()
-{}
+{
+    Describe("Saves and loads object graphs in the compact binary format");
+}
 
 BinarySerializer::BinarySerializer(const Value& value) : Serializer(value)
 {}

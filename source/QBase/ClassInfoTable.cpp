@@ -67,22 +67,23 @@ struct ClassInfoTable::Descriptions
 
 void ClassInfoTable::Implement()
 {
+    Describe("What is known of a class: its functions and properties by name, and its base");
     AddFunction<&ClassInfoTable::FindDerived>("FindDerived");
     AddProperty<&ClassInfoTable::GetBaseClass, &ClassInfoTable::SetBaseClass>("BaseClass");
 }
 
 ClassInfoTable::ClassInfoTable(const Value& value)
     : Table(value), mpBaseClass(nullptr), mHolders(1), mStamp(NextStamp()), mpPropertyList(nullptr),
-      mPropertyListStamp(0), mbIsClass(false), mbActsOutside(false), mpDescriptions(nullptr),
-      mpFirstDerived(nullptr), mpNextDerived(nullptr), mpNameIndex(nullptr)
+      mPropertyListStamp(0), mbIsClass(false), mbActsOutside(false), mbAbstract(false),
+      mpDescriptions(nullptr), mpFirstDerived(nullptr), mpNextDerived(nullptr), mpNameIndex(nullptr)
 {
     TrackChanges();
 }
 
 ClassInfoTable::ClassInfoTable(const ClassInfoTable& other)
     : Table(other), mpBaseClass(other.mpBaseClass), mHolders(1), mStamp(NextStamp()), mpPropertyList(nullptr),
-      mPropertyListStamp(0), mbIsClass(false), mbActsOutside(false), mpDescriptions(nullptr),
-      mpFirstDerived(nullptr), mpNextDerived(nullptr), mpNameIndex(nullptr)
+      mPropertyListStamp(0), mbIsClass(false), mbActsOutside(false), mbAbstract(false),
+      mpDescriptions(nullptr), mpFirstDerived(nullptr), mpNextDerived(nullptr), mpNameIndex(nullptr)
 {
     TrackChanges();
     if (mpBaseClass != nullptr) {
@@ -297,11 +298,12 @@ std::uint64_t ClassInfoTable::GetChainStamp() const
 class EarlyClassTable
 {
 public:
-    static ClassInfoTable* New()
+    static ClassInfoTable* New(bool bAbstract)
     {
         ClassInfoTable* const pTable =
             new ("ClassInfoTable", __LINE__) ClassInfoTable(Value(g_ClassTableSize));
         pTable->mbIsClass = true;
+        pTable->mbAbstract = bAbstract;
         return pTable;
     }
 };
@@ -309,8 +311,8 @@ public:
 // Nothing in here may ask for a class table or look anything up through one before rpClassTable is set: the
 // class being registered may be the very one that the question needs.
 ClassInfoTable* RegisterReflectedClass(ClassInfoTable*& rpClassTable, const String& module,
-                                       const String& className, Value (*pConstruct)(const Value&),
-                                       void (*pImplement)())
+                                       const String& className, bool bAbstract,
+                                       Value (*pConstruct)(const Value&), void (*pImplement)())
 {
     if (GetModuleTable() == nullptr) {
         Init();
@@ -320,7 +322,7 @@ ClassInfoTable* RegisterReflectedClass(ClassInfoTable*& rpClassTable, const Stri
         pModule = Table::Construct(Value(g_ModuleTableSize));
         GetModuleTable()->Insert(module, pModule);
     }
-    ClassInfoTable* const pClassTable = EarlyClassTable::New();
+    ClassInfoTable* const pClassTable = EarlyClassTable::New(bAbstract);
     pClassTable->Insert("Construct", new ("ClassInfoTable", __LINE__) ConstructFunction(pConstruct));
     pModule->Insert(className, pClassTable);
     rpClassTable = pClassTable;

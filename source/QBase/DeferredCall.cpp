@@ -11,6 +11,7 @@ QBASE_IMPLEMENT(QBase, DeferredCall)
 
 void DeferredCall::Implement()
 {
+    Describe("A call that is kept and made when it is executed");
     AddProperty<&DeferredCall::GetObject, &DeferredCall::SetObject>("Object");
     AddProperty<&DeferredCall::GetFunctionName, &DeferredCall::SetFunctionName>("FunctionName");
     AddFunction<&DeferredCall::SetArgs>("SetArgs");

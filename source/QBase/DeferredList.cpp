@@ -28,6 +28,7 @@ QBASE_IMPLEMENT(QBase, DeferredList)
 
 void DeferredList::Implement()
 {
+    Describe("Executes what was inserted once, at the next Execute");
     AddFunction<&DeferredList::Insert>("Insert");
 }
 

@@ -26,6 +26,7 @@ QBASE_IMPLEMENT(QBase, EnumInfoObject)
 
 void EnumInfoObject::Implement()
 {
+    Describe("The names of the values of one enumeration");
     AddFunction<&EnumInfoObject::InsertEnum>("InsertEnum");
     AddFunction<&EnumInfoObject::GetKeyFromValue>("GetKeyFromValue");
     AddFunction<&EnumInfoObject::GetValueFromKey>("GetValueFromKey");

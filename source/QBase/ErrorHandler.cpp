@@ -27,6 +27,7 @@ bool AskToContinue(void* pWindow, const std::string& caption, const std::string&
 
 void ErrorHandler::Implement()
 {
+    Describe("Shows errors and asks whether to go on");
     AddFunction<&ErrorHandler::GetNumErrors>("GetNumErrors");
 }
 

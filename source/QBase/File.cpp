@@ -13,6 +13,7 @@ constexpr int File::MODE_WRITE;
 
 void File::Implement()
 {
+    Describe("Bytes with a position, to be read or written");
     AddFunction<&File::Open>("Open");
     AddFunction<&File::Close>("Close");
     AddFunction<&File::SeekCurrent>("SeekCurrent");

@@ -13,6 +13,7 @@ QBASE_IMPLEMENT(QBase, FileSerializer)
 
 void FileSerializer::Implement()
 {
+    Describe("Saves and loads by path: XML where it contains QXml, binary elsewhere");
     AddFunction<&FileSerializer::Deserialize>("Deserialize");
 }
 

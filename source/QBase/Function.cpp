@@ -11,6 +11,7 @@ QBASE_IMPLEMENT_ABSTRACT(QBase, Function)
 
 void Function::Implement()
 {
+    Describe("A function of a class: its kind, its types, and how to call it");
     AddFunction<&Function::GetType>("GetType");
     AddFunction<&Function::GetRetType>("GetRetType");
     AddFunction<&Function::GetNumArgs>("GetNumArgs");

@@ -22,7 +22,9 @@ constexpr int SMALLEST_GROWTH = 1024;
 QBASE_IMPLEMENT(QBase, IOStream)
 
 void IOStream::Implement()
-{}
+{
+    Describe("A stream in memory: what is written is read in the same order");
+}
 
 IOStream::IOStream(const Value& value) : Stream(value)
 {

@@ -11,6 +11,7 @@ QBASE_IMPLEMENT(QBase, List)
 
 void List::Implement()
 {
+    Describe("Objects in an order of their own");
     AddFunction<&List::Clear>("Clear");
     AddFunction<&List::Find>("Find");
     AddFunction<&List::GetAt>("GetAt");

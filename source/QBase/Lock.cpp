@@ -10,6 +10,7 @@ QBASE_IMPLEMENT(QBase, Lock)
 
 void Lock::Implement()
 {
+    Describe("Lets one thread in at a time; the same thread as often as it likes");
     AddFunction<&Lock::Enter>("Enter");
     AddFunction<&Lock::Exit>("Exit");
 }

@@ -22,7 +22,9 @@ constexpr int SMALLEST_GROWTH = 1024;
 QBASE_IMPLEMENT(QBase, MemoryFile)
 
 void MemoryFile::Implement()
-{}
+{
+    Describe("A file in memory");
+}
 
 MemoryFile::MemoryFile(const Value& value)
     : File(value), mpBuffer(nullptr), mSize(0), mCapacity(0), mFixedSize(0), mPosition(0), mFlags(0)

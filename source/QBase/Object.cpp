@@ -67,14 +67,16 @@ ClassInfoTable* Object::ClassTable()
         return spClassTable;
     }
     return RegisterReflectedClass(
-        spClassTable, ModuleName(), ClassName(), [](const Value& value) { return Value(Construct(value)); },
-        &Object::Implement);
+        spClassTable, ModuleName(), ClassName(), false,
+        [](const Value& value) { return Value(Construct(value)); }, &Object::Implement);
 }
 
 Implementor<Object> Object::sImplementor;
 
 void Object::Implement()
 {
+    ClassTable()->SetDescription(
+        String::Null, "The base of every class: counted references, properties of its own, functions by name");
     Memory::SetObjectDescriber(&DescribeObject);
 
     AddClassEntry(ClassTable(), "GetClassName", new Reflect::BoundFunction<Object, &Object::GetClassName>());

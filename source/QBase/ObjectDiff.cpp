@@ -459,6 +459,7 @@ QBASE_IMPLEMENT(QBase, ObjectDiff)
 
 void ObjectDiff::Implement()
 {
+    Describe("Finds what has changed in an object graph since the last pass, and tells a handler");
     AddProperty<&ObjectDiff::GetRoot, &ObjectDiff::SetRoot>("Root");
 }
 

@@ -360,6 +360,7 @@ Ptr<List> ObjectDiffSerializer::ListInStreams() const
 // The operations of the handler are not among them: only an ObjectDiff calls those.
 void ObjectDiffSerializer::Implement()
 {
+    Describe("Replicates an object graph over streams, and calls functions of the other side");
     using Self = ObjectDiffSerializer;
     AddFunction<&Self::RegisterType>("RegisterType");
     AddFunction<&Self::GetTypeId>("GetTypeId");

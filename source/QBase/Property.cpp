@@ -21,6 +21,7 @@ QBASE_IMPLEMENT_ABSTRACT(QBase, ArrayPropertyCommon)
 
 void Property::Implement()
 {
+    Describe("A named slot of an object: a value or an array of values of one type");
     AddFunction<&Property::GetType>("GetType");
     AddFunction<&Property::IsArray>("IsArray");
     AddFunction<&Property::IsExcluded>("IsExcluded");
@@ -40,9 +41,13 @@ void Property::Implement()
 }
 
 void ValuePropertyCommon::Implement()
-{}
+{
+    Describe("The base of every property with a single value");
+}
 void ArrayPropertyCommon::Implement()
-{}
+{
+    Describe("The base of every property with an array");
+}
 
 Property::Property() : mpOwnerClass(nullptr)
 {}
@@ -73,6 +78,11 @@ bool Property::GetIfChanged(Object* pObject, const Value& known, Value& rValue)
 bool Property::GetAtIfChanged(Object* pObject, int index, const Value& known, Value& rValue)
 {
     return TakeIfDifferent(GetAt(pObject, index), known, rValue);
+}
+
+Property::WriteAccess Property::GetWriteAccess() const
+{
+    return WRITABLE;
 }
 
 bool Property::CheckObject(Object* pObject, const char* pOperation) const

@@ -19,6 +19,7 @@ QBASE_IMPLEMENT_ABSTRACT(QBase, Resource)
 
 void Resource::Implement()
 {
+    Describe("Something that is loaded from a file by name");
     AddFunction<&Resource::Load>("Load");
     AddProperty<&Resource::GetFilename, &Resource::SetFilename>("Filename");
 }

@@ -11,6 +11,7 @@ QBASE_IMPLEMENT_ABSTRACT(QBase, Serializer)
 
 void Serializer::Implement()
 {
+    Describe("Saves an object graph to a file and loads it");
     AddFunction<&Serializer::Serialize>("Serialize");
     AddFunction<&Serializer::Deserialize>("Deserialize");
 }

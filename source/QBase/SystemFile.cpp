@@ -46,6 +46,7 @@ QBASE_IMPLEMENT(QBase, SystemFile)
 
 void SystemFile::Implement()
 {
+    Describe("A file of the operating system");
     AddFunction<&SystemFile::Exists>("Exists");
     AddFunction<&SystemFile::Delete>("Delete");
 }

@@ -14,6 +14,7 @@ QBASE_IMPLEMENT(QBase, Table)
 
 void Table::Implement()
 {
+    Describe("Objects by name");
     AddFunction<&Table::Clear>("Clear");
     AddFunction<&Table::Find>("Find");
     AddFunction<&Table::FindPath>("FindPath");

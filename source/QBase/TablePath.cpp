@@ -12,6 +12,7 @@ QBASE_IMPLEMENT(QBase, TablePath)
 
 void TablePath::Implement()
 {
+    Describe("The way through tables to an object, name by name");
     AddFunction<&TablePath::AddNode>("AddNode");
     AddFunction<&TablePath::FromString>("FromString");
     AddFunction<&TablePath::GetName>("GetName");

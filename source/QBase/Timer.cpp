@@ -23,6 +23,7 @@ QBASE_IMPLEMENT(QBase, Timer)
 
 void Timer::Implement()
 {
+    Describe("Tells the time since it was made, and since it was last asked, in milliseconds");
     AddFunction<&Timer::GetDt>("GetDt");
     AddFunction<&Timer::GetTime>("GetTime");
 }

@@ -18,7 +18,9 @@ namespace QNet
 QBASE_IMPLEMENT_ABSTRACT(QNet, FrameStream)
 
 void FrameStream::Implement()
-{}
+{
+    Describe("Lets the frames of another stream through as soon as each is whole");
+}
 
 FrameStream::FrameStream(Stream* pStream, Unit unit, int sizeLimit)
     : Stream(Value::Null), mpStream(pStream), mUnit(unit), mSizeLimit(static_cast<std::size_t>(sizeLimit))

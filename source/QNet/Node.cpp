@@ -131,6 +131,8 @@ QBASE_IMPLEMENT(QNet, Node)
 
 void Node::Implement()
 {
+    Describe(
+        "A place in a network that shares one object graph: it serves, joins, or relays from one to others");
     AddEnum<State>("State", {{"ALONE", ALONE}, {"JOINING", JOINING}, {"JOINED", JOINED}, {"LOST", LOST}});
     AddFunction<&Node::Serve>("Serve");
     AddFunction<&Node::GetPort>("GetPort");

@@ -1,6 +1,7 @@
 #include "QBase/ClassInfoTable.h"
 
 #include "QBase/DynamicProperty.h"
+#include "QBase/File.h"
 #include "QBase/Function.h"
 #include "QBase/Global.h"
 #include "QBase/Property.h"
@@ -104,6 +105,29 @@ TEST(ClassInfoTableTest, AClassAndItsEntriesCarryOneLineEach)
     EXPECT_EQ(pTable->GetEntryDescription("nobody"), String::Null);
     EXPECT_EQ(Descendant::ClassTable()->GetDescription(), String::Null);
     EXPECT_EQ(Descendant::ClassTable()->GetEntryDescription("Tell"), String::Null);
+}
+
+TEST(ClassInfoTableTest, EveryClassOfTheLibrarySaysWhatItIsFor)
+{
+    int numClasses = 0;
+    for (const auto& entry : static_cast<Table*>(GetModuleTable()->Find("QBase"))->GetEntries()) {
+        const ClassInfoTable* const pClass =
+            static_cast<ClassInfoTable*>(static_cast<Object*>(entry.GetValue()));
+        EXPECT_GT(pClass->GetDescription().size(), 0u) << entry.GetKey().c_str();
+        ++numClasses;
+    }
+    EXPECT_GE(numClasses, 29);
+}
+
+TEST(ClassInfoTableTest, AClassTellsWhetherItsObjectsCanBeConstructed)
+{
+    for (const ClassInfoTable* const pTable : {File::ClassTable(), Property::ClassTable()}) {
+        EXPECT_TRUE(pTable->IsAbstract());
+    }
+    for (const ClassInfoTable* const pTable : {Object::ClassTable(), Table::ClassTable(),
+                                               ClassInfoTable::ClassTable(), Descendant::ClassTable()}) {
+        EXPECT_FALSE(pTable->IsAbstract());
+    }
 }
 
 TEST(ClassInfoTableTest, ALaterDescriptionReplacesTheFirst)

@@ -181,6 +181,17 @@ TEST_F(PropertyTest, AGetterAloneIsReadOnly)
     EXPECT_EQ(Get("DoubleLevel").Get<int>(), 8);
 }
 
+TEST_F(PropertyTest, ItsWriteAccessIsToldWithoutAnObject)
+{
+    EXPECT_EQ(Find("MAX_CREW")->GetWriteAccess(), Property::CONSTANT);
+    EXPECT_EQ(Find("MAX_CREW")->Get(nullptr).Get<int>(), 5);
+    EXPECT_EQ(Find("DoubleLevel")->GetWriteAccess(), Property::READ_ONLY);
+    for (const char* const pName : {"Int", "Level", "Ints", "Cache"}) {
+        EXPECT_EQ(Find(pName)->GetWriteAccess(), Property::WRITABLE) << pName;
+    }
+    EXPECT_EQ(mpSpecimen->AddPropertyValueFromValue("Own", 1)->GetWriteAccess(), Property::WRITABLE);
+}
+
 TEST_F(PropertyTest, ConstantsReadOnlyAndExcludedPropertiesStayOutOfFiles)
 {
     EXPECT_TRUE(Find("MAX_CREW")->IsExcluded());
