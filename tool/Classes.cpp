@@ -4,21 +4,15 @@
 #include "Modules.h"
 #include "Output.h"
 #include "Report.h"
+#include "Schema.h"
 #include "Text.h"
-
-#include "QBase/ClassInfoTable.h"
-#include "QBase/Enum.h"
-#include "QBase/Function.h"
-#include "QBase/Global.h"
-#include "QBase/Property.h"
 
 #include <CLI/CLI.hpp>
 
 #include <map>
 #include <memory>
-#include <unordered_map>
-
-using namespace QBase;
+#include <string>
+#include <vector>
 
 namespace Quirl
 {
@@ -26,10 +20,14 @@ namespace Quirl
 namespace
 {
 
-constexpr char FOOTER[] = R"(Example:
+constexpr char FOOTER[] = R"(With --json it is a schema, which `quirl conform` compares with another.
+
+Examples:
   quirl classes Solar
-prints, among others:
-  class Solar.Simulation : QBase.Object
+  quirl classes --module Solar --json >solar-1.json
+
+The first prints, among others:
+  class Solar.Simulation : QBase.Object  // Moves the bodies around their sun as time goes on
     Step: float
     Sun: Object
     SetTime(float): void)";
@@ -41,164 +39,42 @@ struct ClassesOptions
     bool mbJson = false;
 };
 
-// Sorted by name: the tables' own order says nothing to a reader.
-template <typename T>
-using ByName = std::map<std::string, T*>;
-
-template <typename T>
-ByName<T> Sort(const Table* pTable)
+std::string DescribeProperty(const SchemaProperty& property)
 {
-    ByName<T> sorted;
-    for (const auto& node : pTable->GetEntries()) {
-        Object* const pEntry = node.GetValue();
-        if (pEntry != nullptr && pEntry->IsDerivedType(T::ClassTable())) {
-            sorted.emplace(node.GetKey().c_str(), static_cast<T*>(pEntry));
-        }
+    std::string text = property.mName + ": " + property.mType + (property.mbArray ? "[]" : "");
+    std::multimap<int, std::string> names; // of each value
+    for (const auto& [key, value] : property.mKeys) {
+        names.emplace(value, key);
     }
-    return sorted;
-}
-
-// "module.class" of each class table.
-class ClassNames
-{
-public:
-    ClassNames()
-    {
-        for (const auto& [module, pModule] : Sort<Table>(GetModuleTable())) {
-            for (const auto& [name, pClass] : Sort<ClassInfoTable>(pModule)) {
-                mNames.emplace(pClass, module + "." + name);
-            }
-        }
-    }
-
-    /// Empty for null and for what is in no module.
-    std::string Find(const ClassInfoTable* pClass) const
-    {
-        const auto found = mNames.find(pClass);
-        return found != mNames.end() ? found->second : std::string();
-    }
-
-private:
-    std::unordered_map<const ClassInfoTable*, std::string> mNames;
-};
-
-// An object's class says more than "Object" does.
-std::string GetArgumentName(const Function* pFunction, int index, const ClassNames& names)
-{
-    const Value::Type type = index < 0 ? pFunction->GetRetType() : pFunction->GetArgType(index);
-    const std::string className = names.Find(pFunction->GetArgClass(index));
-    return type == Value::TYPE_OBJECT && !className.empty() ? className : GetTypeName(type);
-}
-
-std::string GetSignature(const std::string& name, const Function* pFunction, const ClassNames& names)
-{
-    std::string text = pFunction->GetType() == Function::Static ? "static " : "";
-    text += name + "(";
-    for (int index = 0; index < pFunction->GetNumArgs(); ++index) {
-        text += (index > 0 ? ", " : "") + GetArgumentName(pFunction, index, names);
-    }
-    return text + "): " + GetArgumentName(pFunction, -1, names);
-}
-
-// The keys of an enumeration with their values.
-std::map<int, std::string> GetEnumKeys(EnumInfoObject* pEnumInfo)
-{
-    std::map<int, std::string> keys;
-    const ClassInfoTable* const pTable = pEnumInfo != nullptr ? pEnumInfo->GetInstanceTable() : nullptr;
-    if (pTable != nullptr) {
-        for (const auto& [key, pProperty] : Sort<Property>(pTable)) {
-            keys.emplace(pEnumInfo->GetValueFromKey(key.c_str()), key);
-        }
-    }
-    return keys;
-}
-
-std::string DescribeProperty(const std::string& name, Property* pProperty)
-{
-    std::string text = name + ": " + GetTypeName(pProperty->GetType());
-    text += pProperty->IsArray() ? "[]" : "";
     std::string keys;
-    for (const auto& [value, key] : GetEnumKeys(pProperty->GetEnumInfo())) {
+    for (const auto& [value, key] : names) {
         keys += (keys.empty() ? "" : ", ") + key + " = " + std::to_string(value);
     }
     text += keys.empty() ? "" : " { " + keys + " }";
-    return text + (pProperty->IsExcluded() ? " (not in files)" : "");
+    if (property.mAccess == "constant") {
+        return text + " = " + property.mValue.dump() + " (constant)";
+    }
+    return text + (property.mAccess == "read" ? " (read only)"
+                   : property.mbExcluded      ? " (not in files)"
+                                              : "");
 }
 
-void PrintClass(Output& rOutput, const std::string& fullName, ClassInfoTable* pClass, const ClassNames& names)
+void PrintLine(Output& rOutput, const std::string& text, const std::string& description)
 {
-    const std::string base = names.Find(pClass->GetBaseClass());
-    rOutput.WriteLine("class " + fullName + (base.empty() ? "" : " : " + base));
-    for (const auto& [name, pProperty] : Sort<Property>(pClass)) {
-        rOutput.WriteLine("  " + DescribeProperty(name, pProperty));
-    }
-    for (const auto& [name, pFunction] : Sort<Function>(pClass)) {
-        rOutput.WriteLine("  " + GetSignature(name, pFunction, names));
-    }
+    rOutput.WriteLine(ToPrintable(text + (description.empty() ? "" : "  // " + description)));
 }
 
-Json MakePropertyJson(const std::string& name, Property* pProperty)
+void PrintClass(Output& rOutput, const SchemaClass& described)
 {
-    Json json = {{"name", name},
-                 {"type", GetTypeName(pProperty->GetType())},
-                 {"array", pProperty->IsArray()},
-                 {"excluded", pProperty->IsExcluded()}};
-    const std::map<int, std::string> keys = GetEnumKeys(pProperty->GetEnumInfo());
-    for (const auto& [value, key] : keys) {
-        json["enum"][key] = value;
+    const std::string base = described.mBase.empty() ? "" : " : " + described.mBase;
+    PrintLine(rOutput, "class " + described.mName + base + (described.mbAbstract ? " (abstract)" : ""),
+              described.mDescription);
+    for (const SchemaProperty& property : described.mProperties) {
+        PrintLine(rOutput, "  " + DescribeProperty(property), property.mDescription);
     }
-    return json;
-}
-
-Json MakeFunctionJson(const std::string& name, const Function* pFunction, const ClassNames& names)
-{
-    Json arguments = Json::array();
-    for (int index = 0; index < pFunction->GetNumArgs(); ++index) {
-        arguments.push_back(GetArgumentName(pFunction, index, names));
+    for (const SchemaFunction& function : described.mFunctions) {
+        PrintLine(rOutput, "  " + GetSignature(function), function.mDescription);
     }
-    return {{"name", name},
-            {"static", pFunction->GetType() == Function::Static},
-            {"result", GetArgumentName(pFunction, -1, names)},
-            {"arguments", std::move(arguments)}};
-}
-
-Json MakeClassJson(const std::string& name, ClassInfoTable* pClass, const ClassNames& names)
-{
-    const std::string base = names.Find(pClass->GetBaseClass());
-    Json json = {{"name", name}, {"base", base.empty() ? Json() : Json(base)}};
-    json["properties"] = Json::array();
-    for (const auto& [propertyName, pProperty] : Sort<Property>(pClass)) {
-        json["properties"].push_back(MakePropertyJson(propertyName, pProperty));
-    }
-    json["functions"] = Json::array();
-    for (const auto& [functionName, pFunction] : Sort<Function>(pClass)) {
-        json["functions"].push_back(MakeFunctionJson(functionName, pFunction, names));
-    }
-    return json;
-}
-
-void PrintText(Output& rOutput, const ByName<Table>& modules)
-{
-    const ClassNames names;
-    for (const auto& [module, pModule] : modules) {
-        for (const auto& [name, pClass] : Sort<ClassInfoTable>(pModule)) {
-            PrintClass(rOutput, module + "." + name, pClass, names);
-        }
-    }
-}
-
-void PrintJson(Output& rOutput, const ByName<Table>& modules)
-{
-    const ClassNames names;
-    Json json = {{"modules", Json::array()}};
-    for (const auto& [module, pModule] : modules) {
-        Json classes = Json::array();
-        for (const auto& [name, pClass] : Sort<ClassInfoTable>(pModule)) {
-            classes.push_back(MakeClassJson(name, pClass, names));
-        }
-        json["modules"].push_back({{"name", module}, {"classes", std::move(classes)}});
-    }
-    rOutput.WriteLine(json.dump(2));
 }
 
 int RunClasses(const ClassesOptions& options)
@@ -206,17 +82,22 @@ int RunClasses(const ClassesOptions& options)
     for (const std::string& module : options.mModules) {
         RequireModule(module);
     }
-    ByName<Table> modules;
+    std::vector<std::string> modules{options.mModule};
     if (options.mModule.empty()) {
-        modules = Sort<Table>(GetModuleTable());
+        modules = GetModuleNames();
     } else {
-        modules.emplace(options.mModule, RequireModule(options.mModule));
+        RequireModule(options.mModule);
     }
+    const Schema schema = ReadRegistry(modules);
     Output output;
     if (options.mbJson) {
-        PrintJson(output, modules);
+        output.WriteLine(MakeJson(schema).dump(2));
     } else {
-        PrintText(output, modules);
+        for (const auto& [module, classes] : schema.mModules) {
+            for (const auto& [name, described] : classes) {
+                PrintClass(output, described);
+            }
+        }
     }
     output.Finish();
     return EXIT_FINE;

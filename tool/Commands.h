@@ -17,6 +17,7 @@ void AddConvert(CLI::App& rApp, int& rExitCode);
 void AddDiff(CLI::App& rApp, int& rExitCode);
 void AddCheck(CLI::App& rApp, int& rExitCode);
 void AddClasses(CLI::App& rApp, int& rExitCode);
+void AddConform(CLI::App& rApp, int& rExitCode);
 void AddGraph(CLI::App& rApp, int& rExitCode);
 void AddServe(CLI::App& rApp, int& rExitCode);
 void AddWatch(CLI::App& rApp, int& rExitCode);

@@ -54,21 +54,6 @@ std::string ReadAll(std::FILE* pFile, const std::string& name)
     return bytes;
 }
 
-std::string ReadInput(const std::string& path)
-{
-    const std::string name = GetDisplayName(path);
-    if (path == "-") {
-        SetBinaryMode(stdin);
-        return ReadAll(stdin, name);
-    }
-    std::string reason;
-    const std::unique_ptr<std::FILE, FileCloser> pFile(OpenForReading(path, reason), &std::fclose);
-    if (pFile == nullptr) {
-        throw Trouble("Failed to open file " + name + " - " + reason + "; check the path");
-    }
-    return ReadAll(pFile.get(), name);
-}
-
 Format RecogniseFormat(std::string_view bytes)
 {
     if (bytes.starts_with(BINARY_MARK)) {
@@ -219,6 +204,21 @@ Object* RequireRoot(const Input& input)
                                      : "the messages above say what is wrong in it"));
     }
     return input.GetRoot();
+}
+
+std::string ReadInput(const std::string& path)
+{
+    const std::string name = GetDisplayName(path);
+    if (path == "-") {
+        SetBinaryMode(stdin);
+        return ReadAll(stdin, name);
+    }
+    std::string reason;
+    const std::unique_ptr<std::FILE, FileCloser> pFile(OpenForReading(path, reason), &std::fclose);
+    if (pFile == nullptr) {
+        throw Trouble("Failed to open file " + name + " - " + reason + "; check the path");
+    }
+    return ReadAll(pFile.get(), name);
 }
 
 std::string GetDisplayName(const std::string& path)

@@ -95,6 +95,9 @@ private:
 /// The root of a file that has to load; its warnings are printed. Throws Trouble when it does not.
 QBase::Object* RequireRoot(const Input& input);
 
+/// All bytes of a file, or of standard input. Throws Trouble when it cannot be read.
+std::string ReadInput(const std::string& path);
+
 /// The name of a FILE argument for messages.
 std::string GetDisplayName(const std::string& path);
 

@@ -46,6 +46,7 @@ void AddCommands(CLI::App& rApp, int& rExitCode)
     Quirl::AddDiff(rApp, rExitCode);
     Quirl::AddCheck(rApp, rExitCode);
     Quirl::AddClasses(rApp, rExitCode);
+    Quirl::AddConform(rApp, rExitCode);
     Quirl::AddGraph(rApp, rExitCode);
     Quirl::AddServe(rApp, rExitCode);
     Quirl::AddWatch(rApp, rExitCode);

@@ -1,6 +1,9 @@
 #include "Support/ToolFixture.h"
 
+#include "QBase/ClassInfoTable.h"
+#include "QBase/Global.h"
 #include "QBase/Object.h"
+#include "QBase/Table.h"
 #include "Support/Paths.h"
 #include "Support/System.h"
 
@@ -9,7 +12,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -21,17 +26,42 @@ using testing::StartsWith;
 
 // --- The command line ---
 
-TEST_F(ToolTest, EveryCommandHasHelpWithAnExample)
+namespace
 {
-    for (const char* pCommand : {"", "show", "convert", "diff", "check", "classes", "graph"}) {
-        std::vector<std::string> words{pCommand, "--help"};
-        if (words[0].empty()) {
-            words.erase(words.begin());
+
+// The commands as the tool's help lists them.
+std::vector<std::string> ReadCommands(const std::string& help)
+{
+    std::vector<std::string> commands;
+    std::istringstream lines(help.substr(help.find("\nSubcommands:\n") + 1));
+    std::string line;
+    std::getline(lines, line);
+    while (std::getline(lines, line) && line.starts_with("  ")) {
+        const std::string name = line.substr(2, line.find(' ', 2) - 2);
+        if (!name.empty()) { // else the description goes on
+            commands.push_back(name);
         }
-        const Outcome result = Quirl(words);
-        EXPECT_EQ(result.mExitCode, 0) << pCommand;
-        EXPECT_THAT(result.mOutput, HasSubstr("\nExample")) << pCommand;
-        EXPECT_THAT(result.mErrors, IsEmpty()) << pCommand;
+    }
+    return commands;
+}
+
+} // namespace
+
+TEST_F(ToolTest, EveryCommandHasHelpWithAnExampleThatCallsIt)
+{
+    const Outcome all = Quirl({"--help"});
+    EXPECT_EQ(all.mExitCode, 0);
+    EXPECT_THAT(all.mOutput, HasSubstr("\nExamples:\n  quirl "));
+    const std::vector<std::string> commands = ReadCommands(all.mOutput);
+    EXPECT_THAT(commands, testing::IsSupersetOf({"show", "convert", "diff", "check", "classes", "conform",
+                                                 "graph", "serve", "watch"}));
+    for (const std::string& command : commands) {
+        const Outcome result = Quirl({command, "--help"});
+        EXPECT_EQ(result.mExitCode, 0) << command;
+        const std::size_t examples = result.mOutput.find("\nExample");
+        ASSERT_NE(examples, result.mOutput.npos) << command;
+        EXPECT_THAT(result.mOutput.substr(examples), HasSubstr("\n  quirl " + command + " ")) << command;
+        EXPECT_THAT(result.mErrors, IsEmpty()) << command;
     }
     EXPECT_EQ(Quirl({"--version"}).mOutput, "quirl 2.1\n");
 }
@@ -195,49 +225,56 @@ TEST_F(ToolTest, AMissingModuleSaysWhereItsLibraryBelongs)
 TEST_F(ToolTest, ClassesListsPropertiesAndSignaturesOfAModule)
 {
     const Outcome result = Quirl({"classes", "Solar"});
-    EXPECT_THAT(result.mOutput, StartsWith("class Solar.Body : QBase.Object\n"));
+    EXPECT_THAT(
+        result.mOutput,
+        StartsWith("class Solar.Body : QBase.Object  // A star, planet or moon, and what orbits it\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("  Kind: Enum { Star = 0, Planet = 1, Moon = 2 }\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("  static Construct(Value): Object\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("  SetOrbit(Solar.Body, float, float, float, float): void\n"));
     EXPECT_THAT(result.mErrors, IsEmpty());
     EXPECT_THAT(Quirl({"classes"}).mOutput,
-                HasSubstr("class QBase.Object\n  static Construct(Value): Object\n"));
+                HasSubstr("class QBase.Object  // The base of every class: counted references, properties of "
+                          "its own, functions by name\n  static Construct(Value): Object\n"));
 }
 
 TEST_F(ToolTest, ClassesShowsWhatDataCanDoWithThreads)
 {
     const std::string output = Quirl({"classes", "QBase"}).mOutput;
-    EXPECT_THAT(output, HasSubstr("class QBase.ThreadExecutor : QBase.Object\n"
-                                  "  Executable: Object\n"
-                                  "  ExecutableArg: Value\n"
-                                  "  Sleep: int\n"
-                                  "  static Construct(Value): Object\n"
-                                  "  Start(): void\n"
-                                  "  Stop(): void\n"));
-    EXPECT_THAT(output, HasSubstr("class QBase.DeferredCall : QBase.Object\n"
-                                  "  FunctionName: String\n"
-                                  "  Object: Object\n"
-                                  "  static Construct(Value): Object\n"
-                                  "  GetArg(int): Value\n"
-                                  "  GetNumArgs(): int\n"
-                                  "  SetArgs(Value, Value, Value, Value, Value): void\n"));
-    EXPECT_THAT(output, HasSubstr("class QBase.DeferredList : QBase.Object\n"
-                                  "  static Construct(Value): Object\n"
-                                  "  Insert(QBase.Object): void\n"));
-    EXPECT_THAT(output, HasSubstr("class QBase.Lock : QBase.Object\n"
-                                  "  static Construct(Value): Object\n"
-                                  "  Enter(): void\n"
-                                  "  Exit(): void\n"));
-    EXPECT_THAT(output, HasSubstr("class QBase.Timer : QBase.Object\n"
-                                  "  static Construct(Value): Object\n"
-                                  "  GetDt(): int\n"
-                                  "  GetTime(): int\n"));
+    const auto Class = [](const std::string& name) {
+        const String description =
+            static_cast<ClassInfoTable*>(
+                static_cast<Table*>(GetModuleTable()->Find("QBase"))->Find(name.c_str()))
+                ->GetDescription();
+        return "class QBase." + name + " : QBase.Object  // " + description.c_str() + "\n";
+    };
+    EXPECT_THAT(output, HasSubstr(Class("ThreadExecutor") + "  Executable: Object\n"
+                                                            "  ExecutableArg: Value\n"
+                                                            "  Sleep: int\n"
+                                                            "  static Construct(Value): Object\n"
+                                                            "  Start(): void\n"
+                                                            "  Stop(): void\n"));
+    EXPECT_THAT(output,
+                HasSubstr(Class("DeferredCall") + "  FunctionName: String\n"
+                                                  "  Object: Object\n"
+                                                  "  static Construct(Value): Object\n"
+                                                  "  GetArg(int): Value\n"
+                                                  "  GetNumArgs(): int\n"
+                                                  "  SetArgs(Value, Value, Value, Value, Value): void\n"));
+    EXPECT_THAT(output, HasSubstr(Class("DeferredList") + "  static Construct(Value): Object\n"
+                                                          "  Insert(QBase.Object): void\n"));
+    EXPECT_THAT(output, HasSubstr(Class("Lock") + "  static Construct(Value): Object\n"
+                                                  "  Enter(): void\n"
+                                                  "  Exit(): void\n"));
+    EXPECT_THAT(output, HasSubstr(Class("Timer") + "  static Construct(Value): Object\n"
+                                                   "  GetDt(): int\n"
+                                                   "  GetTime(): int\n"));
 }
 
 TEST_F(ToolTest, ClassesAsJsonHoldsAllLoadedModules)
 {
     const Outcome result = Quirl({"classes", "--module", "Solar", "--json"});
-    EXPECT_THAT(result.mOutput, StartsWith("{\n  \"modules\": [\n"));
+    EXPECT_THAT(result.mOutput,
+                StartsWith("{\n  \"schema\": 1,\n  \"library\": \"2.1\",\n  \"modules\": [\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("\"name\": \"QBase\""));
     EXPECT_THAT(result.mOutput, HasSubstr("\"name\": \"Solar\""));
     EXPECT_THAT(result.mOutput, HasSubstr("\"Planet\": 1"));
