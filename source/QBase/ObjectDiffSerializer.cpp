@@ -1089,7 +1089,11 @@ NamedId* ObjectDiffSerializer::AnnounceProperty(Object* pObject, const String& n
         return nullptr;
     }
     if (state.mbSnapshot) {
-        return GetPropertyId(pObject, name) != NO_ID ? state.mProperties.Find(pObject, name) : nullptr;
+        NamedId* const pId = state.mProperties.Find(pObject, name);
+        if (pId == nullptr) {
+            GetPropertyId(pObject, name); // reports that it is missing
+        }
+        return pId;
     }
     return state.mProperties.Assign(pObject, name, state.mNextPropertyId);
 }

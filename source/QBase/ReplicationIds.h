@@ -21,8 +21,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <memory_resource>
-#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -55,8 +55,10 @@ private:
     std::uint32_t mNext;
 };
 
-// IdIndex finds entries by id, in pages of neighbours. Peers may choose ids as they like: where a page lies
-// depends on a number that they do not know, so that they cannot make all pages collide.
+// IdIndex finds entries by id, in pages of neighbours. Neighbouring pages have neighbouring numbers too, so
+// that whoever goes through many ids in their order finds the next page where the processor's caches expect
+// it. Peers may choose ids as they like: where a group of pages lies depends on a number that they do not
+// know, so that they cannot make all pages collide.
 template <typename Entry>
 class IdIndex
 {
@@ -93,7 +95,8 @@ public:
     }
 
 private:
-    static constexpr std::uint32_t PAGE_SIZE = 16; // entries; one id alone costs little more than by itself
+    static constexpr std::uint32_t PAGE_SIZE = 16;  // entries; one id alone costs little more than by itself
+    static constexpr std::uint32_t GROUP_SIZE = 64; // pages
 
     struct Page
     {
@@ -105,10 +108,10 @@ private:
     {
         std::size_t operator()(std::uint32_t page) const
         {
-            std::uint64_t mixed = mSecret + page;
+            std::uint64_t mixed = mSecret + page / GROUP_SIZE;
             mixed = (mixed ^ mixed >> 30) * 0xBF58476D1CE4E5B9u;
             mixed = (mixed ^ mixed >> 27) * 0x94D049BB133111EBu;
-            return static_cast<std::size_t>(mixed ^ mixed >> 31);
+            return static_cast<std::size_t>(mixed ^ mixed >> 31) + page % GROUP_SIZE;
         }
         std::uint64_t mSecret;
     };
@@ -128,8 +131,15 @@ public:
 
     std::uint32_t Find(const Object* pObject) const
     {
-        const auto found = mEntries.find(pObject);
-        return found == mEntries.end() ? NO_ID : found->second.mId;
+        if (pObject != mpLastObject) {
+            const auto found = mEntries.find(pObject);
+            if (found == mEntries.end()) {
+                return NO_ID;
+            }
+            mpLastObject = pObject;
+            mLastId = found->second.mId;
+        }
+        return mLastId;
     }
 
     /// The id that the object has, or else the next one.
@@ -156,6 +166,8 @@ public:
             return false;
         }
         mIds.Remove(found->second.mId);
+        mpLastObject = nullptr;
+        mLastId = NO_ID;
         const Ptr<Object> pLast = std::move(found->second.mpObject); // goes when the tables are whole again
         mEntries.erase(found);
         return true;
@@ -171,6 +183,8 @@ private:
     PooledMemory mMemory;
     std::pmr::unordered_map<const Object*, Entry, ObjectHash> mEntries{&mMemory}; // which stay where they are
     IdIndex<Entry> mIds{mMemory};
+    mutable const Object* mpLastObject = nullptr; // found last; mostly wanted again
+    mutable std::uint32_t mLastId = NO_ID;
 };
 
 // One named thing of an object.
@@ -225,7 +239,7 @@ private:
     NamedId* mpFirst = nullptr;
     NamedId* mpExpected = nullptr; // where the next search begins
     std::size_t mCount = 0;
-    std::optional<Index> mIndex; // of the answering ones, once there were more than LONGEST_SEARCH
+    std::unique_ptr<Index> mpIndex; // of the answering ones, once there were more than LONGEST_SEARCH
 };
 
 class NamedIdTable
@@ -311,9 +325,9 @@ private:
 
 inline NamedId* NameChain::Find(const String& name)
 {
-    if (mIndex) {
-        const auto found = mIndex->find(name.c_str());
-        return found == mIndex->end() ? nullptr : found->second;
+    if (mpIndex != nullptr) {
+        const auto found = mpIndex->find(name.c_str());
+        return found == mpIndex->end() ? nullptr : found->second;
     }
     NamedId* pEntry = mpExpected;
     for (std::size_t i = 0; i < mCount; ++i) {
@@ -339,24 +353,24 @@ inline NamedId* NameChain::Append(std::uint32_t id, const String& name)
         pEntry->mpNext = mpFirst;
         pEntry->mpPrevious->mpNext = mpFirst->mpPrevious = pEntry;
     }
-    if (++mCount > LONGEST_SEARCH && !mIndex) {
-        mIndex.emplace(mMemory);
+    if (++mCount > LONGEST_SEARCH && mpIndex == nullptr) {
+        mpIndex = std::make_unique<Index>(mMemory);
         for (NamedId* p = mpFirst; p != pEntry; p = p->mpNext) {
             if (p->mbAnswering) {
-                mIndex->emplace(p->mName.c_str(), p);
+                mpIndex->emplace(p->mName.c_str(), p);
             }
         }
     }
-    if (mIndex) {
-        (*mIndex)[pEntry->mName.c_str()] = pEntry;
+    if (mpIndex != nullptr) {
+        (*mpIndex)[pEntry->mName.c_str()] = pEntry;
     }
     return pEntry;
 }
 
 inline void NameChain::Remove(NamedId* pEntry)
 {
-    if (mIndex && pEntry->mbAnswering) {
-        mIndex->erase(pEntry->mName.c_str());
+    if (mpIndex != nullptr && pEntry->mbAnswering) {
+        mpIndex->erase(pEntry->mName.c_str());
     }
     if (--mCount == 0) {
         mpFirst = mpExpected = nullptr;

@@ -95,6 +95,21 @@ TEST(ReplicationIdsTest, ASecondIdForANameAnswersUntilItIsRemoved)
     EXPECT_EQ(names.Find(pA, "x"), nullptr);
 }
 
+TEST(ReplicationIdsTest, IdsThatAreFarApartAreFoundInLinearTime)
+{
+    for (const std::uint32_t distance : {16u, 16u * 64u, 4096u, 65536u / 3u}) {
+        NamedIdTable names;
+        const Ptr<Object> pOwner = MakePlain();
+        for (std::uint32_t i = 1; i <= 100000; ++i) {
+            names.Record(i * distance, pOwner, "x");
+        }
+        EXPECT_EQ(names.Find(100000 * distance)->mpOwner, pOwner);
+        EXPECT_EQ(names.Find(100000 * distance - 1), nullptr);
+        names.RemoveOwner(pOwner);
+        EXPECT_EQ(names.Find(distance), nullptr);
+    }
+}
+
 // A search per removal would take some 10^12 steps.
 TEST(ReplicationIdsTest, AMillionNamesOfAHundredThousandObjectsGoInLinearTime)
 {
