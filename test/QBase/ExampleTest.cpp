@@ -9,7 +9,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 #include <string>
+#include <vector>
 
 using testing::HasSubstr;
 
@@ -89,4 +93,81 @@ TEST(ExampleThreadsTest, SolarRunFailsOnAMissingSceneAndWritesNothing)
     EXPECT_NE(outcome.mExitCode, 0);
     EXPECT_THAT(outcome.mOutput, HasSubstr("file open failed"));
     EXPECT_FALSE(std::filesystem::exists(output));
+}
+
+namespace
+{
+
+std::string ReadText(const std::filesystem::path& path)
+{
+    std::ifstream file(path);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+// Whether a line is as expected, where "..." stands for anything.
+bool IsLike(const std::string& line, const std::string& expected)
+{
+    const std::size_t dots = expected.find("...");
+    if (dots == std::string::npos) {
+        return line == expected;
+    }
+    const std::string rest = expected.substr(dots + 3);
+    if (line.compare(0, dots, expected, 0, dots) != 0) {
+        return false;
+    }
+    for (std::size_t end = dots; end <= line.size(); ++end) {
+        if (IsLike(line.substr(end), rest)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The lines of a text that begin with "ERROR: ", or those that do not.
+std::vector<std::string> Lines(const std::string& text, bool bErrors)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        if (line.starts_with("ERROR: ") == bErrors) {
+            lines.push_back(line);
+        }
+    }
+    return lines;
+}
+
+void ExpectLines(const std::vector<std::string>& lines, const std::vector<std::string>& expected)
+{
+    ASSERT_EQ(lines.size(), expected.size()) << testing::PrintToString(lines);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        EXPECT_TRUE(IsLike(lines[i], expected[i])) << lines[i] << "\nis not like\n" << expected[i];
+    }
+}
+
+} // namespace
+
+TEST(ExampleThreadsTest, EachExampleOfOneThingPrintsWhatTheTextBesideItSays)
+{
+    if (!IsBuilt("Hello")) {
+        GTEST_SKIP() << "the examples are not built";
+    }
+    int numExamples = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(SourcePath("example"))) {
+        const std::string name = entry.path().stem().string();
+        if (entry.path().extension() != ".txt" || name == "CMakeLists") {
+            continue;
+        }
+        ++numExamples;
+        SCOPED_TRACE(name);
+        const TempFolder folder;
+        ProgramStart start{{BinaryPath(name)}};
+        start.mFolder = folder.Path("").c_str();
+        const Outcome outcome = RunApart(start);
+        const std::string expected = ReadText(entry.path());
+
+        EXPECT_EQ(outcome.mExitCode, 0);
+        ExpectLines(Lines(outcome.mOutput, false), Lines(expected, false));
+        ExpectLines(Lines(outcome.mErrors, true), Lines(expected, true));
+    }
+    EXPECT_GE(numExamples, 11);
 }
