@@ -4,11 +4,16 @@
 
 startTime=$SECONDS
 
-# The time since the script began, as minutes:seconds.
+# in_minutes SECONDS: the time as minutes:seconds.
+in_minutes()
+{
+    printf '%d:%02d' $(($1 / 60)) $(($1 % 60))
+}
+
+# The time since the script began.
 elapsed()
 {
-    local seconds=$((SECONDS - startTime))
-    printf '%d:%02d' $((seconds / 60)) $((seconds % 60))
+    in_minutes $((SECONDS - startTime))
 }
 
 # Prints the last line of a growing log: every second on a terminal, else once a minute. Runs until killed.
