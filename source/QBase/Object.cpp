@@ -76,7 +76,8 @@ Implementor<Object> Object::sImplementor;
 void Object::Implement()
 {
     ClassTable()->SetDescription(
-        String::Null, "The base of every class: counted references, properties of its own, functions by name");
+        String::Null,
+        "The base of every class: counted references, properties of its own, functions by name");
     Memory::SetObjectDescriber(&DescribeObject);
 
     AddClassEntry(ClassTable(), "GetClassName", new Reflect::BoundFunction<Object, &Object::GetClassName>());
