@@ -1,156 +1,193 @@
 // The containers beside those of the standard library.
 
-#include "QBase/Array.h"
+#include "Model.h"
+#include "Rows.h"
+
 #include "QBase/HashTable.h"
 #include "QBase/LinkedList.h"
-#include "QBase/Object.h"
-#include "QBase/Ptr.h"
-#include "QBase/String.h"
+#include "QBase/Table.h"
 
-#include <benchmark/benchmark.h>
-
+#include <cstddef>
 #include <cstdint>
+#include <list>
 #include <memory>
+#include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
-using namespace QBase;
-
+namespace Bench
+{
 namespace
 {
 
-std::vector<String> Names(std::int64_t count)
+constexpr int NUM_ELEMENTS = 100000;
+
+std::string WithSize(const char* pWork)
+{
+    return std::string(pWork) + " of 100,000";
+}
+
+std::vector<String> Names()
 {
     std::vector<String> names;
-    for (std::int64_t i = 0; i < count; ++i) {
-        names.push_back(String::Format("name%d", static_cast<int>(i)));
+    for (int i = 0; i < NUM_ELEMENTS; ++i) {
+        names.push_back(String::Format("name%d", i));
     }
     return names;
 }
 
-void ArrayAppend(benchmark::State& state)
+// --- Rows: appended to, one after another ---
+
+void Append(Array<int>& rArray, int value)
+{
+    rArray.Insert(value);
+}
+void Append(std::vector<int>& rVector, int value)
+{
+    rVector.push_back(value);
+}
+void Append(QBase::LinkedList<int>& rList, int value)
+{
+    rList.Insert(value);
+}
+void Append(std::list<int>& rList, int value)
+{
+    rList.push_back(value);
+}
+
+template <typename Row>
+void AppendInts(benchmark::State& state)
 {
     for (auto _ : state) {
-        Array<int> array;
-        for (int i = 0; i < state.range(0); ++i) {
-            array.Insert(i);
+        Row row;
+        for (int i = 0; i < NUM_ELEMENTS; ++i) {
+            Append(row, i);
         }
-        benchmark::DoNotOptimize(array.begin());
+        benchmark::DoNotOptimize(&row);
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    CountItems(state, NUM_ELEMENTS);
 }
-BENCHMARK(ArrayAppend)->Arg(8)->Arg(1000)->Arg(1000000);
 
-void VectorAppend(benchmark::State& state)
-{
-    for (auto _ : state) {
-        std::vector<int> vector;
-        for (int i = 0; i < state.range(0); ++i) {
-            vector.push_back(i);
-        }
-        benchmark::DoNotOptimize(vector.data());
-    }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-BENCHMARK(VectorAppend)->Arg(8)->Arg(1000)->Arg(1000000);
-
-void ArrayOfPtrAppend(benchmark::State& state)
+// A list of objects holds each of them.
+void AppendToList(benchmark::State& state)
 {
     const Ptr<Object> pObject = Object::Construct(Value::Null);
     for (auto _ : state) {
-        Array<Ptr<Object>> array;
-        for (int i = 0; i < state.range(0); ++i) {
-            array.Insert(pObject);
+        const Ptr<List> pList = List::Construct(Value::Null);
+        for (int i = 0; i < NUM_ELEMENTS; ++i) {
+            pList->Insert(pObject);
         }
-        benchmark::DoNotOptimize(array.begin());
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    CountItems(state, NUM_ELEMENTS);
 }
-BENCHMARK(ArrayOfPtrAppend)->Arg(8)->Arg(1000)->Arg(1000000);
 
-void VectorOfSharedPtrAppend(benchmark::State& state)
+void AppendSharedPointers(benchmark::State& state)
 {
     const auto pObject = std::make_shared<int>(1);
     for (auto _ : state) {
-        std::vector<std::shared_ptr<int>> vector;
-        for (int i = 0; i < state.range(0); ++i) {
-            vector.push_back(pObject);
+        std::vector<std::shared_ptr<int>> list;
+        for (int i = 0; i < NUM_ELEMENTS; ++i) {
+            list.push_back(pObject);
         }
-        benchmark::DoNotOptimize(vector.data());
+        benchmark::DoNotOptimize(list.data());
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    CountItems(state, NUM_ELEMENTS);
 }
-BENCHMARK(VectorOfSharedPtrAppend)->Arg(8)->Arg(1000)->Arg(1000000);
 
-// 97 buckets whatever the number of names: chains grow, and beyond a length the index takes over.
-void HashTableInsert(benchmark::State& state)
+// --- Maps from names ---
+
+class QBaseMap
 {
-    const std::vector<String> names = Names(state.range(0));
+public:
+    void Insert(const String& name, int value) { mTable.Insert(name, value); }
+    int Find(const String& name) { return *mTable.Find(name); }
+
+private:
+    QBase::HashTable<int> mTable{97}; // buckets; beyond a length of their chains an index takes over
+};
+
+class StandardMap
+{
+public:
+    void Insert(const String& name, int value) { mMap.insert_or_assign(name, value); }
+    int Find(const String& name) { return mMap.find(name)->second; }
+
+private:
+    std::unordered_map<String, int> mMap;
+};
+
+// A Table holds objects.
+class QBaseTable
+{
+public:
+    void Insert(const String& name, int) { mpTable->Insert(name, mpObject); }
+    Object* Find(const String& name) { return mpTable->Find(name); }
+
+private:
+    Ptr<Object> mpObject = Object::Construct(Value::Null);
+    Ptr<QBase::Table> mpTable = QBase::Table::Construct(Value::Null);
+};
+
+class StandardTable
+{
+public:
+    void Insert(const String& name, int) { mMap.insert_or_assign(name, mpObject); }
+    int* Find(const String& name) { return mMap.find(name)->second.get(); }
+
+private:
+    std::shared_ptr<int> mpObject = std::make_shared<int>(1);
+    std::unordered_map<String, std::shared_ptr<int>> mMap;
+};
+
+template <typename Map>
+void Insert(benchmark::State& state)
+{
+    const std::vector<String> names = Names();
     for (auto _ : state) {
-        HashTable<int> table(97);
+        Map map;
         for (const String& name : names) {
-            table.Insert(name, 1);
+            map.Insert(name, 1);
         }
+        benchmark::DoNotOptimize(&map);
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    CountItems(state, NUM_ELEMENTS);
 }
-BENCHMARK(HashTableInsert)->Arg(50)->Arg(1000)->Arg(100000);
 
-void UnorderedMapInsert(benchmark::State& state)
+template <typename Map>
+void Find(benchmark::State& state)
 {
-    const std::vector<String> names = Names(state.range(0));
-    for (auto _ : state) {
-        std::unordered_map<String, int> map;
-        for (const String& name : names) {
-            map.insert_or_assign(name, 1);
-        }
-    }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-BENCHMARK(UnorderedMapInsert)->Arg(50)->Arg(1000)->Arg(100000);
-
-void HashTableFind(benchmark::State& state)
-{
-    const std::vector<String> names = Names(state.range(0));
-    HashTable<int> table(97);
+    const std::vector<String> names = Names();
+    Map map;
     for (const String& name : names) {
-        table.Insert(name, 1);
+        map.Insert(name, 1);
     }
     for (auto _ : state) {
         for (const String& name : names) {
-            benchmark::DoNotOptimize(table.Find(name));
+            benchmark::DoNotOptimize(map.Find(name));
         }
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    CountItems(state, NUM_ELEMENTS);
 }
-BENCHMARK(HashTableFind)->Arg(50)->Arg(1000)->Arg(100000);
 
-void UnorderedMapFind(benchmark::State& state)
-{
-    const std::vector<String> names = Names(state.range(0));
-    std::unordered_map<String, int> map;
-    for (const String& name : names) {
-        map.insert_or_assign(name, 1);
-    }
-    for (auto _ : state) {
-        for (const String& name : names) {
-            benchmark::DoNotOptimize(map.find(name));
-        }
-    }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-BENCHMARK(UnorderedMapFind)->Arg(50)->Arg(1000)->Arg(100000);
-
-void LinkedListInsertAndClear(benchmark::State& state)
-{
-    for (auto _ : state) {
-        LinkedList<int> list;
-        for (int i = 0; i < state.range(0); ++i) {
-            list.Insert(i);
-        }
-    }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-BENCHMARK(LinkedListInsertAndClear)->Arg(1000)->Arg(100000);
+const bool sbEntered = [] {
+    const Area area("containers");
+    area.Enter(WithSize("append an int to an array"), "QBase", AppendInts<Array<int>>);
+    area.Enter(WithSize("append an int to an array"), "std::vector", AppendInts<std::vector<int>>);
+    area.Enter(WithSize("append an int to a linked list"), "QBase", AppendInts<QBase::LinkedList<int>>);
+    area.Enter(WithSize("append an int to a linked list"), "std::list", AppendInts<std::list<int>>);
+    area.Enter(WithSize("append an object to a list"), "QBase", AppendToList);
+    area.Enter(WithSize("append an object to a list"), "vector of shared_ptr", AppendSharedPointers);
+    area.Enter(WithSize("insert a name into a hash table"), "QBase", Insert<QBaseMap>);
+    area.Enter(WithSize("insert a name into a hash table"), "unordered_map", Insert<StandardMap>);
+    area.Enter(WithSize("find a name in a hash table"), "QBase", Find<QBaseMap>);
+    area.Enter(WithSize("find a name in a hash table"), "unordered_map", Find<StandardMap>);
+    area.Enter(WithSize("insert an object into a table"), "QBase", Insert<QBaseTable>);
+    area.Enter(WithSize("insert an object into a table"), "map to shared_ptr", Insert<StandardTable>);
+    area.Enter(WithSize("find an object in a table"), "QBase", Find<QBaseTable>);
+    area.Enter(WithSize("find an object in a table"), "map to shared_ptr", Find<StandardTable>);
+    return true;
+}();
 
 } // namespace
+} // namespace Bench

@@ -1,207 +1,307 @@
-// The difference engine and replication: passes over graphs of objects with 8 properties each, unchanged and
-// with one object in a hundred changed, snapshots, and passes that several peers receive.
+// One pass over a graph of objects with eight properties each, to find out what changed since the last one.
 
-#include "QBase/ClassInfoTable.h"
-#include "QBase/IOStream.h"
-#include "QBase/List.h"
+#include "Model.h"
+#include "PlainModel.h"
+#include "Rows.h"
+
 #include "QBase/ObjectDiff.h"
-#include "QBase/ObjectDiffSerializer.h"
+#include "QBase/ObjectDiffHandler.h"
 #include "QBase/Reflection.h"
 
-#include <benchmark/benchmark.h>
+#if QBASE_HAS_RTTR
+#    include "Peers/RttrModel.h"
+#endif
+#if QBASE_HAS_QT
+#    include "Peers/QtModel.h"
 
+#    include <QMetaProperty>
+#    include <QVariant>
+#endif
+
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <variant>
 #include <vector>
 
-using namespace QBase;
-
-// Body has eight properties of the usual kinds.
-class Body : public Object
+namespace Bench
 {
-    QBASE_OBJECT(Body, Object)
+
+// Counts the changes that it is told of.
+class ChangeCounter : public QBase::ObjectDiffHandler
+{
+    QBASE_OBJECT(ChangeCounter, QBase::ObjectDiffHandler)
 
 public:
-    int mNumber = 0;
-    int mLayer = 0;
-    float mMass = 1.0f;
-    bool mbVisible = true;
-    String mName;
-    Vector3 mPosition;
-    Vector3 mVelocity;
-    Color mColor;
+    void OnModifyPropertyValue(Object*, const String&, const Value&, const Value&) override { ++mNumChanges; }
+
+    void OnNewRoot(Object*) override {}
+    void OnAddObject(Object*) override {}
+    void OnRemoveObject(Object*) override {}
+    void OnAddPropertyValue(Object*, const String&, const Value&) override {}
+    void OnRemovePropertyValue(Object*, const String&, const Value&) override {}
+    void OnAddPropertyArray(Object*, const String&, Value::Type) override {}
+    void OnAddPropertyArrayElement(Object*, const String&, int, const Value&) override {}
+    void OnModifyPropertyArrayElement(Object*, const String&, int, const Value&, const Value&) override {}
+    void OnDownsizePropertyArray(Object*, const String&, int, Value::Type) override {}
+    void OnRemovePropertyArray(Object*, const String&, Value::Type) override {}
+    void OnAddTableChild(QBase::Table*, const String&, Object*) override {}
+    void OnModifyTableChild(QBase::Table*, const String&, Object*, Object*) override {}
+    void OnRemoveTableChild(QBase::Table*, const String&) override {}
+    void OnAddListChild(List*, int, Object*) override {}
+    void OnModifyListChild(List*, int, Object*, Object*) override {}
+    void OnDownsizeList(List*, int) override {}
+
+    std::int64_t mNumChanges = 0;
 
 protected:
-    explicit Body(const Value& value) : Object(value) {}
+    using QBase::ObjectDiffHandler::ObjectDiffHandler;
 };
 
-QBASE_IMPLEMENT(DiffBenchmark, Body)
+QBASE_IMPLEMENT(Bench, ChangeCounter)
 
-void Body::Implement()
-{
-    AddProperty<&Body::mNumber>("Number");
-    AddProperty<&Body::mLayer>("Layer");
-    AddProperty<&Body::mMass>("Mass");
-    AddProperty<&Body::mbVisible>("Visible");
-    AddProperty<&Body::mName>("Name");
-    AddProperty<&Body::mPosition>("Position");
-    AddProperty<&Body::mVelocity>("Velocity");
-    AddProperty<&Body::mColor>("Color");
-}
-
-// Sink counts what it is given: a hundred peers that kept their snapshots would measure the memory.
-class Sink : public Stream
-{
-    QBASE_OBJECT(Sink, Stream)
-
-public:
-    int Write(const void*, int count) override
-    {
-        mNumBytes += count;
-        return count;
-    }
-    int Read(void*, int) override { return 0; }
-    int BytesAvailable() override { return 0; }
-
-    std::int64_t mNumBytes = 0;
-
-protected:
-    explicit Sink(const Value& value) : Stream(value) {}
-};
-
-QBASE_IMPLEMENT(DiffBenchmark, Sink)
-
-void Sink::Implement()
+void ChangeCounter::Implement()
 {}
 
 namespace
 {
 
-// Bodies in lists of a thousand, since a packet has 16 bits for an index.
-class Bodies
+constexpr std::size_t NUM_BODIES = 100000;
+constexpr std::size_t NUM_PROPERTIES = 8;
+
+// A participant changes every so many of its bodies, and finds the changes, whose number it answers.
+template <typename Participant>
+void Pass(benchmark::State& state, std::size_t step)
+{
+    Participant participant;
+    participant.FindChanges();
+    const std::int64_t expected = step == 0 ? 0 : static_cast<std::int64_t>((NUM_BODIES + step - 1) / step);
+    for (auto _ : state) {
+        if (step != 0) {
+            participant.Change(step);
+        }
+        if (participant.FindChanges() != expected) {
+            state.SkipWithError("wrong number of changes");
+            return;
+        }
+    }
+    CountItems(state, NUM_BODIES);
+}
+
+class QBaseDiff
 {
 public:
-    explicit Bodies(std::int64_t count) : mpRoot(List::Construct(Value::Null))
+    QBaseDiff() : mBodies(NUM_BODIES) { mpDiff->SetRoot(mBodies.GetRoot()); }
+    void Change(std::size_t step) { mBodies.Change(step); }
+    std::int64_t FindChanges()
     {
-        List* pGroup = nullptr;
-        for (std::int64_t i = 0; i < count; ++i) {
-            if (i % 1000 == 0) {
-                pGroup = List::Construct(Value::Null);
-                mpRoot->Insert(pGroup);
-            }
-            Body* const pBody = Body::Construct(Value::Null);
-            pGroup->Insert(pBody);
-            mBodies.push_back(pBody);
-        }
+        mpHandler->mNumChanges = 0;
+        mpDiff->Execute(Value(mpHandler));
+        return mpHandler->mNumChanges;
     }
-
-    // One property of one body in a hundred.
-    void Change()
-    {
-        ++mPass;
-        for (std::size_t i = 0; i < mBodies.size(); i += 100) {
-            mBodies[i]->mNumber = mPass;
-        }
-    }
-
-    std::int64_t NumChanges() const { return static_cast<std::int64_t>((mBodies.size() + 99) / 100); }
-
-    Ptr<List> mpRoot;
 
 private:
-    std::vector<Body*> mBodies;
+    Bodies mBodies;
+    Ptr<QBase::ObjectDiff> mpDiff = QBase::ObjectDiff::Construct(Value::Null);
+    Ptr<ChangeCounter> mpHandler = ChangeCounter::Construct(Value::Null);
+};
+
+// Bodies of a plain kind in a row.
+template <typename T>
+class BodiesOf
+{
+public:
+    void Change(std::size_t step)
+    {
+        ++mPass;
+        for (std::size_t i = 0; i < NUM_BODIES; i += step) {
+            mBodies[i].mNumber = mPass;
+        }
+    }
+
+protected:
+    std::unique_ptr<T[]> mBodies{new T[NUM_BODIES]};
+
+private:
     int mPass = 0;
 };
 
-Ptr<ObjectDiffSerializer> MakeSerializer(Object* pRoot)
+#if QBASE_HAS_RTTR
+// Properties that were found beforehand, beside one long snapshot whose elements know their types.
+class RttrDiff : public BodiesOf<PlainBody>
 {
-    const Ptr<ObjectDiffSerializer> pSerializer = ObjectDiffSerializer::Construct(Value::Null);
-    pSerializer->RegisterType(List::ClassTable());
-    pSerializer->RegisterType(Body::ClassTable());
-    pSerializer->SetRoot(pRoot);
-    return pSerializer;
+public:
+    RttrDiff() : mSnapshot(NUM_BODIES)
+    {
+        for (const rttr::property& property : rttr::type::get<PlainBody>().get_properties()) {
+            mProperties.push_back(property);
+        }
+    }
+
+    std::int64_t FindChanges()
+    {
+        std::int64_t numChanges = 0;
+        for (std::size_t i = 0; i < NUM_BODIES; ++i) {
+            PlainBody& rBody = mBodies[i];
+            PlainBody& rKnown = mSnapshot[i];
+            numChanges += Update(rKnown.mNumber, 0, rBody) + Update(rKnown.mLayer, 1, rBody) +
+                          Update(rKnown.mMass, 2, rBody) + Update(rKnown.mbVisible, 3, rBody) +
+                          Update(rKnown.mName, 4, rBody) + Update(rKnown.mPosition, 5, rBody) +
+                          Update(rKnown.mVelocity, 6, rBody) + Update(rKnown.mColor, 7, rBody);
+        }
+        return numChanges;
+    }
+
+private:
+    template <typename T>
+    int Update(T& rKnown, std::size_t property, PlainBody& rBody)
+    {
+        const rttr::variant value = mProperties[property].get_value(rBody);
+        const T& present = value.get_value<T>();
+        if (present == rKnown) {
+            return 0;
+        }
+        rKnown = present;
+        return 1;
+    }
+
+    std::vector<rttr::property> mProperties;
+    std::vector<PlainBody> mSnapshot;
+};
+#endif
+
+#if QBASE_HAS_QT
+class QtDiff : public BodiesOf<QtBody>
+{
+public:
+    QtDiff() : mSnapshot(NUM_BODIES * NUM_PROPERTIES)
+    {
+        const QMetaObject& metaObject = QtBody::staticMetaObject;
+        for (int i = metaObject.propertyOffset(); i < metaObject.propertyCount(); ++i) {
+            mProperties.push_back(metaObject.property(i));
+        }
+        FindChanges();
+    }
+
+    std::int64_t FindChanges()
+    {
+        std::int64_t numChanges = 0;
+        QVariant* pKnown = mSnapshot.data();
+        for (std::size_t i = 0; i < NUM_BODIES; ++i) {
+            for (const QMetaProperty& property : mProperties) {
+                QVariant value = property.read(&mBodies[i]);
+                if (value != *pKnown) {
+                    *pKnown = std::move(value);
+                    ++numChanges;
+                }
+                ++pKnown;
+            }
+        }
+        return numChanges;
+    }
+
+private:
+    std::vector<QMetaProperty> mProperties;
+    std::vector<QVariant> mSnapshot;
+};
+#endif
+
+// What is written soonest: a map of the known values of each object, by name.
+class MapDiff : public BodiesOf<PlainBody>
+{
+public:
+    std::int64_t FindChanges()
+    {
+        std::int64_t numChanges = 0;
+        for (std::size_t i = 0; i < NUM_BODIES; ++i) {
+            const PlainBody& body = mBodies[i];
+            Known& rKnown = mSnapshot[&body];
+            numChanges += Update(rKnown, "Number", body.mNumber) + Update(rKnown, "Layer", body.mLayer) +
+                          Update(rKnown, "Mass", body.mMass) + Update(rKnown, "Visible", body.mbVisible) +
+                          Update(rKnown, "Name", body.mName) + Update(rKnown, "Position", body.mPosition) +
+                          Update(rKnown, "Velocity", body.mVelocity) + Update(rKnown, "Color", body.mColor);
+        }
+        return mbFirst ? (mbFirst = false, 0) : numChanges;
+    }
+
+private:
+    using Variant = std::variant<std::monostate, int, float, bool, std::string, PlainVector3, PlainColor>;
+    using Known = std::unordered_map<std::string, Variant>;
+
+    static int Update(Known& rKnown, const std::string& name, Variant value)
+    {
+        Variant& rOld = rKnown[name];
+        if (rOld == value) {
+            return 0;
+        }
+        rOld = std::move(value);
+        return 1;
+    }
+
+    std::unordered_map<const PlainBody*, Known> mSnapshot;
+    bool mbFirst = true;
+};
+
+// One getter per property, written by hand, each followed by a comparison with a flat snapshot.
+class Bound : public BodiesOf<PlainBody>
+{
+public:
+    Bound() : mSnapshot(NUM_BODIES) {}
+
+    std::int64_t FindChanges()
+    {
+        std::int64_t numChanges = 0;
+        for (std::size_t i = 0; i < NUM_BODIES; ++i) {
+            for (const auto& pUpdate : sUpdates) {
+                numChanges += pUpdate(mBodies[i], mSnapshot[i]);
+            }
+        }
+        return numChanges;
+    }
+
+private:
+    template <auto Member>
+    static int Update(const PlainBody& body, PlainBody& rKnown)
+    {
+        if (body.*Member == rKnown.*Member) {
+            return 0;
+        }
+        rKnown.*Member = body.*Member;
+        return 1;
+    }
+
+    static constexpr std::array<int (*)(const PlainBody&, PlainBody&), NUM_PROPERTIES> sUpdates = {
+        Update<&PlainBody::mNumber>,   Update<&PlainBody::mLayer>, Update<&PlainBody::mMass>,
+        Update<&PlainBody::mbVisible>, Update<&PlainBody::mName>,  Update<&PlainBody::mPosition>,
+        Update<&PlainBody::mVelocity>, Update<&PlainBody::mColor>};
+
+    std::vector<PlainBody> mSnapshot;
+};
+
+template <typename Participant>
+void Enter(const char* pParticipant)
+{
+    const Area area("differences");
+    area.Enter("100,000 objects, unchanged", pParticipant, Pass<Participant>, std::size_t(0));
+    area.Enter("100,000 objects, 1 % changed", pParticipant, Pass<Participant>, std::size_t(100));
 }
 
-void DiffUnchanged(benchmark::State& state)
-{
-    const Bodies bodies(state.range(0));
-    const Ptr<ObjectDiff> pDiff = ObjectDiff::Construct(Value::Null);
-    pDiff->SetRoot(bodies.mpRoot);
-    pDiff->Execute(Value::Null);
-    for (auto _ : state) {
-        pDiff->Execute(Value::Null);
-    }
-    state.SetItemsProcessed(state.iterations() * state.range(0) * 8);
-}
-
-void DiffOnePercentChanged(benchmark::State& state)
-{
-    Bodies bodies(state.range(0));
-    const Ptr<ObjectDiff> pDiff = ObjectDiff::Construct(Value::Null);
-    pDiff->SetRoot(bodies.mpRoot);
-    pDiff->Execute(Value::Null);
-    for (auto _ : state) {
-        bodies.Change();
-        pDiff->Execute(Value::Null);
-    }
-    state.SetItemsProcessed(state.iterations() * state.range(0) * 8);
-}
-
-// Arguments: objects, peers. Bytes are those that one peer receives.
-void ReplicateOnePercentChanged(benchmark::State& state)
-{
-    Bodies bodies(state.range(0));
-    const Ptr<ObjectDiffSerializer> pSource = MakeSerializer(bodies.mpRoot);
-    std::vector<Ptr<Sink>> peers;
-    for (std::int64_t i = 0; i < state.range(1); ++i) {
-        peers.push_back(Sink::Construct(Value::Null));
-        pSource->AddOutStream(peers.back());
-    }
-    pSource->Execute(Value::Null);
-    peers[0]->mNumBytes = 0;
-    for (auto _ : state) {
-        bodies.Change();
-        pSource->Execute(Value::Null);
-    }
-    const std::int64_t numBytes = peers[0]->mNumBytes;
-    state.SetItemsProcessed(state.iterations() * state.range(0) * 8);
-    state.counters["BytesPerChange"] =
-        static_cast<double>(numBytes) / static_cast<double>(state.iterations() * bodies.NumChanges());
-}
-
-void WriteSnapshot(benchmark::State& state)
-{
-    const Bodies bodies(state.range(0));
-    const Ptr<ObjectDiffSerializer> pSource = MakeSerializer(bodies.mpRoot);
-    pSource->Execute(Value::Null);
-    const Ptr<Sink> pLate = Sink::Construct(Value::Null);
-    for (auto _ : state) {
-        pSource->SendSnapshot(pLate);
-    }
-    state.SetBytesProcessed(pLate->mNumBytes);
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-
-void ApplySnapshot(benchmark::State& state)
-{
-    const Bodies bodies(state.range(0));
-    const Ptr<ObjectDiffSerializer> pSource = MakeSerializer(bodies.mpRoot);
-    pSource->Execute(Value::Null);
-    for (auto _ : state) {
-        state.PauseTiming();
-        const Ptr<IOStream> pStream = IOStream::Construct(Value::Null);
-        pSource->SendSnapshot(pStream);
-        const Ptr<ObjectDiffSerializer> pReplica = MakeSerializer(nullptr);
-        pReplica->AddInStream(pStream);
-        state.ResumeTiming();
-        pReplica->UpdateInput();
-    }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-
-BENCHMARK(DiffUnchanged)->Arg(10000)->Arg(100000);
-BENCHMARK(DiffOnePercentChanged)->Arg(10000)->Arg(100000);
-BENCHMARK(ReplicateOnePercentChanged)->ArgsProduct({{10000, 100000}, {1, 10, 100}});
-BENCHMARK(WriteSnapshot)->RangeMultiplier(10)->Range(1000, 1000000);
-BENCHMARK(ApplySnapshot)->RangeMultiplier(10)->Range(1000, 1000000);
+const bool sbEntered = [] {
+    Enter<QBaseDiff>("QBase");
+#if QBASE_HAS_RTTR
+    Enter<RttrDiff>("RTTR, properties found");
+#endif
+#if QBASE_HAS_QT
+    Enter<QtDiff>("Qt, properties found");
+#endif
+    Enter<MapDiff>("maps of maps");
+    Enter<Bound>("bound: getters by hand");
+    return true;
+}();
 
 } // namespace
+} // namespace Bench

@@ -1,11 +1,12 @@
 // What the mathematics costs, each operation beside the same one of GLM. The inputs pass through an array, so
 // that nothing is computed while compiling.
 
+#include "Rows.h"
+
 #include "QBase/Matrix4.h"
 #include "QBase/Quaternion.h"
 #include "QBase/Vector3.h"
 
-#include <benchmark/benchmark.h>
 #include <glm/glm.hpp>
 #include <glm/gtc/quaternion.hpp>
 
@@ -13,16 +14,18 @@
 #include <cstdint>
 #include <vector>
 
+namespace Bench
+{
 namespace
 {
 
-constexpr std::size_t numInputs = 1024;
+constexpr std::size_t NUM_INPUTS = 1024;
 
 template <typename Make>
 auto Inputs(Make make)
 {
     std::vector<decltype(make(0.0f))> inputs;
-    for (std::size_t i = 0; i < numInputs; ++i) {
+    for (std::size_t i = 0; i < NUM_INPUTS; ++i) {
         inputs.push_back(make(static_cast<float>(i % 97) * 0.37f + 1));
     }
     return inputs;
@@ -38,7 +41,7 @@ void Run(benchmark::State& state, const std::vector<Input>& inputs, Operation op
             benchmark::DoNotOptimize(result);
         }
     }
-    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(inputs.size() - 1));
+    CountItems(state, static_cast<std::int64_t>(inputs.size() - 1));
 }
 
 QBase::Vector3 MakeVector(float seed)
@@ -125,15 +128,20 @@ void SlerpGlm(benchmark::State& state)
     Run(state, Inputs(MakeGlmRotation), [](const auto& a, const auto& b) { return glm::slerp(a, b, 0.3f); });
 }
 
-BENCHMARK(CrossAndNormalise);
-BENCHMARK(CrossAndNormaliseGlm);
-BENCHMARK(MultiplyMatrices);
-BENCHMARK(MultiplyMatricesGlm);
-BENCHMARK(InvertMatrix);
-BENCHMARK(InvertMatrixGlm);
-BENCHMARK(MultiplyQuaternions);
-BENCHMARK(MultiplyQuaternionsGlm);
-BENCHMARK(Slerp);
-BENCHMARK(SlerpGlm);
+const bool sbEntered = [] {
+    const Area area("mathematics");
+    area.Enter("cross product, normalised", "QBase", CrossAndNormalise);
+    area.Enter("cross product, normalised", "GLM", CrossAndNormaliseGlm);
+    area.Enter("product of matrices", "QBase", MultiplyMatrices);
+    area.Enter("product of matrices", "GLM", MultiplyMatricesGlm);
+    area.Enter("inverse of a matrix", "QBase", InvertMatrix);
+    area.Enter("inverse of a matrix", "GLM", InvertMatrixGlm);
+    area.Enter("product of quaternions", "QBase", MultiplyQuaternions);
+    area.Enter("product of quaternions", "GLM", MultiplyQuaternionsGlm);
+    area.Enter("slerp of quaternions", "QBase", Slerp);
+    area.Enter("slerp of quaternions", "GLM", SlerpGlm);
+    return true;
+}();
 
 } // namespace
+} // namespace Bench

@@ -1,106 +1,150 @@
-// What a block of Memory costs beside one of the C runtime, alone and with all processors allocating.
+// Blocks of memory: one allocated and freed in turn, and sixty-four allocated and then freed.
 
-#include "QBase/CriticalSection.h"
-#include "QBase/InterlockedInt.h"
+#include "Rows.h"
+
 #include "QBase/Memory.h"
 
-#include <benchmark/benchmark.h>
+#if QBASE_HAS_MIMALLOC
+#    include <dlfcn.h>
+#endif
 
+#include <cstddef>
 #include <cstdlib>
-#include <mutex>
+#include <string>
 
-using namespace QBase;
-
+namespace Bench
+{
 namespace
 {
 
-constexpr int NUM_BLOCKS = 64; // live at a time, as when a graph is built and dropped
+constexpr int NUM_BLOCKS = 64;
 
-template <typename Allocate, typename Release>
-void AllocateAndRelease(benchmark::State& state, Allocate allocate, Release release)
+struct QBaseHeap
 {
-    const unsigned size = static_cast<unsigned>(state.range(0));
+    static void* Allocate(std::size_t size)
+    {
+        return QBase::Memory::Alloc(static_cast<unsigned>(size), QBase::ALLOC_UNKNOWN, "MemoryBenchmark",
+                                    __LINE__, false);
+    }
+    static void Free(void* p) { QBase::Memory::Free(p, false); }
+};
+
+struct GlibcHeap
+{
+    static void* Allocate(std::size_t size) { return std::malloc(size); }
+    static void Free(void* p) { std::free(p); }
+};
+
+#if QBASE_HAS_MIMALLOC
+// Loaded and not linked: its library would put itself in the place of malloc.
+struct Mimalloc
+{
+    static void* Allocate(std::size_t size) { return spAllocate(size); }
+    static void Free(void* p) { spFree(p); }
+
+    static bool Load()
+    {
+        void* const pLibrary = dlopen(QBASE_MIMALLOC, RTLD_NOW | RTLD_LOCAL);
+        if (pLibrary == nullptr) {
+            return false;
+        }
+        spAllocate = reinterpret_cast<void* (*)(std::size_t)>(dlsym(pLibrary, "mi_malloc"));
+        spFree = reinterpret_cast<void (*)(void*)>(dlsym(pLibrary, "mi_free"));
+        return spAllocate != nullptr && spFree != nullptr;
+    }
+
+    static inline void* (*spAllocate)(std::size_t) = nullptr;
+    static inline void (*spFree)(void*) = nullptr;
+};
+#endif
+
+// A thread's own list of free blocks of one size.
+struct Bound
+{
+    struct Block
+    {
+        Block* mpNext;
+        char mBytes[120];
+    };
+
+    static void* Allocate(std::size_t)
+    {
+        Block* const pBlock = sBlocks.mpFree;
+        sBlocks.mpFree = pBlock->mpNext;
+        return pBlock;
+    }
+    static void Free(void* p)
+    {
+        Block* const pBlock = static_cast<Block*>(p);
+        pBlock->mpNext = sBlocks.mpFree;
+        sBlocks.mpFree = pBlock;
+    }
+
+    struct Blocks
+    {
+        Blocks()
+        {
+            for (Block& rBlock : mBlocks) {
+                rBlock.mpNext = mpFree;
+                mpFree = &rBlock;
+            }
+        }
+        Block mBlocks[NUM_BLOCKS + 1] = {};
+        Block* mpFree = nullptr;
+    };
+    static inline thread_local Blocks sBlocks;
+};
+
+template <typename Heap>
+void Pair(benchmark::State& state, std::size_t size)
+{
+    for (auto _ : state) {
+        void* p = Heap::Allocate(size);
+        benchmark::DoNotOptimize(p);
+        Heap::Free(p);
+    }
+}
+
+template <typename Heap>
+void Many(benchmark::State& state, std::size_t size)
+{
     void* blocks[NUM_BLOCKS];
     for (auto _ : state) {
-        for (void*& p : blocks)
-            p = allocate(size);
+        for (void*& rp : blocks) {
+            rp = Heap::Allocate(size);
+        }
         benchmark::DoNotOptimize(blocks);
-        for (void* p : blocks)
-            release(p);
+        for (void* p : blocks) {
+            Heap::Free(p);
+        }
     }
-    state.SetItemsProcessed(state.iterations() * NUM_BLOCKS);
+    CountItems(state, NUM_BLOCKS);
 }
 
-void* AllocUnknown(unsigned size)
+template <typename Heap>
+void Enter(const char* pParticipant)
 {
-    return Memory::Alloc(size, ALLOC_UNKNOWN, "MemoryBenchmark", __LINE__, false);
-}
-
-void FreeUnknown(void* p)
-{
-    Memory::Free(p, false);
-}
-
-void BM_Malloc(benchmark::State& state)
-{
-    AllocateAndRelease(
-        state, [](unsigned size) { return std::malloc(size + 16); }, std::free);
-}
-
-void BM_Memory(benchmark::State& state)
-{
-    AllocateAndRelease(state, AllocUnknown, FreeUnknown);
-}
-
-void BM_MemoryTracing(benchmark::State& state)
-{
-    Memory::StartBlockTrace();
-    AllocateAndRelease(state, AllocUnknown, FreeUnknown);
-    Memory::EndBlockTrace(nullptr);
-}
-
-// One item is a kibibyte that a block grows by.
-void BM_MemoryGrowInSmallSteps(benchmark::State& state)
-{
-    const unsigned end = static_cast<unsigned>(state.range(0));
-    for (auto _ : state) {
-        void* p = nullptr;
-        for (unsigned size = 1024; size <= end; size += 1024)
-            p = Memory::Realloc(p, size, ALLOC_UNKNOWN, "MemoryBenchmark", __LINE__);
-        Memory::Free(p, false);
+    const Area area("memory");
+    for (const std::size_t size : {16, 64, 120}) {
+        area.Enter("a block of " + std::to_string(size) + " bytes", pParticipant, Pair<Heap>, size);
     }
-    state.SetItemsProcessed(state.iterations() * (end / 1024));
+    area.Enter("64 blocks of 64 bytes", pParticipant, Many<Heap>, std::size_t(64));
+    area.Enter("64 blocks of 64 bytes, 2 threads", pParticipant, Many<Heap>, std::size_t(64))
+        ->Threads(2)
+        ->UseRealTime();
 }
 
-void BM_CriticalSection(benchmark::State& state)
-{
-    CriticalSection section;
-    for (auto _ : state)
-        CriticalSection::Block block(&section);
-}
-
-void BM_RecursiveMutex(benchmark::State& state)
-{
-    std::recursive_mutex mutex;
-    for (auto _ : state)
-        std::lock_guard<std::recursive_mutex> guard(mutex);
-}
-
-void BM_InterlockedInt(benchmark::State& state)
-{
-    static InterlockedInt sCount(0); // shared by all threads of the benchmark
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(sCount.Increment());
-        benchmark::DoNotOptimize(sCount.Decrement());
+const bool sbEntered = [] {
+    Enter<QBaseHeap>("QBase");
+    Enter<GlibcHeap>("glibc");
+#if QBASE_HAS_MIMALLOC
+    if (Mimalloc::Load()) {
+        Enter<Mimalloc>("mimalloc");
     }
-}
-
-BENCHMARK(BM_Malloc)->Arg(16)->Arg(64)->Arg(1024)->ThreadRange(1, 4);
-BENCHMARK(BM_Memory)->Arg(16)->Arg(64)->Arg(1024)->ThreadRange(1, 4);
-BENCHMARK(BM_MemoryTracing)->Arg(64);
-BENCHMARK(BM_MemoryGrowInSmallSteps)->Arg(1 << 20)->Arg(64 << 20);
-BENCHMARK(BM_CriticalSection);
-BENCHMARK(BM_RecursiveMutex);
-BENCHMARK(BM_InterlockedInt)->ThreadRange(1, 4);
+#endif
+    Enter<Bound>("bound: a list of free blocks");
+    return true;
+}();
 
 } // namespace
+} // namespace Bench

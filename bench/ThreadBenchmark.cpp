@@ -1,15 +1,15 @@
-// What handing work between threads costs, beside the means of the system and the standard library.
+// Work that is handed on: deferred calls, fibers, threads, locks, and references that threads share.
+
+#include "Model.h"
+#include "Rows.h"
 
 #include "QBase/CriticalSection.h"
 #include "QBase/DeferredList.h"
 #include "QBase/Fiber.h"
-#include "QBase/Object.h"
-#include "QBase/String.h"
 #include "QBase/Thread.h"
 
-#include <benchmark/benchmark.h>
-
 #include <boost/context/detail/fcontext.hpp>
+#include <boost/context/fiber.hpp>
 #include <ucontext.h>
 
 #include <deque>
@@ -18,132 +18,90 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
-using namespace QBase;
-
+namespace Bench
+{
 namespace
 {
 
-// One item is one queued call. The time per item stays the same at any length.
-void BM_DeferredListAppend(benchmark::State& state)
+// --- Deferred calls: queued, then executed in a row ---
+
+constexpr int NUM_CALLS = 1000;
+
+void DeferredCalls(benchmark::State& state)
 {
     const Ptr<Object> pTarget = Object::Construct(Value::Null);
     const String name("GetReferenceCount");
+    const Ptr<QBase::DeferredList> pList = QBase::DeferredList::Construct(Value::Null);
     for (auto _ : state) {
-        const Ptr<DeferredList> pList = DeferredList::Construct(Value::Null);
-        for (int i = 0; i < state.range(0); ++i) {
+        for (int i = 0; i < NUM_CALLS; ++i) {
             pList->InsertCall(pTarget, name, i);
         }
         pList->Execute(Value::Null);
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    CountItems(state, NUM_CALLS);
 }
 
-// The same with the standard library: closures in a deque under a mutex.
-void BM_DequeOfFunctionsAppend(benchmark::State& state)
+void DequeOfFunctions(benchmark::State& state)
 {
     const auto pTarget = std::make_shared<int>(0);
+    std::mutex mutex;
+    std::deque<std::function<void()>> queue;
     for (auto _ : state) {
-        std::mutex mutex;
-        std::deque<std::function<void()>> queue;
-        for (int i = 0; i < state.range(0); ++i) {
+        for (int i = 0; i < NUM_CALLS; ++i) {
             const std::lock_guard<std::mutex> guard(mutex);
             queue.emplace_back([pTarget, i] { *pTarget += i; });
         }
-        const std::lock_guard<std::mutex> guard(mutex);
-        for (const std::function<void()>& call : queue) {
+        std::deque<std::function<void()>> taken;
+        {
+            const std::lock_guard<std::mutex> guard(mutex);
+            taken.swap(queue);
+        }
+        for (const std::function<void()>& call : taken) {
             call();
         }
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    CountItems(state, NUM_CALLS);
 }
 
-void BM_UncontendedCriticalSection(benchmark::State& state)
-{
-    CriticalSection section;
-    for (auto _ : state) {
-        CriticalSection::Block block(&section);
-        benchmark::ClobberMemory();
-    }
-}
+// --- Fibers: an iteration goes there and back ---
 
-void BM_UncontendedMutex(benchmark::State& state)
-{
-    std::mutex mutex;
-    for (auto _ : state) {
-        std::lock_guard<std::mutex> guard(mutex);
-        benchmark::ClobberMemory();
-    }
-}
-
-void BM_UncontendedRecursiveMutex(benchmark::State& state)
-{
-    std::recursive_mutex mutex;
-    for (auto _ : state) {
-        std::lock_guard<std::recursive_mutex> guard(mutex);
-        benchmark::ClobberMemory();
-    }
-}
-
-// Two threads that want in all the time.
-CriticalSection g_SharedSection;
-std::recursive_mutex g_SharedMutex;
-int g_SharedCount = 0;
-
-void BM_ContendedCriticalSection(benchmark::State& state)
-{
-    for (auto _ : state) {
-        CriticalSection::Block block(&g_SharedSection);
-        benchmark::DoNotOptimize(++g_SharedCount);
-    }
-}
-
-void BM_ContendedRecursiveMutex(benchmark::State& state)
-{
-    for (auto _ : state) {
-        std::lock_guard<std::recursive_mutex> guard(g_SharedMutex);
-        benchmark::DoNotOptimize(++g_SharedCount);
-    }
-}
-
-unsigned QBASE_ENTRY ReturnAtOnce(void*)
-{
-    return 0;
-}
-
-void BM_ThreadStartFinish(benchmark::State& state)
-{
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(Thread::Finish(Thread::Start(ReturnAtOnce, nullptr)));
-    }
-}
-
-void BM_StdThreadStartJoin(benchmark::State& state)
-{
-    for (auto _ : state) {
-        std::thread([] {}).join();
-    }
-}
-
-// One item is one switch; an iteration goes there and back.
-void QBASE_ENTRY SwitchBackFibers(void* pThread)
+void QBASE_ENTRY SwitchBack(void* pThread)
 {
     for (;;) {
-        Fiber::SwitchTo(pThread);
+        QBase::Fiber::SwitchTo(pThread);
     }
 }
 
-void BM_FiberSwitch(benchmark::State& state)
+void QBaseFiber(benchmark::State& state)
 {
-    void* const pThread = Fiber::CreateFromThread();
-    void* const pFiber = Fiber::Create(SwitchBackFibers, 0, pThread);
+    void* const pThread = QBase::Fiber::CreateFromThread();
+    void* const pFiber = QBase::Fiber::Create(SwitchBack, 0, pThread);
     for (auto _ : state) {
-        Fiber::SwitchTo(pFiber);
+        QBase::Fiber::SwitchTo(pFiber);
     }
-    state.SetItemsProcessed(state.iterations() * 2);
-    Fiber::Delete(pFiber);
-    Fiber::DeleteFromThread(pThread);
+    CountItems(state, 2);
+    QBase::Fiber::Delete(pFiber);
+    QBase::Fiber::DeleteFromThread(pThread);
+}
+
+void BoostFiber(benchmark::State& state)
+{
+    bool bEnding = false;
+    boost::context::fiber fiber([&bEnding](boost::context::fiber&& rCaller) {
+        while (!bEnding) {
+            rCaller = std::move(rCaller).resume();
+        }
+        return std::move(rCaller);
+    });
+    for (auto _ : state) {
+        fiber = std::move(fiber).resume();
+    }
+    CountItems(state, 2);
+    bEnding = true;
+    fiber = std::move(fiber).resume();
 }
 
 void SwitchBackRaw(boost::context::detail::transfer_t transfer)
@@ -153,7 +111,7 @@ void SwitchBackRaw(boost::context::detail::transfer_t transfer)
     }
 }
 
-void BM_RawContextSwitch(benchmark::State& state)
+void RawContext(benchmark::State& state)
 {
     using namespace boost::context::detail;
     std::vector<char> stack(64 * 1024);
@@ -161,7 +119,7 @@ void BM_RawContextSwitch(benchmark::State& state)
     for (auto _ : state) {
         context = jump_fcontext(context, nullptr).fctx;
     }
-    state.SetItemsProcessed(state.iterations() * 2);
+    CountItems(state, 2);
 }
 
 ucontext_t g_Main;
@@ -174,7 +132,7 @@ void SwitchBackUcontext()
     }
 }
 
-void BM_UcontextSwitch(benchmark::State& state)
+void Ucontext(benchmark::State& state)
 {
     std::vector<char> stack(64 * 1024);
     getcontext(&g_Other);
@@ -184,30 +142,64 @@ void BM_UcontextSwitch(benchmark::State& state)
     for (auto _ : state) {
         swapcontext(&g_Main, &g_Other);
     }
-    state.SetItemsProcessed(state.iterations() * 2);
+    CountItems(state, 2);
 }
 
-// References on objects, and copies of texts, that each thread has to itself and that all share.
-Ptr<Object> g_pShared = Object::Construct(Value::Null);
+// --- Threads and locks ---
 
-void BM_PtrCopyOwn(benchmark::State& state)
+unsigned QBASE_ENTRY ReturnAtOnce(void*)
 {
-    const Ptr<Object> pObject = Object::Construct(Value::Null);
+    return 0;
+}
+
+void QBaseThread(benchmark::State& state)
+{
     for (auto _ : state) {
-        Ptr<Object> pCopy = pObject;
+        benchmark::DoNotOptimize(QBase::Thread::Finish(QBase::Thread::Start(ReturnAtOnce, nullptr)));
+    }
+}
+
+void StandardThread(benchmark::State& state)
+{
+    for (auto _ : state) {
+        std::thread([] {}).join();
+    }
+}
+
+// All threads of a row want in all the time.
+int g_SharedCount = 0;
+
+void QBaseLock(benchmark::State& state)
+{
+    static QBase::CriticalSection sSection;
+    for (auto _ : state) {
+        QBase::CriticalSection::Block block(&sSection);
+        benchmark::DoNotOptimize(++g_SharedCount);
+    }
+}
+
+template <typename Mutex>
+void StandardLock(benchmark::State& state)
+{
+    static Mutex sMutex;
+    for (auto _ : state) {
+        const std::lock_guard<Mutex> guard(sMutex);
+        benchmark::DoNotOptimize(++g_SharedCount);
+    }
+}
+
+// --- References that threads share ---
+
+void SharePtr(benchmark::State& state)
+{
+    static const Ptr<Object> spShared = Object::Construct(Value::Null);
+    for (auto _ : state) {
+        Ptr<Object> pCopy = spShared;
         benchmark::DoNotOptimize(pCopy);
     }
 }
 
-void BM_PtrCopyShared(benchmark::State& state)
-{
-    for (auto _ : state) {
-        Ptr<Object> pCopy = g_pShared;
-        benchmark::DoNotOptimize(pCopy);
-    }
-}
-
-void BM_SharedPtrCopyShared(benchmark::State& state)
+void ShareSharedPtr(benchmark::State& state)
 {
     static const std::shared_ptr<int> spShared = std::make_shared<int>(0);
     for (auto _ : state) {
@@ -216,40 +208,39 @@ void BM_SharedPtrCopyShared(benchmark::State& state)
     }
 }
 
-void BM_StringCopyOwn(benchmark::State& state)
+void ShareString(benchmark::State& state)
 {
-    const String text(("text of thread " + std::to_string(state.thread_index())).c_str());
+    static const String sText("a text that all threads share");
     for (auto _ : state) {
-        String copy = text;
+        String copy = sText;
         benchmark::DoNotOptimize(copy);
     }
 }
 
-void BM_StringCopyShared(benchmark::State& state)
-{
-    const String text("a text that all threads share");
-    for (auto _ : state) {
-        String copy = text;
-        benchmark::DoNotOptimize(copy);
+const bool sbEntered = [] {
+    const Area area("scheduling");
+    area.Enter("a deferred call", "QBase", DeferredCalls);
+    area.Enter("a deferred call", "deque of functions, mutex", DequeOfFunctions);
+    area.Enter("a switch between fibers", "QBase", QBaseFiber);
+    area.Enter("a switch between fibers", "Boost.Context", BoostFiber);
+    area.Enter("a switch between fibers", "ucontext", Ucontext);
+    area.Enter("a switch between fibers", "bound: bare jump", RawContext);
+    area.Enter("a thread, start to end", "QBase", QBaseThread)->UseRealTime();
+    area.Enter("a thread, start to end", "std::thread", StandardThread)->UseRealTime();
+    for (const int numThreads : {1, 2}) {
+        const std::string threads = numThreads == 1 ? "" : ", 2 threads";
+        const auto enter = [&](const char* pRow, const char* pParticipant, void (*pBody)(benchmark::State&)) {
+            area.Enter(pRow + threads, pParticipant, pBody)->Threads(numThreads)->UseRealTime();
+        };
+        enter("enter a lock and leave it", "QBase", QBaseLock);
+        enter("enter a lock and leave it", "recursive_mutex", StandardLock<std::recursive_mutex>);
+        enter("enter a lock and leave it", "mutex, not recursive", StandardLock<std::mutex>);
+        enter("copy a reference", "QBase", SharePtr);
+        enter("copy a reference", "QBase, String", ShareString);
+        enter("copy a reference", "shared_ptr", ShareSharedPtr);
     }
-}
-
-BENCHMARK(BM_DeferredListAppend)->Arg(100)->Arg(10000)->Arg(1000000);
-BENCHMARK(BM_DequeOfFunctionsAppend)->Arg(100)->Arg(10000)->Arg(1000000);
-BENCHMARK(BM_UncontendedCriticalSection);
-BENCHMARK(BM_UncontendedMutex);
-BENCHMARK(BM_UncontendedRecursiveMutex);
-BENCHMARK(BM_ContendedCriticalSection)->Threads(2)->UseRealTime();
-BENCHMARK(BM_ContendedRecursiveMutex)->Threads(2)->UseRealTime();
-BENCHMARK(BM_ThreadStartFinish)->UseRealTime();
-BENCHMARK(BM_StdThreadStartJoin)->UseRealTime();
-BENCHMARK(BM_FiberSwitch);
-BENCHMARK(BM_RawContextSwitch);
-BENCHMARK(BM_UcontextSwitch);
-BENCHMARK(BM_PtrCopyOwn)->ThreadRange(1, 2);
-BENCHMARK(BM_PtrCopyShared)->ThreadRange(1, 2);
-BENCHMARK(BM_SharedPtrCopyShared)->ThreadRange(1, 2);
-BENCHMARK(BM_StringCopyOwn)->ThreadRange(1, 2);
-BENCHMARK(BM_StringCopyShared)->ThreadRange(1, 2);
+    return true;
+}();
 
 } // namespace
+} // namespace Bench
