@@ -113,7 +113,7 @@ void AddClasses(CLI::App& rApp, int& rExitCode)
     pCommand->add_option("MODULE", pOptions->mModule, "Only this module, loaded when needed");
     pCommand->add_option("--module", pOptions->mModules, "Load this module first (repeatable)")
         ->type_name("NAME")
-        ->expected(1);
+        ->allow_extra_args(false);
     pCommand->add_flag("--json", pOptions->mbJson, "Print JSON, for programs");
     pCommand->footer(FOOTER);
     pCommand->callback([pOptions, &rExitCode] { rExitCode = RunClasses(*pOptions); });

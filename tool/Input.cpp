@@ -33,6 +33,8 @@ constexpr std::string_view BINARY_MARK = "QObj";
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 constexpr std::string_view LOST_VALUE = "Ignoring deserialized ";
 constexpr std::string_view MISSING_CLASS = "Failed to construct '";
+constexpr std::string_view OUTSIDE_CLASS = " acts outside the program and is not allowed";
+constexpr std::string_view OVER_LIMIT = " the limit of ";
 
 using FileCloser = int (*)(std::FILE*);
 
@@ -114,15 +116,19 @@ void AddInputOptions(CLI::App& rCommand, InputOptions& rOptions)
         .add_option("--module", rOptions.mModules,
                     "Load this module first (repeatable); those named in the file are loaded when found")
         ->type_name("NAME")
-        ->expected(1);
+        ->allow_extra_args(false);
     rCommand.add_flag("--given-modules-only", rOptions.mbGivenModulesOnly,
                       "Load no module that only the file names");
+    AddLimitOptions(rCommand, rOptions.mLimits);
+    rCommand.add_flag("--trusted", rOptions.mLimits.mbTrusted,
+                      "Make objects of classes that act on files, threads or connections, too");
     rCommand.add_option("--from", rOptions.mFrom, "The format of the input, instead of recognising it")
         ->check(CLI::IsMember({"xml", "binary"}));
 }
 
 Input::Input(const std::string& path, const InputOptions& options)
-    : mPath(path), mFormat(Format::UNKNOWN), mbGivenModulesOnly(options.mbGivenModulesOnly)
+    : mPath(path), mFormat(Format::UNKNOWN), mbGivenModulesOnly(options.mbGivenModulesOnly),
+      mLimits(MakeLimits(options.mLimits))
 {
     for (const std::string& module : options.mModules) {
         RequireModule(module);
@@ -134,7 +140,8 @@ Input::Input(const std::string& path, const InputOptions& options)
 }
 
 Input::Input(std::string path, const std::string& bytes, Format format, const InputOptions& options)
-    : mPath(std::move(path)), mFormat(format), mbGivenModulesOnly(options.mbGivenModulesOnly)
+    : mPath(std::move(path)), mFormat(format), mbGivenModulesOnly(options.mbGivenModulesOnly),
+      mLimits(MakeLimits(options.mLimits))
 {
     Load(bytes);
 }
@@ -162,7 +169,9 @@ void Input::LoadOnce(const std::string& bytes)
     messages.Take(); // a path that is no UTF-8 names a file all the same
     Ptr<MemoryFile> pFile = MemoryFile::Construct(Value::Null);
     if (pFile->OpenBuffer(bytes.data(), static_cast<int>(bytes.size()), name, File::MODE_READ)) {
-        const Value root = MakeSerializer(mFormat)->Deserialize(pFile);
+        const Ptr<Serializer> pSerializer = MakeSerializer(mFormat);
+        pSerializer->SetLimits(mLimits);
+        const Value root = pSerializer->Deserialize(pFile);
         mpRoot = root.AsObject();
         if (mpRoot != nullptr && mFormat == Format::BINARY && pFile->BytesAvailable() > 0) {
             Info("WARNING: %d bytes behind the graph are no part of it", pFile->BytesAvailable());
@@ -192,16 +201,21 @@ bool Input::LoadMissingModule()
 
 Object* RequireRoot(const Input& input)
 {
-    bool bClassMissing = false;
+    const char* pAdvice = "the messages above say what is wrong in it";
     for (const Message& message : input.GetMessages()) {
         PrintMessage(message);
-        bClassMissing = bClassMissing || message.mText.starts_with(MISSING_CLASS);
+        if (message.mText.starts_with(MISSING_CLASS)) {
+            pAdvice =
+                "say --module NAME for the module of the missing class, whose library NAME_Release lies "
+                "beside quirl or where the system looks";
+        } else if (message.mText.find(OUTSIDE_CLASS) != std::string::npos) {
+            pAdvice = "say --trusted if you know where the file comes from";
+        } else if (message.mText.find(OVER_LIMIT) != std::string::npos) {
+            pAdvice = "say --limit NAME=N if it is meant to be that large";
+        }
     }
     if (input.GetRoot() == nullptr) {
-        throw Trouble("Failed to load " + GetDisplayName(input.GetPath()) + "; " +
-                      (bClassMissing ? "say --module NAME for the module of the missing class, whose library "
-                                       "NAME_Release lies beside quirl or where the system looks"
-                                     : "the messages above say what is wrong in it"));
+        throw Trouble("Failed to load " + GetDisplayName(input.GetPath()) + "; " + pAdvice);
     }
     return input.GetRoot();
 }

@@ -10,6 +10,7 @@
 
 #pragma once
 
+#include "Limits.h"
 #include "Report.h"
 
 #include "QBase/Object.h"
@@ -54,6 +55,7 @@ struct InputOptions
     std::vector<std::string> mModules;
     std::string mFrom; // the name of a format; empty to recognise it
     bool mbGivenModulesOnly = false;
+    LimitOptions mLimits;
 };
 
 /// The options that every command with a FILE has.
@@ -87,6 +89,7 @@ private:
     std::string mPath;
     Format mFormat;
     bool mbGivenModulesOnly;
+    QBase::LoadLimits mLimits;
     std::size_t mSize;
     QBase::Ptr<QBase::Object> mpRoot;
     std::vector<Message> mMessages;

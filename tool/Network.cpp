@@ -7,9 +7,11 @@
 #include "QBase/Global.h"
 #include "QBase/Property.h"
 
+#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <csignal>
+#include <cstdint>
 #include <sstream>
 
 using namespace QBase;
@@ -85,6 +87,13 @@ int Network::Serve(const std::string& address, int port)
                       "; choose another port or address, or --port 0 for a free port");
     }
     return mpNode->Call("GetPort").Get<int>();
+}
+
+void Network::SetLimits(const LoadLimits& limits)
+{
+    SetSetting(mpNode, "SourceFrameSizeLimit",
+               static_cast<int>(std::min<std::int64_t>(limits.mMaxBytes, INT_MAX)));
+    mpSerializer->SetLimits(limits);
 }
 
 void Network::Join(const Address& address)

@@ -50,6 +50,9 @@ public:
     /// Lets others join; the port where they do. Throws Trouble when that failed.
     int Serve(const std::string& address, int port);
 
+    /// What the source may cost. Before Join.
+    void SetLimits(const QBase::LoadLimits& limits);
+
     /// Begins to join a source, whose classes become those of the serializer.
     void Join(const Address& address);
 

@@ -216,7 +216,7 @@ void AddServe(CLI::App& rApp, int& rExitCode)
         ->type_name("ADDRESS");
     pCommand->add_option("--allow", pOptions->mAllowed, "A function that others may call (repeatable)")
         ->type_name("NAME")
-        ->expected(1);
+        ->allow_extra_args(false);
     AddInputOptions(*pCommand, pOptions->mInput);
     pCommand->footer(FOOTER);
     pCommand->callback([pOptions, &rExitCode] { rExitCode = Server(*pOptions).Run(); });

@@ -4,6 +4,7 @@
 #include "Events.h"
 #include "Graph.h"
 #include "Input.h"
+#include "Limits.h"
 #include "Modules.h"
 #include "Network.h"
 #include "Output.h"
@@ -45,6 +46,7 @@ struct WatchOptions
     std::string mAddress;
     std::vector<std::string> mModules;
     bool mbGivenModulesOnly = false;
+    LimitOptions mLimits;
     bool mbJson = false;
     bool mbQuiet = false;
     std::string mSave;
@@ -64,6 +66,7 @@ public:
         for (const std::string& module : mOptions.mModules) {
             RequireModule(module);
         }
+        mNetwork.SetLimits(MakeLimits(mOptions.mLimits));
         mNetwork.Join(ParseAddress(mOptions.mAddress));
         if (mOptions.mRelayPort >= 0) {
             Relay();
@@ -172,9 +175,10 @@ void AddWatch(CLI::App& rApp, int& rExitCode)
         ->type_name("ADDRESS");
     pCommand->add_option("--module", pOptions->mModules, "Load this module first (repeatable)")
         ->type_name("NAME")
-        ->expected(1);
+        ->allow_extra_args(false);
     pCommand->add_flag("--given-modules-only", pOptions->mbGivenModulesOnly,
                        "Load no module that only the source names");
+    AddLimitOptions(*pCommand, pOptions->mLimits);
     pCommand->footer(FOOTER);
     pCommand->callback([pOptions, &rExitCode] { rExitCode = Watcher(*pOptions).Run(); });
 }

@@ -23,14 +23,15 @@
 // A frame that is damaged is reported, its rest dropped and its stream stopped: nothing is read from it until
 // it is removed and added anew. Nor is anything written to a stream that took less than a whole frame. What
 // packets promise each other (an id that is known, an index that follows the last) is asserted; for a stream
-// that is not trusted the assertion's text is only reported, and the stream stopped. See docs/Formats.md for
-// the bytes.
+// that is not trusted the assertion's text is only reported, and the stream stopped; so it is when it exceeds
+// the host's limits. See docs/Formats.md for the bytes.
 //
 // Threads: a serializer, its graph and its streams are driven by one thread at a time.
 
 #pragma once
 
 #include "QBase/Array.h"
+#include "QBase/LoadLimits.h"
 #include "QBase/ObjectDiffHandler.h"
 
 #include <cstdint>
@@ -132,7 +133,17 @@ public:
     /// have no business changing its graph.
     void SetInStreamCallsOnly(Stream* pStream, bool bCallsOnly);
 
-    /// The longest frame to accept from streams that are not trusted, in bytes. 16 MiB at first.
+    /// What streams that are not trusted may cost; who goes further is stopped. A class that is registered
+    /// but not allowed is a stream's mistake as well. The objects of all streams count together, what they
+    /// take of memory for each stream alone. The limit of nesting is looked at when a stream has been read.
+    void SetLimits(const LoadLimits& limits);
+    const LoadLimits& GetLimits() const;
+
+    /// The same for scripts, one by one.
+    bool SetLimit(const String& name, int limit);
+    void AllowClass(const String& name);
+
+    /// The limit of bytes: the longest frame. 16 MiB at first.
     void SetFrameSizeLimit(int size);
 
     /// Queues a call that goes out with the next Execute, to one stream or to all. The arguments are those

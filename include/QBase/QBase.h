@@ -34,6 +34,7 @@
 #include "QBase/InterlockedInt.h"
 #include "QBase/LinkedList.h"
 #include "QBase/List.h"
+#include "QBase/LoadLimits.h"
 #include "QBase/Lock.h"
 #include "QBase/Math.h"
 #include "QBase/Matrix3.h"

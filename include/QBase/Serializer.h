@@ -9,10 +9,14 @@
 // Which properties count, and in which order, is the same everywhere: see Property::IsExcluded. A class may
 // change between saving and loading; a stored value that no longer fits is passed over with a warning.
 //
-// Threads: a serializer holds nothing between calls, but the graph is to stand still during one.
+// Files of strangers can be held to limits: see LoadLimits.
+//
+// Threads: a serializer holds nothing but its limits between calls, but the graph is to stand still during
+// one.
 
 #pragma once
 
+#include "QBase/LoadLimits.h"
 #include "QBase/Object.h"
 
 namespace QBase
@@ -35,6 +39,15 @@ public:
     /// a warning.
     virtual Value Deserialize(File* pFile) = 0;
 
+    /// What Deserialize may cost before it gives up.
+    void SetLimits(const LoadLimits& limits) { mLimits = limits; }
+    const LoadLimits& GetLimits() const { return mLimits; }
+
+    /// The same for scripts, one by one.
+    bool SetLimit(const String& name, int limit) { return mLimits.Set(name, limit); }
+    void AllowClass(const String& name) { mLimits.mClasses.push_back(name); }
+    void SetFilesTrusted(bool bTrusted) { mLimits.mbTrusted = bTrusted; }
+
     /// For handlers of reports: where in its file the load stands that is running here, as in "root.Sun, line
     /// 12" or "object 3", counted from 0. Empty when none is running, and before its first object.
     static String GetPlace();
@@ -43,6 +56,9 @@ protected:
     explicit Serializer(const Value& value);
     Serializer(const Serializer& other) = default;
     Serializer& operator=(const Serializer& other) = default;
+
+private:
+    LoadLimits mLimits;
 };
 
 } // namespace QBase

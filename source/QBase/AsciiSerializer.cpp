@@ -7,6 +7,7 @@
 #include "QBase/XmlReader.h"
 #include "QBase/XmlWriter.h"
 
+#include <algorithm>
 #include <memory>
 
 namespace QBase
@@ -15,11 +16,10 @@ namespace QBase
 namespace
 {
 
-// Reads and parses the whole file, from its start.
-bool ParseFile(File* pFile, XmlReader& rReader)
+// Reads and parses the whole file, from its start. False when it is not to be had, or too long.
+bool ParseFile(File* pFile, int size, XmlReader& rReader)
 {
-    const int size = pFile->GetSize();
-    if (size <= 0) {
+    if (size <= 0 || !rReader.IsAllowed()) {
         return false;
     }
     if (pFile->Tell() != 0) {
@@ -45,10 +45,11 @@ bool Save(Object* pObject, File* pFile)
     return pFile->Write(document.GetData(), size) == size;
 }
 
-Value Load(File* pFile)
+Value Load(File* pFile, const LoadLimits& limits)
 {
-    XmlReader reader(pFile->GetFilename());
-    if (!ParseFile(pFile, reader)) {
+    const int size = pFile->GetSize();
+    XmlReader reader(pFile->GetFilename(), LoadGuard(limits, limits.mbTrusted, std::max(size, 0)));
+    if (!ParseFile(pFile, size, reader)) {
         Error(QBASE_HERE, "File error");
         return Value();
     }
@@ -78,7 +79,7 @@ Value AsciiSerializer::Deserialize(File* pFile)
         Error(QBASE_HERE, "File error");
         return Value();
     }
-    return SerializerFrame::Load(pFile, &Load);
+    return SerializerFrame::Load(pFile, GetLimits(), &Load);
 }
 
 } // namespace QBase

@@ -43,21 +43,49 @@ Value BinaryReader::Read()
 {
     int textCount = 0;
     int objectCount = 0;
-    if (!ReadCounts(textCount, objectCount) || !ReadTexts(textCount) || !ReadObjects(objectCount)) {
+    if (!IsFine(mGuard.CheckBytes()) || !ReadCounts(textCount, objectCount) || !ReadTexts(textCount) ||
+        !ReadObjects(objectCount)) {
         return Value();
     }
     if (mGraph.GetSize() == 0) {
         Error(QBASE_HERE, "File contains no objects to deserialize");
         return Value();
     }
-    for (mPosition = 0; mPosition < mGraph.GetSize(); ++mPosition) {
-        mGraph.StopWithoutMemory();
-        if (!ReadContents()) {
-            return Value();
-        }
+    if (!ReadAllContents() || !CheckNesting()) {
+        return Value();
     }
     mBytes.Finish();
     return mGraph.HandOver();
+}
+
+bool BinaryReader::ReadAllContents()
+{
+    for (mPosition = 0; mPosition < mGraph.GetSize(); ++mPosition) {
+        mGraph.StopWithoutMemory();
+        if (!ReadContents() || !CheckMemory()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Whether the object at hand, or its contents, left memory enough.
+bool BinaryReader::CheckMemory() const
+{
+    return IsFine(mGuard.CheckMemory(mGraph.GetAt(mPosition)));
+}
+
+bool BinaryReader::CheckNesting()
+{
+    if (!mGuard.HasNestingLimit()) {
+        return true;
+    }
+    const int position = mGraph.FindDeeperThan(mGuard.GetMaxNesting());
+    if (position == PositionIndex::NONE) {
+        return true;
+    }
+    mPosition = position;
+    return IsFine(mGuard.DescribeNesting(mGraph.GetAt(position), position));
 }
 
 std::string BinaryReader::Describe() const
@@ -87,6 +115,9 @@ bool BinaryReader::ReadTexts(int count)
         if (size == 0) {
             mTexts.push_back(String::Null);
             continue;
+        }
+        if (!IsFine(mGuard.CheckStringLength(static_cast<std::size_t>(size)))) {
+            return false;
         }
         unsigned char* const pText = mBytes.Take(static_cast<std::size_t>(size));
         if (pText == nullptr) {
@@ -124,6 +155,9 @@ bool BinaryReader::ReadObjects(int count)
         }
         mRecords.push_back(record);
         mGraph.Add(std::move(pObject));
+        if (!CheckMemory()) {
+            return false;
+        }
     }
     return true;
 }
@@ -305,11 +339,21 @@ Ptr<Object> BinaryReader::ConstructObject(int moduleIndex, int nameIndex)
             mStoredClassIndex.Insert(key, mLastStoredClass);
             const String& module = GetText(moduleIndex);
             const String& name = GetText(nameIndex);
-            mStoredClasses.push_back({module, name, FindConstructFunction(module, name)});
+            mStoredClasses.push_back({module, name, FindConstructFunction(module, name),
+                                      mGuard.CheckClass(FindRegisteredClass(module, name),
+                                                        std::string(module.c_str()) + "." + name.c_str())});
         }
         mLastClassKey = key;
     }
     const StoredClass& storedClass = mStoredClasses[static_cast<std::size_t>(mLastStoredClass)];
+    if (!IsFine(storedClass.mTrouble)) {
+        return nullptr;
+    }
+    if (!mGuard.AllowsObjects(mPosition + 1)) {
+        IsFine(mGuard.DescribeNumObjects(std::string(storedClass.mModule.c_str()) + "." +
+                                         storedClass.mName.c_str()));
+        return nullptr;
+    }
     if (storedClass.mpConstruct == nullptr) {
         return Construct(storedClass.mModule, storedClass.mName); // says what is missing
     }
@@ -363,6 +407,15 @@ bool BinaryReader::Fail(const char* pWhat) const
     Error(QBASE_HERE, "Failed to deserialize file '%s' - %s at byte %llu", mFilename.c_str(), pWhat,
           static_cast<unsigned long long>(mBytes.GetPosition()));
     return false;
+}
+
+// True when nothing is in the way.
+bool BinaryReader::IsFine(const std::string& trouble) const
+{
+    if (QBASE_LIKELY(trouble.empty())) {
+        return true;
+    }
+    return Fail(trouble.c_str());
 }
 
 } // namespace QBase

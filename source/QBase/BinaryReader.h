@@ -1,16 +1,19 @@
 // BinaryReader rebuilds an object graph from the bytes that follow the header of a binary file.
 //
-//     BinaryReader reader(pFile);    // behind the header
-//     Value root = reader.Read();    // void after a report; once
+//     BinaryReader reader(pFile, limits); // behind the header
+//     Value root = reader.Read();         // void after a report; once
 //
-// It trusts nothing that it reads: counts are held against the bytes left, indices against their tables.
+// It trusts nothing that it reads: counts are held against the bytes left, indices against their tables, and
+// everything against the host's limits.
 
 #pragma once
 
 #include "QBase/BuiltGraph.h"
 #include "QBase/File.h"
 #include "QBase/FileBytes.h"
+#include "QBase/FileFormat.h"
 #include "QBase/Function.h"
+#include "QBase/LoadGuard.h"
 #include "QBase/LoadPlace.h"
 #include "QBase/LoadedClasses.h"
 #include "QBase/PositionIndex.h"
@@ -29,7 +32,11 @@ class BinaryReader final : private LoadPlace
 {
 public:
     /// The file stays the caller's.
-    explicit BinaryReader(File* pFile) : mBytes(pFile), mFilename(pFile->GetFilename()) {}
+    BinaryReader(File* pFile, const LoadLimits& limits)
+        : mBytes(pFile), mFilename(pFile->GetFilename()),
+          mGuard(limits, limits.mbTrusted,
+                 static_cast<std::int64_t>(mBytes.GetRemaining()) + FileFormat::BINARY_HEADER_SIZE)
+    {}
 
     /// Leaves the file behind the last byte of the graph; anywhere after a failure.
     Value Read();
@@ -44,6 +51,7 @@ private:
         String mModule;
         String mName;
         Ptr<Function> mpConstruct; // null for a class that is not registered
+        std::string mTrouble;      // why there must be no objects of the class; mostly empty
     };
 
     // What the class of an object has under the name at one place of its record.
@@ -74,6 +82,9 @@ private:
     bool ReadTexts(int count);
     bool ReadObjects(int count);
     bool ReadContents();
+    bool ReadAllContents();
+    bool CheckMemory() const;
+    bool CheckNesting();
     bool ReadProperty(Object* pObject, Class& rClass, int place);
     bool ReadArray(Object* pObject, const PropertyRecord& record, Property* pProperty);
     bool ReadChild(Object* pObject, const Class& loadedClass);
@@ -92,10 +103,12 @@ private:
 
     bool CheckIndex(int index, std::size_t size) const;
     bool Fail(const char* pWhat) const;
+    bool IsFine(const std::string& trouble) const;
     bool FailShort() const { return Fail("unexpected end of file"); }
 
     FileBytes mBytes;
     String mFilename;
+    LoadGuard mGuard;
     std::vector<String> mTexts;
     std::vector<ObjectRecord> mRecords;
     BuiltGraph mGraph;

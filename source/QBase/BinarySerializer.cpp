@@ -15,7 +15,7 @@ namespace QBase
 namespace
 {
 
-constexpr int HEADER_SIZE = 8; // id, version
+constexpr int HEADER_SIZE = FileFormat::BINARY_HEADER_SIZE;
 
 bool CheckVersion(int version, File* pFile)
 {
@@ -66,12 +66,12 @@ bool Save(Object* pObject, File* pFile)
     return pFile->Write(pBytes->GetData(), size) == size;
 }
 
-Value Load(File* pFile)
+Value Load(File* pFile, const LoadLimits& limits)
 {
     if (!ReadHeader(pFile)) {
         return Value();
     }
-    BinaryReader reader(pFile);
+    BinaryReader reader(pFile, limits);
     return reader.Read();
 }
 
@@ -94,7 +94,7 @@ bool BinarySerializer::Serialize(Object* pObject, File* pFile)
 
 Value BinarySerializer::Deserialize(File* pFile)
 {
-    return pFile != nullptr ? SerializerFrame::Load(pFile, &Load) : Value();
+    return pFile != nullptr ? SerializerFrame::Load(pFile, GetLimits(), &Load) : Value();
 }
 
 } // namespace QBase

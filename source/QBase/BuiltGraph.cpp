@@ -1,6 +1,7 @@
 #include "QBase/BuiltGraph.h"
 
 #include "QBase/List.h"
+#include "QBase/ObjectTargets.h"
 #include "QBase/Property.h"
 #include "QBase/PropertyList.h"
 #include "QBase/Table.h"
@@ -39,9 +40,7 @@ void BuiltGraph::ReleaseUnreachable()
         return;
     }
     const int size = GetSize();
-    for (int position = 0; position < size; ++position) {
-        mPositions.Insert(PositionIndex::KeyOf(GetAt(position)), position);
-    }
+    IndexPositions();
     mIsReached.assign(mIsReached.size(), false);
     mIsReached[0] = true;
     std::vector<int> reached{0};
@@ -51,7 +50,7 @@ void BuiltGraph::ReleaseUnreachable()
     std::vector<int> references(static_cast<std::size_t>(size), 1);
     for (int position = 0; position < size; ++position) {
         if (!mIsReached[static_cast<std::size_t>(position)]) {
-            VisitTargets(position, [&](int target) { ++references[static_cast<std::size_t>(target)]; });
+            VisitPositions(position, [&](int target) { ++references[static_cast<std::size_t>(target)]; });
         }
     }
     for (int position = 0; position < size; ++position) {
@@ -75,7 +74,7 @@ void BuiltGraph::Spread(std::vector<int>& rReached)
     while (!rReached.empty()) {
         const int position = rReached.back();
         rReached.pop_back();
-        VisitTargets(position, [&](int target) {
+        VisitPositions(position, [&](int target) {
             if (!mIsReached[static_cast<std::size_t>(target)]) {
                 mIsReached[static_cast<std::size_t>(target)] = true;
                 rReached.push_back(target);
@@ -84,39 +83,32 @@ void BuiltGraph::Spread(std::vector<int>& rReached)
     }
 }
 
+void BuiltGraph::IndexPositions()
+{
+    for (; mNumIndexed < GetSize(); ++mNumIndexed) {
+        mPositions.Insert(PositionIndex::KeyOf(GetAt(mNumIndexed)), mNumIndexed);
+    }
+}
+
 // Calls `visit` with the position of each object of the graph that the one at `position` refers to.
 template <typename Visit>
-void BuiltGraph::VisitTargets(int position, Visit visit) const
+void BuiltGraph::VisitPositions(int position, Visit visit) const
 {
-    Object* const pObject = GetAt(position);
-    const auto visitObject = [&](Object* pTarget) {
+    VisitTargets(GetAt(position), [&](Object* pTarget) {
         const int target = mPositions.Find(PositionIndex::KeyOf(pTarget));
         if (target != PositionIndex::NONE) {
             visit(target);
         }
-    };
-    for (const PropertyList::Entry& entry : PropertyList(pObject)) {
-        const Value::Type type = entry.mpProperty->GetType();
-        if (type != Value::TYPE_OBJECT && type != Value::TYPE_VALUE) {
-            continue;
-        }
-        if (!entry.mpProperty->IsArray()) {
-            visitObject(entry.mpProperty->Get(pObject).AsObject());
-            continue;
-        }
-        for (int i = 0; i < entry.mpProperty->GetSize(pObject); ++i) {
-            visitObject(entry.mpProperty->GetAt(pObject, i).AsObject());
-        }
-    }
-    if (pObject->IsDerivedType(Table::ClassTable())) {
-        for (const auto& node : static_cast<Table*>(pObject)->GetEntries()) {
-            visitObject(node.GetValue());
-        }
-    } else if (pObject->IsDerivedType(List::ClassTable())) {
-        for (const Ptr<Object>& pItem : static_cast<List*>(pObject)->GetObjects()) {
-            visitObject(pItem);
-        }
-    }
+    });
+}
+
+int BuiltGraph::FindDeeperThan(std::int64_t depth)
+{
+    IndexPositions();
+    Object* const pFound = QBase::FindDeeperThan(depth, mObjects.front(), [&](Object* pObject) {
+        return mPositions.Find(PositionIndex::KeyOf(pObject)) != PositionIndex::NONE;
+    });
+    return pFound != nullptr ? mPositions.Find(PositionIndex::KeyOf(pFound)) : PositionIndex::NONE;
 }
 
 void BuiltGraph::Unlink(Object* pObject)

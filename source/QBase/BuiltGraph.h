@@ -62,22 +62,28 @@ public:
     /// A reference that was noted may be gone again, or was never taken.
     void NoteLoss() { mbLoss = true; }
 
+    /// The position of an object that is nested deeper than `depth` references; PositionIndex::NONE if there
+    /// is none. Before HandOver, once everything stands.
+    int FindDeeperThan(std::int64_t depth);
+
     /// The first object. From now on nothing is undone. Throws like StopWithoutMemory.
     Value HandOver();
 
 private:
     void ReleaseUnreachable();
     void Spread(std::vector<int>& rReached);
+    void IndexPositions();
     template <typename Visit>
-    void VisitTargets(int position, Visit visit) const;
+    void VisitPositions(int position, Visit visit) const;
     static void Unlink(Object* pObject);
     static void Unlink(Object* pObject, Property* pProperty);
 
     std::vector<Ptr<Object>> mObjects;
     std::vector<bool> mIsOurs;    // false for an object that a class's Construct gave out before
     std::vector<bool> mIsReached; // true for one that an object before it refers to; hence from the root
-    PositionIndex mPositions;     // of the objects, once unreached ones are looked for
-    bool mbLoss = false;          // mIsReached may say too much
+    PositionIndex mPositions;     // of the objects, once somebody asks for them
+    int mNumIndexed = 0;
+    bool mbLoss = false; // mIsReached may say too much
     bool mbHandedOver = false;
     unsigned mNumFailures; // when the load began
 };

@@ -10,6 +10,7 @@ namespace FileFormat
 
 inline constexpr int ID = 0x6A624F51; // the bytes "QObj"
 inline constexpr int VERSION = 3;
+inline constexpr int BINARY_HEADER_SIZE = 8; // id, version
 
 } // namespace FileFormat
 

@@ -15,6 +15,9 @@ void FileSerializer::Implement()
 {
     Describe("Saves and loads by path: XML where it contains QXml, binary elsewhere");
     AddFunction<&FileSerializer::Deserialize>("Deserialize");
+    AddFunction<&FileSerializer::SetLimit>("SetLimit");
+    AddFunction<&FileSerializer::AllowClass>("AllowClass");
+    AddFunction<&FileSerializer::SetFilesTrusted>("SetFilesTrusted");
 }
 
 FileSerializer::FileSerializer(const Value& value) : Object(value)
@@ -32,6 +35,7 @@ Value FileSerializer::Deserialize(const String& path)
         Error(QBASE_HERE, "Failed to load object from '%s' - file open failed", path.c_str());
         return Value();
     }
+    pSerializer->SetLimits(mLimits);
     Value object = pSerializer->Deserialize(pFile);
     if (object.AsObject() == nullptr) {
         Error(QBASE_HERE, "Failed to load object from '%s' - %s.%s deserialize failed", path.c_str(),

@@ -34,14 +34,32 @@ Table* FindTable(const Table* pTable, const String& name)
 
 } // namespace
 
-Function* FindConstructFunction(const String& module, const String& className)
+namespace
 {
-    static const String& sConstruct = *new String("Construct");
+
+Table* FindClassEntry(const String& module, const String& className)
+{
     if (spModuleTable == nullptr) {
         Init();
     }
     const Table* const pModule = FindTable(spModuleTable, module);
-    const Table* const pClass = pModule != nullptr ? FindTable(pModule, className) : nullptr;
+    return pModule != nullptr ? FindTable(pModule, className) : nullptr;
+}
+
+} // namespace
+
+ClassInfoTable* FindRegisteredClass(const String& module, const String& className)
+{
+    Table* const pClass = FindClassEntry(module, className);
+    return pClass != nullptr && pClass->IsDerivedType(ClassInfoTable::ClassTable())
+               ? static_cast<ClassInfoTable*>(pClass)
+               : nullptr;
+}
+
+Function* FindConstructFunction(const String& module, const String& className)
+{
+    static const String& sConstruct = *new String("Construct");
+    const Table* const pClass = FindClassEntry(module, className);
     Object* const pEntry = pClass != nullptr ? pClass->Find(sConstruct) : nullptr;
     return pEntry != nullptr && pEntry->IsDerivedType(Function::ClassTable()) ? static_cast<Function*>(pEntry)
                                                                               : nullptr;

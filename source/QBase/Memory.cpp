@@ -4,6 +4,7 @@
 #include "QBase/Error.h"
 #include "QBase/MemoryBlock.h"
 #include "QBase/Platform/Platform.h"
+#include "QBase/ThreadMemory.h"
 
 #include <algorithm>
 #include <cstring>
@@ -48,6 +49,7 @@ constinit ThreadTally* spThreadTallies = nullptr; // guarded by the lock
 QBASE_FAST_THREAD_LOCAL constinit thread_local ThreadTally* spTally = nullptr;
 constinit thread_local bool sbTallyClosed = false;
 constinit thread_local unsigned sNumFailures = 0; // of this thread's requests
+constinit thread_local std::int64_t sForeignBytes = 0;
 
 // Guards the list of tallies and everything about the trace. Never destroyed: blocks are freed until the
 // last moment of the program.
@@ -600,6 +602,21 @@ std::int64_t Memory::GetBytesAllocated(AllocType type)
     if (!QBASE_ASSERT(type >= 0 && type < NUM_ALLOC_TYPES))
         return 0;
     return Sum(&Tally::mBytes, type, type + 1);
+}
+
+std::int64_t ThreadMemory::GetBytes()
+{
+    std::int64_t sum = sForeignBytes;
+    if (const ThreadTally* const pTally = spTally) {
+        for (const std::atomic<std::int64_t>& bytes : pTally->mBytes)
+            sum += bytes.load(std::memory_order_relaxed);
+    }
+    return sum;
+}
+
+void ThreadMemory::AddForeign(std::int64_t numBytes)
+{
+    sForeignBytes += numBytes;
 }
 
 unsigned Memory::GetNumFailures()

@@ -3,6 +3,7 @@
 #include "QBase/Error.h"
 #include "QBase/Function.h"
 #include "QBase/List.h"
+#include "QBase/ObjectTargets.h"
 #include "QBase/PacketApplier.h"
 #include "QBase/Reflection.h"
 #include "QBase/ReplicationState.h"
@@ -390,6 +391,8 @@ void ObjectDiffSerializer::Implement()
     AddFunction<&Self::SetInStreamTrusted>("SetInStreamTrusted");
     AddFunction<&Self::SetInStreamCallsOnly>("SetInStreamCallsOnly");
     AddFunction<&Self::AllowFunction>("AllowFunction");
+    AddFunction<&Self::SetLimit>("SetLimit");
+    AddFunction<&Self::AllowClass>("AllowClass");
     AddFunction<&Self::SetFrameSizeLimit>("SetFrameSizeLimit");
     AddFunction<&Self::CallOne>("RemoteFunctionCall");
     AddFunction<&Self::CallAll>("BroadcastFunctionCall");
@@ -416,7 +419,8 @@ ObjectDiffSerializer& ObjectDiffSerializer::operator=(const ObjectDiffSerializer
         mpState->mTypeIds = other.mpState->mTypeIds;
         mpState->mFunctionNames.clear();
         mpState->mAllowed = other.mpState->mAllowed;
-        mpState->mFrameSizeLimit = other.mpState->mFrameSizeLimit;
+        mpState->mLimits = other.mpState->mLimits;
+        mpState->mClassTroubles.clear();
         SetRoot(other.GetRoot());
     }
     return *this;
@@ -679,13 +683,35 @@ void ObjectDiffSerializer::AllowFunction(const String& name)
     mpState->mAllowed.insert(name);
 }
 
+void ObjectDiffSerializer::SetLimits(const LoadLimits& limits)
+{
+    mpState->mLimits = limits;
+    mpState->mClassTroubles.clear();
+}
+
+const LoadLimits& ObjectDiffSerializer::GetLimits() const
+{
+    return mpState->mLimits;
+}
+
+bool ObjectDiffSerializer::SetLimit(const String& name, int limit)
+{
+    return mpState->mLimits.Set(name, limit);
+}
+
+void ObjectDiffSerializer::AllowClass(const String& name)
+{
+    mpState->mLimits.mClasses.push_back(name);
+    mpState->mClassTroubles.clear();
+}
+
 void ObjectDiffSerializer::SetFrameSizeLimit(int size)
 {
     if (size < 0) {
         Error(UNIT, __LINE__, "Failed to set frame size limit - invalid size %d", size);
         return;
     }
-    mpState->mFrameSizeLimit = size;
+    mpState->mLimits.mMaxBytes = size;
 }
 
 void ObjectDiffSerializer::RemoteFunctionCall(Stream* pStream, Object* pObject, const String& name,
@@ -923,6 +949,17 @@ bool ReadBytes(InStream& in, unsigned char* pBytes, int size)
     return false;
 }
 
+constexpr int LONGEST_FRAME = std::numeric_limits<int>::max() - FrameBuffer::SIZE_BYTES;
+constexpr int USUAL_FRAME_SIZE_LIMIT = 16 * 1024 * 1024;
+
+// Of a stream that is not trusted.
+int MaxFrameSize(const LoadLimits& limits)
+{
+    return limits.mMaxBytes == LoadLimits::UNLIMITED
+               ? USUAL_FRAME_SIZE_LIMIT
+               : static_cast<int>(std::min<std::int64_t>(limits.mMaxBytes, LONGEST_FRAME));
+}
+
 // True when the size of the next frame is known.
 bool ReadFrameSize(const ReplicationState& state, InStream& in)
 {
@@ -934,8 +971,7 @@ bool ReadFrameSize(const ReplicationState& state, InStream& in)
         return false;
     }
     in.mFrameSize = static_cast<std::uint32_t>(ValueBytes::LoadInt(bytes));
-    const int limit =
-        in.mbTrusted ? std::numeric_limits<int>::max() - FrameBuffer::SIZE_BYTES : state.mFrameSizeLimit;
+    const int limit = in.mbTrusted ? LONGEST_FRAME : MaxFrameSize(state.mLimits);
     if (in.mFrameSize > static_cast<std::uint32_t>(limit)) {
         in.mbStopped = true;
         Error(UNIT, __LINE__, "Failed to read frame from %s.%s - size %u is over the limit of %d bytes",
@@ -973,16 +1009,36 @@ void ReadFrame(ReplicationState& state, InStream& in)
         if (!ReadBytes(in, pPackets, size)) {
             return;
         }
+        in.mNumBytes += size;
+        const std::int64_t memory = ThreadMemory::GetBytes();
         const bool bApplied = PacketApplier(state, in, pPackets, static_cast<std::size_t>(size)).Apply();
         if (in.mbStopped || !MayContinueRemovals(size)) {
             in.mRemoved.Release();
         }
+        in.mMemory += ThreadMemory::GetBytes() - memory;
         if (bApplied) {
             ValueBytes::StoreInt(pFrame.get(), size);
             ForwardFrame(state, pFrame.get(), size + FrameBuffer::SIZE_BYTES);
         }
     }
     ++in.mNumFrames;
+}
+
+// Holds what a stream made of the graph against the limit of nesting.
+void CheckNesting(ReplicationState& state, InStream& in)
+{
+    Object* const pRoot = state.GetRoot();
+    const std::int64_t limit = state.mLimits.mMaxNesting;
+    if (pRoot == nullptr || limit == LoadLimits::UNLIMITED || in.mbTrusted || in.mbStopped) {
+        return;
+    }
+    const KeepAlive keepRoot(pRoot);
+    if (Object* const pFound = FindDeeperThan(
+            limit, pRoot, [&](Object* pObject) { return state.mObjects.Find(pObject) != NO_ID; })) {
+        in.mbStopped = true;
+        Error(UNIT, __LINE__, "Failed to read frames from %s.%s - %s", ModuleOf(in.mpStream),
+              ClassOf(in.mpStream), LoadGuard(state.mLimits, false, 0).DescribeNesting(pFound).c_str());
+    }
 }
 
 } // namespace
@@ -998,9 +1054,13 @@ void ObjectDiffSerializer::UpdateInput()
     const FlagScope updating(state.mbUpdating);
     const std::vector<std::shared_ptr<InStream>> streams = state.mInStreams;
     for (const std::shared_ptr<InStream>& pIn : streams) {
+        const int numFrames = pIn->mNumFrames;
         while (!pIn->mbStopped && !pIn->mbRemoved && ReadFrameSize(state, *pIn) &&
                (pIn->mFrameSize == 0 || CanRead(pIn->mpStream, pIn->mFrameSize))) {
             ReadFrame(state, *pIn);
+        }
+        if (pIn->mNumFrames != numFrames) {
+            CheckNesting(state, *pIn);
         }
     }
 }

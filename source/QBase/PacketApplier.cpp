@@ -1,12 +1,12 @@
 #include "QBase/PacketApplier.h"
 
+#include "QBase/DescribeClass.h"
 #include "QBase/Error.h"
 #include "QBase/Function.h"
 #include "QBase/List.h"
 #include "QBase/Property.h"
 #include "QBase/Table.h"
 
-#include <string>
 #include <utility>
 
 namespace QBase
@@ -142,12 +142,33 @@ void PacketApplier::ApplyAddObject()
                  "ASSERT( packet.typeId < mRegisteredTypes.GetSize() )", __LINE__)) {
         return;
     }
-    const Value constructed = ConstructObject(mState.mRegisteredTypes[typeId]);
+    ClassInfoTable* const pClass = mState.mRegisteredTypes[typeId];
+    if (!MayAddObject(pClass)) {
+        return;
+    }
+    const Value constructed = ConstructObject(pClass);
     Object* const pObject = constructed.AsObject();
-    if (Require(pObject != nullptr, "ASSERT( id.pObject )", __LINE__)) {
+    if (Require(pObject != nullptr, "ASSERT( id.pObject )", __LINE__) &&
+        IsWithinLimits(__LINE__, mGuard.CheckMemory(pObject))) {
         ClearChildren(pObject);
         mState.mObjects.Record(objectId, pObject);
     }
+}
+
+bool PacketApplier::MayAddObject(const ClassInfoTable* pClass)
+{
+    if (mStream.mbTrusted) {
+        return true;
+    }
+    const auto [found, bNew] = mState.mClassTroubles.try_emplace(pClass);
+    if (bNew) {
+        found->second = mGuard.CheckClass(pClass, DescribeClass(pClass));
+    }
+    if (!IsWithinLimits(__LINE__, found->second)) {
+        return false;
+    }
+    return mGuard.AllowsObjects(static_cast<std::int64_t>(mState.mObjects.GetSize()) + 1) ||
+           IsWithinLimits(__LINE__, mGuard.DescribeNumObjects(DescribeClass(pClass)));
 }
 
 void PacketApplier::ApplyRemoveObject()
@@ -443,7 +464,11 @@ void PacketApplier::ApplyFunctionCall()
         mStream.mbStopped = true;
         return;
     }
+    const std::int64_t memory = ThreadMemory::GetBytes();
     pObject->Call(name, args[0].mValue, args[1].mValue, args[2].mValue, args[3].mValue, args[4].mValue);
+    const std::int64_t taken = ThreadMemory::GetBytes() - memory; // the host's own affair
+    mStream.mMemory -= taken;
+    mGuard.Disregard(taken);
 }
 
 bool PacketApplier::Read(std::uint8_t& rNumber)
@@ -478,6 +503,9 @@ bool PacketApplier::Read(String& rText)
         return Damaged(__LINE__, "the packet is cut off");
     }
     const std::size_t size = static_cast<std::size_t>(count);
+    if (!IsWithinLimits(__LINE__, mGuard.CheckStringLength(size))) {
+        return false;
+    }
     rText = MakeString(mBytes.Take(size), size);
     return true;
 }
@@ -500,6 +528,10 @@ bool PacketApplier::ReadValue(Value::Type type, WireValue& rValue)
     WireReferences references{mState.mObjects};
     if (!ValueBytes::Read(mBytes, type, rValue.mValue, references)) {
         return Damaged(__LINE__, "the packet is cut off");
+    }
+    if (type == Value::TYPE_STRING &&
+        !IsWithinLimits(__LINE__, mGuard.CheckStringLength(rValue.mValue.AsString().size()))) {
+        return false;
     }
     rValue.mbKnown = references.mbKnown;
     return true;
@@ -591,6 +623,11 @@ bool PacketApplier::RequireWritable(Property* pProperty, bool bArray)
     return Require(!pProperty->IsExcluded(), "ASSERT( !pProperty->IsExcluded() )", __LINE__) &&
            Require(pProperty->IsArray() == bArray,
                    bArray ? "ASSERT( pProperty->IsArray() )" : "ASSERT( !pProperty->IsArray() )", __LINE__);
+}
+
+bool PacketApplier::IsWithinLimits(int line, const std::string& trouble)
+{
+    return mStream.mbTrusted || trouble.empty() || Damaged(line, trouble.c_str());
 }
 
 bool PacketApplier::Require(bool bHolds, const char* pText, int line)

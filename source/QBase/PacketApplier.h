@@ -10,8 +10,11 @@
 
 #pragma once
 
+#include "QBase/LoadGuard.h"
 #include "QBase/ReplicationState.h"
 #include "QBase/ValueBytes.h"
+
+#include <string>
 
 namespace QBase
 {
@@ -20,7 +23,8 @@ class PacketApplier
 {
 public:
     PacketApplier(ReplicationState& state, InStream& stream, const unsigned char* pBytes, std::size_t size)
-        : mState(state), mStream(stream), mBytes(pBytes, size)
+        : mState(state), mStream(stream), mGuard(state.mLimits, false, stream.mNumBytes, stream.mMemory),
+          mBytes(pBytes, size)
     {}
 
     /// False when some packet was not applied. The stream is stopped when there is no going on.
@@ -57,6 +61,7 @@ private:
         Ptr<Property> mpArray;
     };
 
+    bool MayAddObject(const ClassInfoTable* pClass);
     void ApplyNewRoot();
     void ApplyAddObject();
     void ApplyRemoveObject();
@@ -99,6 +104,9 @@ private:
     bool RequireFreeId(NamedIdTable& rTable, std::uint32_t id, const char* pText);
     bool RequireWritable(Property* pProperty, bool bArray);
 
+    // True for a trusted stream, and for a text that says nothing. Otherwise the stream is stopped.
+    bool IsWithinLimits(int line, const std::string& trouble);
+
     // A promise between peers: asserted for a trusted stream, reported for another.
     bool Require(bool bHolds, const char* pText, int line);
 
@@ -107,6 +115,7 @@ private:
 
     ReplicationState& mState;
     InStream& mStream;
+    LoadGuard mGuard; // for a stream that is not trusted
     ByteReader mBytes;
     std::uint8_t mKind = 0;
     bool mbApplied = true;

@@ -129,6 +129,8 @@ public:
         return pEntry != nullptr ? static_cast<Object*>(pEntry->mpObject) : nullptr;
     }
 
+    std::size_t GetSize() const { return mEntries.size(); }
+
     std::uint32_t Find(const Object* pObject) const
     {
         if (pObject != mpLastObject) {

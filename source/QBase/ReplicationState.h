@@ -5,14 +5,17 @@
 
 #include "QBase/ClassInfoTable.h"
 #include "QBase/FrameBuffer.h"
+#include "QBase/LoadLimits.h"
 #include "QBase/ObjectDiff.h"
 #include "QBase/RemovedObjects.h"
 #include "QBase/ReplicationIds.h"
 #include "QBase/Stream.h"
+#include "QBase/ThreadMemory.h"
 
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <string>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -62,6 +65,8 @@ struct InStream
     bool mbSizePending = false; // the size of a frame was read, its bytes were not
     std::uint32_t mFrameSize = 0;
     int mNumFrames = 0;
+    std::int64_t mNumBytes = 0; // of all frames
+    std::int64_t mMemory = 0;   // that the packets of a stream that is not trusted made others take
     bool mbStopped = false;
     bool mbRemoved = false;
     RemovedObjects mRemoved;
@@ -127,8 +132,11 @@ public:
 
     // Reading.
     std::unordered_set<String> mAllowed; // names of functions that others may call
-    int mFrameSizeLimit = 16 * 1024 * 1024;
+    LoadLimits mLimits;
+    std::unordered_map<const ClassInfoTable*, std::string> mClassTroubles; // why others may make none of them
     bool mbUpdating = false;
+
+    ForeignBytes<4096> mForeign; // about what the pools of the tables take at first
 };
 
 } // namespace QBase

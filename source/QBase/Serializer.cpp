@@ -14,6 +14,9 @@ void Serializer::Implement()
     Describe("Saves an object graph to a file and loads it");
     AddFunction<&Serializer::Serialize>("Serialize");
     AddFunction<&Serializer::Deserialize>("Deserialize");
+    AddFunction<&Serializer::SetLimit>("SetLimit");
+    AddFunction<&Serializer::AllowClass>("AllowClass");
+    AddFunction<&Serializer::SetFilesTrusted>("SetFilesTrusted");
 }
 
 Serializer::Serializer(const Value& value) : Object(value)

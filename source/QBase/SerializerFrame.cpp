@@ -25,11 +25,11 @@ bool Save(Object* pObject, File* pFile, bool (*pSave)(Object* pObject, File* pFi
     }
 }
 
-Value Load(File* pFile, Value (*pLoad)(File* pFile))
+Value Load(File* pFile, const LoadLimits& limits, Value (*pLoad)(File* pFile, const LoadLimits& limits))
 {
     const KeepAlive keepFile(pFile);
     try {
-        return pLoad(pFile);
+        return pLoad(pFile, limits);
     } catch (const std::bad_alloc&) {
         Error(QBASE_HERE, "Failed to deserialize file '%s' - out of memory", pFile->GetFilename().c_str());
         return Value();

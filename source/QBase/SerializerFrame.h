@@ -15,6 +15,7 @@ namespace QBase
 
 class File;
 class Object;
+struct LoadLimits;
 
 namespace SerializerFrame
 {
@@ -23,7 +24,7 @@ namespace SerializerFrame
 bool Save(Object* pObject, File* pFile, bool (*pSave)(Object* pObject, File* pFile));
 
 /// Void when memory runs out. The file is not null.
-Value Load(File* pFile, Value (*pLoad)(File* pFile));
+Value Load(File* pFile, const LoadLimits& limits, Value (*pLoad)(File* pFile, const LoadLimits& limits));
 
 } // namespace SerializerFrame
 

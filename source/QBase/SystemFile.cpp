@@ -47,6 +47,7 @@ QBASE_IMPLEMENT(QBase, SystemFile)
 void SystemFile::Implement()
 {
     Describe("A file of the operating system");
+    SetActsOutside();
     AddFunction<&SystemFile::Exists>("Exists");
     AddFunction<&SystemFile::Delete>("Delete");
 }

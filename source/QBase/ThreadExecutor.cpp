@@ -69,6 +69,7 @@ QBASE_IMPLEMENT(QBase, ThreadExecutor)
 void ThreadExecutor::Implement()
 {
     Describe("Executes an object on a thread of its own, again and again");
+    SetActsOutside();
     AddProperty<&ThreadExecutor::GetExecutable, &ThreadExecutor::SetExecutable>("Executable");
     AddProperty<&ThreadExecutor::GetExecutableArg, &ThreadExecutor::SetExecutableArg>("ExecutableArg");
     AddProperty<&ThreadExecutor::GetSleep, &ThreadExecutor::SetSleep>("Sleep");

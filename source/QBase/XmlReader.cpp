@@ -161,18 +161,53 @@ bool XmlReader::ReportParseError(const char* pDescription) const
 Value XmlReader::Read()
 {
     const XMLElement* const pRoot = mDocument.RootElement();
-    if (!CheckHeader(pRoot) || !ReadObjects(pRoot)) {
+    if (!CheckHeader(pRoot) || !ReadObjects(pRoot) || !ReadAllContents(pRoot) || !CheckNesting(pRoot)) {
         return Value();
     }
+    return mGraph.HandOver();
+}
+
+bool XmlReader::ReadAllContents(const XMLElement* pRoot)
+{
     for (const XMLElement* pElement = pRoot->FirstChildElement(); pElement != nullptr;
          pElement = pElement->NextSiblingElement()) {
         mGraph.StopWithoutMemory();
-        if (!ReadContents(pElement, mGraph.GetAt(mPosition))) {
-            return Value();
+        if (!ReadContents(pElement, mGraph.GetAt(mPosition)) || !CheckMemory(mPosition)) {
+            return false;
         }
         ++mPosition;
     }
-    return mGraph.HandOver();
+    return true;
+}
+
+bool XmlReader::CheckNesting(const XMLElement* pRoot)
+{
+    if (!mGuard.HasNestingLimit()) {
+        return true;
+    }
+    const int position = mGraph.FindDeeperThan(mGuard.GetMaxNesting());
+    if (position == PositionIndex::NONE) {
+        return true;
+    }
+    const XMLElement* pElement = pRoot->FirstChildElement();
+    for (int i = 0; i < position; ++i) {
+        pElement = pElement->NextSiblingElement();
+    }
+    mpObjectElement = mpPresentElement = pElement;
+    return IsFine(mGuard.DescribeNesting(mGraph.GetAt(position), position));
+}
+
+// True when nothing is in the way.
+bool XmlReader::IsFine(const std::string& trouble) const
+{
+    if (QBASE_LIKELY(trouble.empty())) {
+        return true;
+    }
+    const std::string place =
+        mpObjectElement != nullptr ? " in line " + std::to_string(mpPresentElement->GetLineNum()) : "";
+    Error(QBASE_HERE, "Failed to deserialize file '%s' - %s%s", mFilename.c_str(), trouble.c_str(),
+          place.c_str());
+    return false;
 }
 
 bool XmlReader::CheckHeader(const XMLElement* pRoot) const
@@ -220,6 +255,9 @@ bool XmlReader::ReadObject(const XMLElement* pElement)
     }
     const int position = mGraph.GetSize();
     mGraph.Add(std::move(pObject));
+    if (!CheckMemory(position)) {
+        return false;
+    }
     mPaths.push_back(path);
     const std::uint64_t key = PositionIndex::KeyOf(path);
     const auto isSame = [&](int other) { return mPaths[static_cast<std::size_t>(other)] == path; };
@@ -237,14 +275,25 @@ Ptr<Object> XmlReader::ConstructObject(const XMLElement* pElement)
     const std::string_view module = Unescape(pModule != nullptr ? pModule : "", mText);
     const std::string_view className = Unescape(pClass != nullptr ? pClass : "", mNameText);
     if (mpLastConstruct == nullptr || module != mLastModule || className != mLastClassName) {
+        if (!CheckStringLength(module) || !CheckStringLength(className)) {
+            return nullptr;
+        }
         const String moduleName = ToString(module);
         const String name = ToString(className);
+        const ClassInfoTable* const pFound = FindRegisteredClass(moduleName, name);
+        if (!IsFine(mGuard.CheckClass(pFound, std::string(module).append(".").append(className)))) {
+            return nullptr;
+        }
         mpLastConstruct = FindConstructFunction(moduleName, name);
         if (mpLastConstruct == nullptr) {
             return Construct(moduleName, name); // says what is missing
         }
         mLastModule = module;
         mLastClassName = className;
+    }
+    if (!mGuard.AllowsObjects(mGraph.GetSize() + 1)) {
+        IsFine(mGuard.DescribeNumObjects(mLastModule + "." + mLastClassName));
+        return nullptr;
     }
     const Value object =
         mpLastConstruct->Invoke(nullptr, Value::Null, Value::Null, Value::Null, Value::Null, Value::Null);
@@ -284,6 +333,9 @@ bool XmlReader::ReadContents(const XMLElement* pElement, Object* pObject)
 bool XmlReader::ReadProperty(const XMLElement* pElement, Object* pObject, Class& rClass, int place)
 {
     const PropertyElement element = ReadAttributes(pElement);
+    if (!CheckStringLength(element.mName)) {
+        return false;
+    }
     if (element.mName.empty() || element.mType == Value::TYPE_VOID) {
         Error(QBASE_HERE, "Failed to deserialize a property of %s.%s - invalid name or type",
               pObject->GetModuleName().c_str(), pObject->GetClassName().c_str());
@@ -345,7 +397,11 @@ bool XmlReader::ReadArray(const XMLElement* pElement, Object* pObject, Value::Ty
 bool XmlReader::ReadEntry(const XMLElement* pElement, Table* pTable)
 {
     const char* const pName = pElement->Attribute("Name");
-    const String name = ToString(Unescape(pName != nullptr ? pName : "", mNameText));
+    const std::string_view nameText = Unescape(pName != nullptr ? pName : "", mNameText);
+    if (!CheckStringLength(nameText)) {
+        return false;
+    }
+    const String name = ToString(nameText);
     Value entry;
     if (name.empty() || !ReadValue(pElement, Value::TYPE_OBJECT, nullptr, entry)) {
         Error(QBASE_HERE, "Failed to deserialize table entry %s", name.c_str());
@@ -375,6 +431,9 @@ bool XmlReader::ReadValue(const XMLElement* pElement, Value::Type type, Property
 {
     const char* const pText = GetText(pElement);
     if (type == Value::TYPE_STRING) {
+        if (pText != nullptr && !CheckStringLength(pText)) {
+            return false;
+        }
         rValue = Value(pText != nullptr ? ToString(pText) : String::Null);
         return true;
     }

@@ -1,7 +1,7 @@
 // XmlReader rebuilds an object graph from the text of an XML document.
 //
-//     XmlReader reader(filename);
-//     if (reader.Parse(pText, size))
+//     XmlReader reader(filename, guard);
+//     if (reader.IsAllowed() && reader.Parse(pText, size))
 //         Value root = reader.Read();   // void after a report; once
 
 #pragma once
@@ -9,6 +9,7 @@
 #include "QBase/BuiltGraph.h"
 #include "QBase/Function.h"
 #include "QBase/List.h"
+#include "QBase/LoadGuard.h"
 #include "QBase/LoadPlace.h"
 #include "QBase/LoadedClasses.h"
 #include "QBase/PositionIndex.h"
@@ -30,9 +31,12 @@ class StoredProperty;
 class XmlReader final : private LoadPlace
 {
 public:
-    explicit XmlReader(const String& filename)
-        : mFilename(filename), mDocument(false, tinyxml2::PRESERVE_WHITESPACE)
+    XmlReader(const String& filename, const LoadGuard& guard)
+        : mFilename(filename), mGuard(guard), mDocument(false, tinyxml2::PRESERVE_WHITESPACE)
     {}
+
+    /// False, after a report, when the text is too long for the host's limits.
+    bool IsAllowed() const { return IsFine(mGuard.CheckBytes()); }
 
     /// False, after a report, when the text is no well-formed document.
     bool Parse(const char* pText, std::size_t size);
@@ -60,8 +64,16 @@ private:
     bool CheckDocument() const;
     bool ReportParseError(const char* pDescription) const;
     bool CheckHeader(const tinyxml2::XMLElement* pRoot) const;
+    bool CheckMemory(int position) const { return IsFine(mGuard.CheckMemory(mGraph.GetAt(position))); }
+    bool CheckStringLength(std::string_view text) const
+    {
+        return IsFine(mGuard.CheckStringLength(text.size()));
+    }
+    bool CheckNesting(const tinyxml2::XMLElement* pRoot);
+    bool IsFine(const std::string& trouble) const;
     Ptr<Object> ConstructObject(const tinyxml2::XMLElement* pElement);
     bool ReadObjects(const tinyxml2::XMLElement* pRoot);
+    bool ReadAllContents(const tinyxml2::XMLElement* pRoot);
     bool ReadObject(const tinyxml2::XMLElement* pElement);
     bool ReadContents(const tinyxml2::XMLElement* pElement, Object* pObject);
     bool ReadProperty(const tinyxml2::XMLElement* pElement, Object* pObject, Class& rClass, int place);
@@ -81,6 +93,7 @@ private:
     bool FindObject(std::string_view path, Value& rObject);
 
     String mFilename;
+    LoadGuard mGuard;
     tinyxml2::XMLDocument mDocument;
     BuiltGraph mGraph;
     const tinyxml2::XMLElement* mpObjectElement = nullptr;  // of the object that is being made, or filled

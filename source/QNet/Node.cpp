@@ -133,6 +133,7 @@ void Node::Implement()
 {
     Describe(
         "A place in a network that shares one object graph: it serves, joins, or relays from one to others");
+    SetActsOutside();
     AddEnum<State>("State", {{"ALONE", ALONE}, {"JOINING", JOINING}, {"JOINED", JOINED}, {"LOST", LOST}});
     AddFunction<&Node::Serve>("Serve");
     AddFunction<&Node::GetPort>("GetPort");

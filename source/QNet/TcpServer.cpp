@@ -27,6 +27,7 @@ QBASE_IMPLEMENT(QNet, TcpServer)
 void TcpServer::Implement()
 {
     Describe("Takes the TCP connections of others at a port");
+    SetActsOutside();
     AddFunction<&TcpServer::Listen>("Listen");
     AddFunction<&TcpServer::GetPort>("GetPort");
     AddFunction<&TcpServer::Accept>("Accept");

@@ -31,6 +31,7 @@ QBASE_IMPLEMENT(QNet, TcpStream)
 void TcpStream::Implement()
 {
     Describe("A stream of bytes to another program over TCP");
+    SetActsOutside();
     AddEnum<State>("State", {{"IDLE", IDLE}, {"CONNECTING", CONNECTING}, {"OPEN", OPEN}, {"CLOSED", CLOSED}});
     AddFunction<&TcpStream::Connect>("Connect");
     AddFunction<&TcpStream::GetStateNumber>("GetState");

@@ -182,6 +182,49 @@ TEST_F(ToolTest, PathsMayHaveLettersOfAnyKind)
     EXPECT_EQ(Quirl({"diff", "Größe 星.bin", "small.QXml"}).mExitCode, 0);
 }
 
+// --- Limits ---
+
+TEST_F(ToolTest, AFileIsHeldToTheLimitsOfTheCommandLine)
+{
+    WriteSmall();
+    EXPECT_EQ(Quirl({"show", "--limit", "Objects=3", "--limit", "Nesting=2", "small.QXml"}).mExitCode, 0);
+    const Outcome refused = Quirl({"show", "--limit", "Objects=2", "small.QXml"});
+    EXPECT_EQ(refused.mExitCode, 2);
+    EXPECT_THAT(refused.mOutput, IsEmpty());
+    EXPECT_THAT(refused.mErrors,
+                HasSubstr("one more object, of QBase.Object, is over the limit of 2 objects"));
+    EXPECT_THAT(refused.mErrors, EndsWith("say --limit NAME=N if it is meant to be that large\n"));
+    const Outcome checked = Quirl({"check", "--allow-class", "QBase.Table", "small.QXml"});
+    EXPECT_EQ(checked.mExitCode, 2);
+    EXPECT_THAT(checked.mOutput, HasSubstr("class QBase.List is not allowed"));
+}
+
+TEST_F(ToolTest, ALimitThatDoesNotExistIsTroubleThatListsThem)
+{
+    WriteSmall();
+    for (const char* pLimit : {"Wings=2", "Objects", "Objects=", "Objects=-1", "Objects=1x", "=1"}) {
+        const Outcome result = Quirl({"show", "--limit", pLimit, "small.QXml"});
+        EXPECT_EQ(result.mExitCode, 2) << pLimit;
+        EXPECT_THAT(result.mErrors, HasSubstr(std::string("Failed to set the limit \"") + pLimit + "\""));
+        EXPECT_THAT(result.mErrors,
+                    HasSubstr("Bytes, Objects, Nesting, StringLength, Memory or MemoryPerByte"));
+    }
+}
+
+TEST_F(ToolTest, ObjectsOfFilesAndThreadsAreMadeForTrustedFilesOnly)
+{
+    mFolder.Write("thread.QXml",
+                  Document("<Object Module=\"QBase\" Class=\"ThreadExecutor\" Path=\"root\"/>"));
+    const Outcome refused = Quirl({"show", "thread.QXml"});
+    EXPECT_EQ(refused.mExitCode, 2);
+    EXPECT_THAT(refused.mErrors,
+                HasSubstr("class QBase.ThreadExecutor acts outside the program and is not allowed"));
+    EXPECT_THAT(refused.mErrors, EndsWith("say --trusted if you know where the file comes from\n"));
+    EXPECT_EQ(Quirl({"show", "--allow-class", "QBase.ThreadExecutor", "thread.QXml"}).mExitCode, 0);
+    EXPECT_THAT(Quirl({"show", "--trusted", "thread.QXml"}).mOutput,
+                StartsWith("root: QBase.ThreadExecutor\n"));
+}
+
 // --- Modules ---
 
 TEST_F(ToolTest, AModuleThatTheFileNamesIsLoadedUnlessOnlyGivenOnesMayBe)
@@ -192,6 +235,7 @@ TEST_F(ToolTest, AModuleThatTheFileNamesIsLoadedUnlessOnlyGivenOnesMayBe)
     EXPECT_THAT(refused.mErrors, HasSubstr("Failed to construct 'Solar.Simulation'"));
     EXPECT_THAT(refused.mErrors, HasSubstr("say --module NAME"));
     EXPECT_EQ(Quirl({"show", "--given-modules-only", "--module", "Solar", mSolar}).mExitCode, 0);
+    EXPECT_EQ(Quirl({"show", "--module", "Solar", "--module", "Solar", mSolar}).mExitCode, 0);
 }
 
 TEST_F(ToolTest, AModuleNameThatLeadsElsewhereIsNeverLoaded)
