@@ -1158,7 +1158,24 @@ TEST_F(SourceTest, WhatChangesBetweenAPassAndASnapshotReachesALateStreamWithTheN
     }
 }
 
-TEST_F(SourceTest, ALateStreamIsToldWhatAFirstPassWouldSay)
+TEST_F(SourceTest, ALateStreamIsToldByteForByteWhatAFirstPassSays)
+{
+    for (std::uint32_t seed = 1; seed <= 20; ++seed) {
+        GraphEditor editor(seed);
+        editor.Edit(200);
+        const Ptr<Replicator> pSource = MakeSerializer();
+        const Ptr<IOStream> pInStep = MakePipe();
+        const Ptr<IOStream> pLate = MakePipe();
+        pSource->AddOutStream(pInStep);
+        pSource->Execute(Value::Null); // no graph yet
+        pSource->SetRoot(editor.GetRoot());
+        pSource->AddOutStream(pLate);
+        pSource->Execute(Value::Null);
+        EXPECT_EQ(ToHex(TakeBytes(pLate)), ToHex(TakeBytes(pInStep))) << seed;
+    }
+}
+
+TEST_F(SourceTest, SourcesAndRelaysDescribeTheSameGraph)
 {
     for (std::uint32_t seed = 1; seed <= 20; ++seed) {
         GraphEditor editor(seed);

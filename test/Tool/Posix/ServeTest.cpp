@@ -73,9 +73,6 @@ std::vector<std::string> Lines(const std::string& text)
 
 // The commands of a test find these beside quirl itself. Nothing is waited for longer than a minute.
 constexpr char COMMANDS[] = R"(
-    # The network's thread may be ending just when a program does, and leak checkers stumble over the storage
-    # of such a thread; nothing is held there alone.
-    export LSAN_OPTIONS=use_tls=0:print_suppressions=0
     programs=
     trap 'for program in $programs; do kill -KILL $program 2>/dev/null; done' EXIT
     # wait_for FILE TEXT: until the file has the text.
