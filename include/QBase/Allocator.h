@@ -26,6 +26,7 @@ template <typename T>
 class Allocator
 {
 public:
+    /// What the standard library asks of an allocator.
     using value_type = T;
     using is_always_equal = std::true_type;
 
@@ -37,6 +38,7 @@ public:
     constexpr Allocator(const Allocator<U>&) noexcept
     {}
 
+    /// Room for `count` elements. Throws std::bad_alloc when there is none.
     [[nodiscard]] T* allocate(std::size_t count)
     {
         if (count > max_size())
@@ -48,6 +50,7 @@ public:
         return static_cast<T*>(p);
     }
 
+    /// Gives it back.
     void deallocate(T* p, std::size_t) { Memory::Free(p, false); }
 
     /// The most elements that one block of Memory, and the address space, can hold.
@@ -65,6 +68,7 @@ public:
     }
 };
 
+/// Texts of the standard library in blocks of Memory.
 using NarrowString = std::basic_string<char, std::char_traits<char>, Allocator<char>>;
 using WideString = std::basic_string<wchar_t, std::char_traits<wchar_t>, Allocator<wchar_t>>;
 

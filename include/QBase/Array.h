@@ -41,6 +41,7 @@ public:
     using iterator = T*;
     using const_iterator = const T*;
 
+    /// Elements that an array has room for at first.
     static constexpr int INITIAL_CAPACITY = 8;
 
     Array() : Array(INITIAL_CAPACITY) {}
@@ -60,6 +61,7 @@ public:
     int GetSize() const { return mSize; }
     int GetCapacity() const { return mCapacity; }
 
+    /// The element at `index`, which has to be in the array. Borrowed until the next change.
     T& GetAt(int index);
     const T& GetAt(int index) const;
     T& operator[](int index) { return GetAt(index); }
@@ -71,6 +73,7 @@ public:
     /// Inserts before `index`; an index equal to the size appends. Answers the last element of the array.
     T& InsertAt(int index, const T& value);
 
+    /// Takes out the element at `index`, which has to be in the array; later ones move down.
     void RemoveAt(int index);
 
     /// The index of the first element equal to `value`, or -1.

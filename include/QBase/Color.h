@@ -22,6 +22,7 @@ namespace QBase
 class Color
 {
 public:
+    /// The channels: 0 is none, 255 all of it. An alpha of 0 is transparent.
     std::uint8_t r = 0;
     std::uint8_t g = 0;
     std::uint8_t b = 0;
@@ -53,6 +54,7 @@ public:
         return Color(FromUnit(channels.x), FromUnit(channels.y), FromUnit(channels.z), FromUnit(channels.w));
     }
 
+    /// The channels as 0 to 1.
     constexpr Vector4 ToVector4() const { return Vector4(ToUnit(r), ToUnit(g), ToUnit(b), ToUnit(a)); }
 
     constexpr bool operator==(const Color&) const = default;

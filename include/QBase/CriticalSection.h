@@ -50,6 +50,7 @@ private:
 class CriticalSection::Block
 {
 public:
+    /// Enters; null enters nothing.
     explicit Block(CriticalSection* pSection) : mpSection(pSection)
     {
         if (mpSection)

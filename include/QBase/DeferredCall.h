@@ -25,6 +25,7 @@ class QBASE_API DeferredCall : public Object
     QBASE_OBJECT(DeferredCall, Object)
 
 public:
+    /// As many as a Function takes.
     static constexpr int MAX_ARGS = 5;
 
     /// Sets everything at once. Holds `pObject`.
@@ -39,6 +40,7 @@ public:
     const String& GetFunctionName() const { return mFunctionName; }
     void SetFunctionName(const String& functionName) { mFunctionName = functionName; }
 
+    /// Sets all arguments; void ones behind the last are not passed on.
     void SetArgs(const Value& a1, const Value& a2, const Value& a3, const Value& a4, const Value& a5);
 
     /// The argument at `index`, counted from 0; void for any other index.

@@ -110,6 +110,7 @@ private:
     }
 };
 
+/// The name as a text that lives as long as the program.
 template <SourceUnit unit>
 constexpr const char* SourceUnitName()
 {

@@ -76,8 +76,9 @@
 #    define QBASE_FAST_THREAD_LOCAL
 #endif
 
-// Between these two a member function may test `this` for null, as Object::Access and Object::Release
-// promise to. The build passes -fno-delete-null-pointer-checks so that the test survives.
+// Between QBASE_NULL_THIS_BEGIN and QBASE_NULL_THIS_END a member function may test `this` for null, as
+// Object::Access and Object::Release promise to. The build passes -fno-delete-null-pointer-checks so that the
+// test survives.
 #if defined(__clang__)
 #    define QBASE_NULL_THIS_BEGIN                                                                            \
         _Pragma("clang diagnostic push") _Pragma("clang diagnostic ignored \"-Wundefined-bool-conversion\"") \
@@ -93,7 +94,8 @@
 #    define QBASE_NULL_THIS_END
 #endif
 
-// What is declared between these two is visible to users of the library, whatever the build hides.
+// What is declared between QBASE_VISIBLE_BEGIN and QBASE_VISIBLE_END is visible to users of the library,
+// whatever the build hides.
 #if defined(__GNUC__) && !defined(_WIN32)
 #    define QBASE_VISIBLE_BEGIN _Pragma("GCC visibility push(default)")
 #    define QBASE_VISIBLE_END _Pragma("GCC visibility pop")

@@ -34,6 +34,7 @@ namespace QBase
 class QBASE_API Fiber
 {
 public:
+    /// The function that a fiber runs. It must not return: it switches to another fiber instead.
     using Entry = void(QBASE_ENTRY*)(void* pParameter);
 
     Fiber() = delete;

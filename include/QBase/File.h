@@ -27,6 +27,7 @@ public:
     static constexpr int MODE_READ = 1;
     static constexpr int MODE_WRITE = 2;
 
+    /// What the offset of Seek is counted from.
     enum SeekMode : int
     {
         SEEK_FROM_CURRENT = 0,
@@ -66,6 +67,7 @@ protected:
     File(const File& other) = default;
     File& operator=(const File& other) = default;
 
+    /// Moves the position. One outside the file is up to the kind of file.
     virtual void Seek(SeekMode mode, int offset) = 0;
 };
 

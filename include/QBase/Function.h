@@ -21,12 +21,14 @@ namespace QBase
 class QBASE_API Function : public Object
 {
 public:
+    /// What a function is called on.
     enum Type : std::int32_t
     {
         Member = 0, // called on an object
         Static = 1  // called without one
     };
 
+    /// The most arguments that a call carries.
     static constexpr int MAX_ARGS = 5;
 
     QBASE_OBJECT_WITH_CONSTRUCT(private, Function, Object)

@@ -20,6 +20,7 @@ namespace QBase
 class Object;
 class Table;
 
+/// The version of the library that the program runs with; QBase/Version.h has that of the headers.
 QBASE_API extern const int g_VersionMajor;
 QBASE_API extern const int g_VersionMinor;
 

@@ -42,10 +42,12 @@ template <typename T>
 class HashTable
 {
 public:
+    /// One entry of the table.
     class Node
     {
     public:
         const String& GetKey() const { return mKey; }
+        /// The value. Borrowed until the entry is removed.
         T& GetValue() { return mValue; }
         const T& GetValue() const { return mValue; }
 

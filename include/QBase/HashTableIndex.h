@@ -19,6 +19,7 @@ public:
     // A table builds its index when a chain grows longer than this.
     static constexpr int CHAIN_LIMIT = 16;
 
+    /// Where a key is.
     struct Place
     {
         void* mpNode;        // null when the key is unknown
@@ -32,8 +33,11 @@ public:
     /// Adds a key that is not in the index. False, and the key stays unknown, when there is no memory.
     bool Insert(const char* pKey, void* pNode, void* pPredecessor);
 
+    /// Where the key is, in one step.
     Place Find(const char* pKey) const;
+    /// Tells that another node comes before that of the key now.
     void SetPredecessor(const char* pKey, void* pPredecessor);
+    /// Forgets the key.
     void Remove(const char* pKey);
 
 private:

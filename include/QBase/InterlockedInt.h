@@ -64,6 +64,7 @@ public:
         return false;
     }
 
+    /// The number as it stands now; other threads may change it at once.
     int Value() const noexcept { return mValue.load(std::memory_order_relaxed); }
 
 private:

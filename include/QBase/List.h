@@ -44,7 +44,9 @@ public:
     /// Takes out the first element that is this very object, if there is one.
     void Remove(Object* pObject);
 
+    /// Takes out all elements.
     void Clear();
+
     int GetSize() const { return mObjects.GetSize(); }
     int GetCapacity() const { return mObjects.GetCapacity(); }
 

@@ -27,6 +27,7 @@ namespace QBase
 
 struct QBASE_API LoadLimits
 {
+    /// The limit that limits nothing.
     static constexpr std::int64_t UNLIMITED = INT64_MAX;
 
     /// Bytes of input: of a file, in binary from its position on; of a frame of packets, which has 16 MiB at

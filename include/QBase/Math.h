@@ -35,6 +35,7 @@ class Math
     static_assert(std::is_arithmetic_v<T> && !std::is_same_v<T, bool>, "Math<T> takes a number type");
 
 public:
+    /// Constants. Infinity exists for floating-point numbers only; Largest is the largest finite number.
     static constexpr T Pi = std::numbers::pi_v<T>;
     static constexpr T TwoPi = 2 * std::numbers::pi_v<T>;
     static constexpr T HalfPi = std::numbers::pi_v<T> / 2;
@@ -80,37 +81,47 @@ public:
     /// report.
     static T Log(T value) requires std::floating_point<T>;
 
+    /// e to the power of `value`.
     static T Exp(T value) requires std::floating_point<T> { return std::exp(value); }
 
     /// `base` to the power of `exponent`; NaN for a negative base and a broken exponent.
     static T Pow(T base, T exponent) requires std::floating_point<T> { return std::pow(base, exponent); }
 
+    /// The sine of an angle in radians.
     static T Sin(T angle) requires std::floating_point<T> { return std::sin(angle); }
 
+    /// The cosine of an angle in radians.
     static T Cos(T angle) requires std::floating_point<T> { return std::cos(angle); }
 
+    /// The tangent of an angle in radians.
     static T Tan(T angle) requires std::floating_point<T> { return std::tan(angle); }
 
     /// The angle in [-Pi/2, Pi/2], and in [0, Pi]. The argument is clamped to [-1, 1] first, since the
     /// product of two unit vectors may step over an end by rounding.
     static T Asin(T sine) requires std::floating_point<T> { return std::asin(Clamp(sine, -1, 1)); }
 
+    /// The angle in [0, Pi] whose cosine it is, which is clamped to [-1, 1] first.
     static T Acos(T cosine) requires std::floating_point<T> { return std::acos(Clamp(cosine, -1, 1)); }
 
+    /// The angle in [-Pi/2, Pi/2].
     static T Atan(T tangent) requires std::floating_point<T> { return std::atan(tangent); }
 
     /// The angle of the point (x, y) seen from the origin, counter-clockwise from the x axis, in [-Pi, Pi].
     static T Atan2(T y, T x) requires std::floating_point<T> { return std::atan2(y, x); }
 
+    /// An angle in the other unit.
     static constexpr T ToRadians(T degrees) requires std::floating_point<T> { return degrees * (Pi / 180); }
 
+    /// An angle in the other unit.
     static constexpr T ToDegrees(T radians) requires std::floating_point<T> { return radians * (180 / Pi); }
 
     /// The same direction as an angle in [-Pi, Pi].
     static T WrapAngle(T angle) requires std::floating_point<T> { return std::remainder(angle, TwoPi); }
 
+    /// The largest whole number that is not larger.
     static T Floor(T value) requires std::floating_point<T> { return std::floor(value); }
 
+    /// The smallest whole number that is not smaller.
     static T Ceil(T value) requires std::floating_point<T> { return std::ceil(value); }
 
     /// The nearest whole number; halves go away from zero.
@@ -130,8 +141,10 @@ public:
     /// are equal.
     static constexpr T SmoothStep(T low, T high, T value) requires std::floating_point<T>;
 
+    /// Whether it is no number.
     static constexpr bool IsNan(T value) requires std::floating_point<T> { return value != value; }
 
+    /// Whether it is a number and not infinite.
     static constexpr bool IsFinite(T value) requires std::floating_point<T>
     {
         return value >= -Largest && value <= Largest;

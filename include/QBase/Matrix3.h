@@ -44,6 +44,7 @@ public:
     template <typename U>
     constexpr explicit Matrix3T(const Matrix3T<U>& other);
 
+    /// The map that changes nothing, and matrices from their rows or columns.
     static constexpr Matrix3T Identity() { return Scale(Vector3T<T>(1)); }
     static constexpr Matrix3T FromRows(const Vector3T<T>& row0, const Vector3T<T>& row1,
                                        const Vector3T<T>& row2);
@@ -53,6 +54,7 @@ public:
     /// Stretches each axis by its component.
     static constexpr Matrix3T Scale(const Vector3T<T>& scale);
 
+    /// Rotations by an angle in radians about an axis.
     static Matrix3T RotationX(T angle);
     static Matrix3T RotationY(T angle);
     static Matrix3T RotationZ(T angle);
@@ -75,6 +77,7 @@ public:
     constexpr T& operator()(int row, int column) { return elements[Index(row, column)]; }
     constexpr T operator()(int row, int column) const { return elements[Index(row, column)]; }
 
+    /// Rows and columns, counted from 0. An index outside is a broken promise.
     constexpr Vector3T<T> GetRow(int row) const;
     constexpr Vector3T<T> GetColumn(int column) const;
     constexpr void SetRow(int row, const Vector3T<T>& values);
@@ -98,7 +101,9 @@ public:
     constexpr Matrix3T& operator*=(const Matrix3T& other) { return *this = *this * other; }
     constexpr Matrix3T& operator*=(T scale) { return *this = *this * scale; }
 
+    /// Rows and columns exchanged.
     constexpr Matrix3T Transposed() const;
+    /// By how much the map changes volumes; 0 when it has no inverse.
     constexpr T Determinant() const;
 
     /// The matrix whose product with this one is the identity. The zero matrix, after a report, when this one
@@ -374,6 +379,7 @@ constexpr bool Matrix3T<T>::IsNear(const Matrix3T& other, T tolerance) const
     return true;
 }
 
+/// With float elements.
 using Matrix3 = Matrix3T<float>;
 
 static_assert(sizeof(Matrix3) == 36);

@@ -52,12 +52,14 @@ public:
     /// The map `linear` followed by a translation.
     constexpr explicit Matrix4(const Matrix3& linear, const Vector3& translation = Vector3());
 
+    /// The map that changes nothing, and matrices from their rows or columns.
     static constexpr Matrix4 Identity() { return Scale(Vector3(1)); }
     static constexpr Matrix4 FromRows(const Vector4& row0, const Vector4& row1, const Vector4& row2,
                                       const Vector4& row3);
     static constexpr Matrix4 FromColumns(const Vector4& column0, const Vector4& column1,
                                          const Vector4& column2, const Vector4& column3);
 
+    /// Moves by a vector.
     static constexpr Matrix4 Translation(const Vector3& translation)
     {
         return Matrix4(Matrix3::Identity(), translation);
@@ -66,6 +68,7 @@ public:
     /// Stretches each axis by its component.
     static constexpr Matrix4 Scale(const Vector3& scale) { return Matrix4(Matrix3::Scale(scale)); }
 
+    /// Rotations by an angle in radians about an axis.
     static Matrix4 RotationX(float angle) { return Matrix4(Matrix3::RotationX(angle)); }
     static Matrix4 RotationY(float angle) { return Matrix4(Matrix3::RotationY(angle)); }
     static Matrix4 RotationZ(float angle) { return Matrix4(Matrix3::RotationZ(angle)); }
@@ -119,6 +122,7 @@ public:
     constexpr float& operator()(int row, int column) { return elements[Index(row, column)]; }
     constexpr float operator()(int row, int column) const { return elements[Index(row, column)]; }
 
+    /// Rows and columns, counted from 0. An index outside is a broken promise.
     constexpr Vector4 GetRow(int row) const;
     constexpr Vector4 GetColumn(int column) const;
     constexpr void SetRow(int row, const Vector4& values);
@@ -156,7 +160,9 @@ public:
     /// components that are not finite.
     constexpr Vector3 ProjectPoint(const Vector3& point) const;
 
+    /// Rows and columns exchanged.
     constexpr Matrix4 Transposed() const;
+    /// By how much the map changes volumes; 0 when it has no inverse.
     constexpr float Determinant() const { return static_cast<float>(ExpandByMinors().determinant); }
 
     /// The matrix whose product with this one is the identity. The zero matrix, after a report, when this one

@@ -31,6 +31,7 @@ namespace QBase
 
 class Object;
 
+/// What a block is for. The counts are kept by it.
 enum AllocType : int
 {
     ALLOC_UNKNOWN,
@@ -46,10 +47,12 @@ public:
     /// What the report prints of the object in a block.
     struct ObjectDescription
     {
+        /// Borrowed texts, and the count at that moment.
         const char* mpModuleName;
         const char* mpClassName;
         int mReferenceCount;
     };
+    /// Describes the object that lies in a block.
     using ObjectDescriber = ObjectDescription (*)(Object* pObject);
 
     /// Answers true to let an allocation fail as if the system had no memory left.

@@ -57,6 +57,7 @@ protected:
     MemoryFile(const MemoryFile& other);
     MemoryFile& operator=(const MemoryFile& other);
 
+    /// Outside the file is reported, and stops at its end.
     void Seek(SeekMode mode, int offset) override;
 
 private:

@@ -45,6 +45,8 @@ class Registrar;
 class QBASE_API Object
 {
 public:
+    /// What QBASE_OBJECT declares for each class: its names, its class table, the making of an object, and
+    /// the registration of its members.
     static const String& ClassName();
     static const String& ModuleName();
     static ClassInfoTable* ClassTable();
@@ -81,6 +83,7 @@ public:
 
     int GetReferenceCount() const { return mReferenceCount.Value(); }
 
+    /// Whether the class is this one, or this one or derived from it.
     bool IsExactType(ClassInfoTable* pClassTable) const;
     bool IsDerivedType(ClassInfoTable* pClassTable) const;
 

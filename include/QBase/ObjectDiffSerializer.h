@@ -51,6 +51,7 @@ class QBASE_API ObjectDiffSerializer : public ObjectDiffHandler
     QBASE_OBJECT(ObjectDiffSerializer, ObjectDiffHandler)
 
 public:
+    /// The ids of each kind count up from the first; 0 stands for none.
     static constexpr std::uint32_t FirstObjectId = 1;
     static constexpr std::uint32_t FirstPropertyId = 1;
     static constexpr std::uint32_t FirstTableChildId = 1;
@@ -60,11 +61,12 @@ public:
     static constexpr std::uint32_t NullTableChildId = 0;
     static constexpr std::uint32_t NullFunctionId = 0;
     static constexpr int FrameBufferSize = 32768; // bytes of packets; a longer frame holds one packet
-    static constexpr int NullTypeId = 255;
+    static constexpr int NullTypeId = 255;        // of an object without a registered class
 
     // What GetInStreamInfo tells of an in stream.
     struct InStreamInfo
     {
+        /// The stream itself.
         Ptr<Stream> mpStream;
         int mNumFrames = 0;     // read so far
         bool mbStopped = false; // after a damaged frame

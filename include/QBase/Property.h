@@ -31,6 +31,7 @@ class QBASE_API Property : public Object
     QBASE_OBJECT(Property, Object)
 
 public:
+    /// What Set does.
     enum WriteAccess : std::int32_t
     {
         WRITABLE = 0,
@@ -51,6 +52,7 @@ public:
     /// The names of an "Enum" property's values; null for others. Borrowed.
     virtual EnumInfoObject* GetEnumInfo() = 0;
 
+    /// The value of `pObject`; Set converts as Value::Get does. A void Value, after a report, of an array.
     virtual Value Get(Object* pObject) = 0;
     virtual void Set(Object* pObject, const Value& value) = 0;
 

@@ -25,6 +25,7 @@ public:
     Object* GetOwner() const { return mpObject; }
     Property* GetProperty() const { return mpProperty; }
 
+    /// Each calls the operation of the property that has its name.
     bool IsArray() const { return mpProperty->IsArray(); }
     Value::Type GetType() const { return mpProperty->GetType(); }
     Value Get() const { return mpProperty->Get(mpObject); }

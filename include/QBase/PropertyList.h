@@ -27,8 +27,10 @@ class PropertyListData;
 class QBASE_API PropertyList
 {
 public:
+    /// One property, with what never changes about it.
     struct Entry
     {
+        /// What FindProperty takes, and answers; what GetType, IsArray and IsExcluded answer.
         String mName;
         Ptr<Property> mpProperty;
         Value::Type mType;

@@ -38,6 +38,7 @@ class QuaternionT
     static_assert(std::floating_point<T>, "QuaternionT<T> takes a floating-point type");
 
 public:
+    /// The components, w being the real one.
     T x = 0;
     T y = 0;
     T z = 0;
@@ -75,6 +76,7 @@ public:
     /// x and z turn about the same axis; all of it is then given in x. The zero quaternion gives zero.
     Vector3T<T> ToEuler() const;
 
+    /// The first three components.
     constexpr Vector3T<T> ToVector3() const { return Vector3T<T>(x, y, z); }
 
     /// Equal when all components are; as for plain numbers, 0 equals -0 and NaN equals nothing. A quaternion
@@ -106,11 +108,13 @@ public:
     constexpr QuaternionT& operator*=(T scale) { return *this = *this * scale; }
     constexpr QuaternionT& operator/=(T divisor) { return *this = *this / divisor; }
 
+    /// The sum of the products of the components.
     constexpr T Dot(const QuaternionT& other) const
     {
         return x * other.x + y * other.y + z * other.z + w * other.w;
     }
 
+    /// The square of the length, which needs no root.
     constexpr T LengthSquared() const { return Dot(*this); }
 
     /// The size of the component farthest from zero.
@@ -321,6 +325,7 @@ constexpr bool QuaternionT<T>::IsNear(const QuaternionT& other, T tolerance) con
            Math<T>::IsNear(z, other.z, tolerance) && Math<T>::IsNear(w, other.w, tolerance);
 }
 
+/// With float components.
 using Quaternion = QuaternionT<float>;
 
 static_assert(sizeof(Quaternion) == 16);

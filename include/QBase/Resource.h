@@ -31,6 +31,7 @@ public:
     /// kept. Names of three characters and fewer, and empty files, are reported as invalid.
     bool Load(const String& filename);
 
+    /// The name of the last Load or SetFilename that gave one.
     String GetFilename() { return mFilename; }
 
     /// Names the file without loading it.

@@ -67,6 +67,7 @@ public:
     /// The number of bytes, the terminator not counted.
     unsigned size() const { return static_cast<unsigned>(mpEntry->mBuffer.size()); }
 
+    /// Whether the text has no bytes.
     bool empty() const { return mpEntry->mBuffer.empty(); }
 
     /// The zero-terminated bytes, valid while any String refers to this text.
@@ -82,6 +83,7 @@ public:
     /// Formats like printf, then interns. A null format gives the null string.
     static String Format(const char* pFormat, ...) QBASE_PRINTF(1, 2);
 
+    /// The null string: what String() makes.
     static const String& Null;
 
 private:

@@ -44,10 +44,12 @@ namespace QBase
 template <typename T>
 struct StringConverter
 {
+    /// The text of a value, and the value of a text.
     static String ToString(const T& value);
     static bool FromString(const char* pText, T& rValue);
 };
 
+/// The names of the types, as XML files have them.
 template <>
 struct QBASE_API StringConverter<Value::Type>
 {

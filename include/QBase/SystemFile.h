@@ -69,6 +69,7 @@ protected:
     SystemFile(const SystemFile& other);
     SystemFile& operator=(const SystemFile& other);
 
+    /// Behind the end is fine; in front of the start is reported, and changes nothing.
     void Seek(SeekMode mode, int offset) override;
 
     /// The body of Close, for the destructor.

@@ -30,6 +30,7 @@ class QBASE_API Table : public Object
     QBASE_OBJECT(Table, Object)
 
 public:
+    /// What GetEntries answers.
     using Entries = HashTable<Ptr<Object>>;
 
     /// Stores `pObject` under `name`, in place of what was there. Holds it.

@@ -24,6 +24,7 @@ namespace QBase
 class QBASE_API Thread
 {
 public:
+    /// The function that a thread runs. What it returns is what Finish answers.
     using Entry = unsigned(QBASE_ENTRY*)(void* pArgument);
 
     Thread() = delete;

@@ -49,6 +49,7 @@ concept ForeignPointee = !std::is_same_v<std::remove_cv_t<T>, char> && !std::is_
 class QBASE_API Value
 {
 public:
+    /// The type codes. Files and streams hold them, so they never change.
     enum Type : std::int32_t
     {
         TYPE_VOID = 0,

@@ -30,6 +30,7 @@ template <typename T>
 class Vector2T
 {
 public:
+    /// The components.
     T x = 0;
     T y = 0;
 
@@ -45,6 +46,7 @@ public:
         : x(Math<T>::Convert(other.x)), y(Math<T>::Convert(other.y))
     {}
 
+    /// The vectors of length 1 along the axes.
     static constexpr Vector2T UnitX() { return Vector2T(1, 0); }
     static constexpr Vector2T UnitY() { return Vector2T(0, 1); }
 
@@ -75,6 +77,7 @@ public:
     constexpr Vector2T& operator*=(T scale) { return *this = *this * scale; }
     constexpr Vector2T& operator/=(T divisor) { return *this = *this / divisor; }
 
+    /// The sum of the products of the components.
     constexpr T Dot(const Vector2T& other) const { return x * other.x + y * other.y; }
 
     /// The area of the parallelogram over both vectors, positive when the shorter turn to `other` is
@@ -84,6 +87,7 @@ public:
     /// This vector turned a quarter counter-clockwise.
     constexpr Vector2T Perpendicular() const { return Vector2T(-y, x); }
 
+    /// The square of the length, which needs no root.
     constexpr T LengthSquared() const { return Dot(*this); }
 
     /// The size of the component farthest from zero.
@@ -92,6 +96,7 @@ public:
     /// Right for components of any size: squares that do not fit are avoided.
     T Length() const requires std::floating_point<T> { return VectorLength(*this); }
 
+    /// The length of the difference.
     T DistanceTo(const Vector2T& other) const requires std::floating_point<T>
     {
         return (other - *this).Length();
@@ -142,21 +147,25 @@ public:
         return from * (1 - t) + to * t;
     }
 
+    /// The smaller of each pair of components.
     static constexpr Vector2T Min(const Vector2T& first, const Vector2T& second)
     {
         return Vector2T(Math<T>::Min(first.x, second.x), Math<T>::Min(first.y, second.y));
     }
 
+    /// The larger of each pair of components.
     static constexpr Vector2T Max(const Vector2T& first, const Vector2T& second)
     {
         return Vector2T(Math<T>::Max(first.x, second.x), Math<T>::Max(first.y, second.y));
     }
 
+    /// Each component moved between its partners; see Math::Clamp.
     static constexpr Vector2T Clamp(const Vector2T& value, const Vector2T& low, const Vector2T& high)
     {
         return Vector2T(Math<T>::Clamp(value.x, low.x, high.x), Math<T>::Clamp(value.y, low.y, high.y));
     }
 
+    /// Each component without its sign.
     constexpr Vector2T Abs() const { return Vector2T(Math<T>::Abs(x), Math<T>::Abs(y)); }
 
     constexpr bool IsFinite() const requires std::floating_point<T>
@@ -186,6 +195,7 @@ constexpr T Vector2T<T>::operator[](int index) const
     return index == 0 ? x : y;
 }
 
+/// With float and with int components.
 using Vector2 = Vector2T<float>;
 using Vector2i = Vector2T<int>;
 

@@ -35,6 +35,7 @@ template <typename T>
 class Vector3T
 {
 public:
+    /// The components.
     T x = 0;
     T y = 0;
     T z = 0;
@@ -53,10 +54,12 @@ public:
         : x(Math<T>::Convert(other.x)), y(Math<T>::Convert(other.y)), z(Math<T>::Convert(other.z))
     {}
 
+    /// The vectors of length 1 along the axes.
     static constexpr Vector3T UnitX() { return Vector3T(1, 0, 0); }
     static constexpr Vector3T UnitY() { return Vector3T(0, 1, 0); }
     static constexpr Vector3T UnitZ() { return Vector3T(0, 0, 1); }
 
+    /// The first two components.
     constexpr Vector2T<T> ToVector2() const { return Vector2T<T>(x, y); }
 
     /// The component at `index`: 0 is x. An index outside is a broken promise and, when the program is
@@ -96,6 +99,7 @@ public:
     constexpr Vector3T& operator*=(T scale) { return *this = *this * scale; }
     constexpr Vector3T& operator/=(T divisor) { return *this = *this / divisor; }
 
+    /// The sum of the products of the components.
     constexpr T Dot(const Vector3T& other) const { return x * other.x + y * other.y + z * other.z; }
 
     /// Perpendicular to both, by the right-hand rule.
@@ -104,6 +108,7 @@ public:
         return Vector3T(y * other.z - z * other.y, z * other.x - x * other.z, x * other.y - y * other.x);
     }
 
+    /// The square of the length, which needs no root.
     constexpr T LengthSquared() const { return Dot(*this); }
 
     /// The size of the component farthest from zero.
@@ -115,6 +120,7 @@ public:
     /// Right for components of any size: squares that do not fit are avoided.
     T Length() const requires std::floating_point<T> { return VectorLength(*this); }
 
+    /// The length of the difference.
     T DistanceTo(const Vector3T& other) const requires std::floating_point<T>
     {
         return (other - *this).Length();
@@ -157,24 +163,28 @@ public:
         return from * (1 - t) + to * t;
     }
 
+    /// The smaller of each pair of components.
     static constexpr Vector3T Min(const Vector3T& first, const Vector3T& second)
     {
         return Vector3T(Math<T>::Min(first.x, second.x), Math<T>::Min(first.y, second.y),
                         Math<T>::Min(first.z, second.z));
     }
 
+    /// The larger of each pair of components.
     static constexpr Vector3T Max(const Vector3T& first, const Vector3T& second)
     {
         return Vector3T(Math<T>::Max(first.x, second.x), Math<T>::Max(first.y, second.y),
                         Math<T>::Max(first.z, second.z));
     }
 
+    /// Each component moved between its partners; see Math::Clamp.
     static constexpr Vector3T Clamp(const Vector3T& value, const Vector3T& low, const Vector3T& high)
     {
         return Vector3T(Math<T>::Clamp(value.x, low.x, high.x), Math<T>::Clamp(value.y, low.y, high.y),
                         Math<T>::Clamp(value.z, low.z, high.z));
     }
 
+    /// Each component without its sign.
     constexpr Vector3T Abs() const { return Vector3T(Math<T>::Abs(x), Math<T>::Abs(y), Math<T>::Abs(z)); }
 
     constexpr bool IsFinite() const requires std::floating_point<T>
@@ -217,6 +227,7 @@ Vector3T<T> Vector3T<T>::AnyPerpendicular() const requires std::floating_point<T
     return Vector3T(-y, x, 0).Normalised(UnitX());
 }
 
+/// With float and with int components.
 using Vector3 = Vector3T<float>;
 using Vector3i = Vector3T<int>;
 

@@ -30,6 +30,7 @@ template <typename T>
 class Vector4T
 {
 public:
+    /// The components.
     T x = 0;
     T y = 0;
     T z = 0;
@@ -50,6 +51,7 @@ public:
           w(Math<T>::Convert(other.w))
     {}
 
+    /// The vectors of length 1 along the axes.
     static constexpr Vector4T UnitX() { return Vector4T(1, 0, 0, 0); }
     static constexpr Vector4T UnitY() { return Vector4T(0, 1, 0, 0); }
     static constexpr Vector4T UnitZ() { return Vector4T(0, 0, 1, 0); }
@@ -98,11 +100,13 @@ public:
     constexpr Vector4T& operator*=(T scale) { return *this = *this * scale; }
     constexpr Vector4T& operator/=(T divisor) { return *this = *this / divisor; }
 
+    /// The sum of the products of the components.
     constexpr T Dot(const Vector4T& other) const
     {
         return x * other.x + y * other.y + z * other.z + w * other.w;
     }
 
+    /// The square of the length, which needs no root.
     constexpr T LengthSquared() const { return Dot(*this); }
 
     /// The size of the component farthest from zero.
@@ -115,6 +119,7 @@ public:
     /// Right for components of any size: squares that do not fit are avoided.
     T Length() const requires std::floating_point<T> { return VectorLength(*this); }
 
+    /// The length of the difference.
     T DistanceTo(const Vector4T& other) const requires std::floating_point<T>
     {
         return (other - *this).Length();
@@ -138,24 +143,28 @@ public:
         return from * (1 - t) + to * t;
     }
 
+    /// The smaller of each pair of components.
     static constexpr Vector4T Min(const Vector4T& first, const Vector4T& second)
     {
         return Vector4T(Math<T>::Min(first.x, second.x), Math<T>::Min(first.y, second.y),
                         Math<T>::Min(first.z, second.z), Math<T>::Min(first.w, second.w));
     }
 
+    /// The larger of each pair of components.
     static constexpr Vector4T Max(const Vector4T& first, const Vector4T& second)
     {
         return Vector4T(Math<T>::Max(first.x, second.x), Math<T>::Max(first.y, second.y),
                         Math<T>::Max(first.z, second.z), Math<T>::Max(first.w, second.w));
     }
 
+    /// Each component moved between its partners; see Math::Clamp.
     static constexpr Vector4T Clamp(const Vector4T& value, const Vector4T& low, const Vector4T& high)
     {
         return Vector4T(Math<T>::Clamp(value.x, low.x, high.x), Math<T>::Clamp(value.y, low.y, high.y),
                         Math<T>::Clamp(value.z, low.z, high.z), Math<T>::Clamp(value.w, low.w, high.w));
     }
 
+    /// Each component without its sign.
     constexpr Vector4T Abs() const
     {
         return Vector4T(Math<T>::Abs(x), Math<T>::Abs(y), Math<T>::Abs(z), Math<T>::Abs(w));
@@ -189,6 +198,7 @@ constexpr T Vector4T<T>::operator[](int index) const
     return index == 0 ? x : index == 1 ? y : index == 2 ? z : w;
 }
 
+/// With float and with int components.
 using Vector4 = Vector4T<float>;
 using Vector4i = Vector4T<int>;
 

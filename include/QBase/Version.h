@@ -9,6 +9,7 @@
 
 #pragma once
 
+/// The parts of the version.
 #define QBASE_VERSION_MAJOR 2
 #define QBASE_VERSION_MINOR 1
 #define QBASE_VERSION_PATCH 0

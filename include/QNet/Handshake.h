@@ -33,16 +33,19 @@ namespace QNet
 class QNET_API Handshake
 {
 public:
+    /// The version of the handshake.
     static constexpr int VERSION = 1;
     static constexpr int LONGEST_DESCRIPTION = 4 * 1024 * 1024; // bytes
     static constexpr int LONGEST_REASON = 4096;                 // bytes
 
+    /// What to do about the classes of the other side.
     enum Mode
     {
         COMPARE,
         ADOPT
     };
 
+    /// How far it is.
     enum State
     {
         WAITING,        // for the other side

@@ -43,6 +43,7 @@ class QNET_API Node : public QBase::Object
     QBASE_OBJECT(Node, QBase::Object)
 
 public:
+    /// Where a node stands with its source.
     enum State : int
     {
         ALONE,   // never joined anybody

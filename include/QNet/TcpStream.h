@@ -43,6 +43,7 @@ class QNET_API TcpStream : public QBase::Stream
     QBASE_OBJECT(TcpStream, QBase::Stream)
 
 public:
+    /// Where a connection stands.
     enum State : int
     {
         IDLE,       // never connected
