@@ -755,6 +755,7 @@ bool ObjectDiffPass::PollArray(Frame& frame, const PropertyList::Entry& entry, P
             mpHandler->OnAddPropertyArray(pObject, entry.mName, entry.mType);
         }
         state.Know(entry.mType, true);
+        QBASE_ASSERT_TEXT(state.IsKnown(), UNIT, __LINE__, "ASSERT( pPropertyState )");
     }
     ArrayState& array = state.GetArray();
     std::size_t size = 0;

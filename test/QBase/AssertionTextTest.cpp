@@ -37,6 +37,7 @@ constexpr AssertionText TEXTS[] = {
     {"source/QBase/ObjectDiff.cpp", "pProperty->GetType() == pPropertyState->GetType()"},
     {"source/QBase/ObjectDiff.cpp", "!pPropertyState->IsArray()"},
     {"source/QBase/ObjectDiff.cpp", "pPropertyState->IsArray()"},
+    {"source/QBase/ObjectDiff.cpp", "pPropertyState"},
     {"source/QBase/ObjectDiffSerializer.cpp", "frameSize == mpFrameStream->Tell()"},
     {"source/QBase/ObjectDiffSerializer.cpp", "commonFrameSize == mpFrameStream->Tell()"},
     {"source/QBase/ObjectDiffSerializer.cpp", "localFrameSize == mpFrameStream->Tell()"},

@@ -9,6 +9,7 @@
 #include "QBase/Global.h"
 #include "QBase/IOStream.h"
 #include "QBase/List.h"
+#include "QBase/ObjectDiff.h"
 #include "QBase/Property.h"
 #include "QBase/Reflection.h"
 #include "QBase/Table.h"
@@ -935,6 +936,37 @@ TEST_F(SourceTest, ExecutingWithinAnExecuteIsRefused)
     EXPECT_THAT(messages.TakeError(), EndsWith("Failed to update input - serializer is busy"));
 }
 
+// A stream that has another engine report to the serializer while that sends puts packets between those of
+// the pass. The sizes that the serializer remembered are then wrong, which it notices.
+TEST_F(SourceTest, PacketsThatComeInBetweenFailTheAssertionsOnTheFramesSize)
+{
+    const Ptr<NarrowStream> pStream = NarrowStream::Construct(Value::Null);
+    const Ptr<Replicator> pSource = MakeSerializer();
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    const Ptr<ObjectDiff> pOther = ObjectDiff::Construct(Value::Null);
+    pStream->mLimit = 10000000;
+    pSource->AddOutStream(pStream);
+    pSource->SetRoot(pRoot);
+    pSource->Execute(Value::Null);
+    pOther->SetRoot(MakePlain());
+    pStream->mOnWrite = [&] { pOther->Execute(Value(pSource)); };
+    CapturedMessages messages;
+    const ResumedAssertions resumed;
+    pRoot->Insert(MakePlain());
+    pSource->Execute(Value::Null);
+    EXPECT_THAT(messages.TakeError(), EndsWith("): ASSERT( localFrameSize == mpFrameStream->Tell() )"));
+
+    pOther->SetRoot(MakePlain());
+    for (int i = 0; i < 2000; ++i) { // more than a frame
+        pRoot->Insert(MakePlain());
+    }
+    pSource->Execute(Value::Null);
+    // The other engine's packet fills a frame as well, in the middle of its own pass.
+    EXPECT_THAT(messages.TakeAll(),
+                testing::Contains(EndsWith("): ASSERT( frameSize == mpFrameStream->Tell() )")));
+    EXPECT_GE(resumed.GetCount(), 2);
+}
+
 TEST_F(SourceTest, AStreamThatIsAddedTwiceOrUnknownOrNullIsReported)
 {
     CapturedMessages messages;
@@ -1341,6 +1373,51 @@ TEST(ObjectDiffSerializerDeathTest, AValueForAnUnknownPropertyStopsTheProgram)
         Put(pIn, Frame(FromHex(pPacket)));
         EXPECT_ASSERTION(pReplica->UpdateInput(), "pObject");
     }
+}
+
+TEST_F(ReplicaTest, NothingOfARemovedObjectIsKnownByItsId)
+{
+    const char* const packets[] = {"02 01000000",
+                                   "05 01000000",
+                                   "09 02000000 0000",
+                                   "03 01000000 09000000 01 01000000 51 07000000",
+                                   "0D 03000000 0100 01000000",
+                                   "0E 03000000 0000 01000000",
+                                   "00 01000000"};
+    for (const char* const pPacket : packets) {
+        const Ptr<Replicator> pReplica = MakeSerializer();
+        const Ptr<IOStream> pPipe = MakePipe();
+        pReplica->AddInStream(pPipe);
+        Put(pPipe, Frame(FromHex(SETUP)) + Frame(FromHex("02 01000000")) + Frame(FromHex(pPacket)));
+        CapturedMessages messages;
+        const ResumedAssertions resumed;
+        pReplica->UpdateInput();
+        EXPECT_THAT(messages.TakeError(), EndsWith("): ASSERT( pObject )")) << pPacket;
+        EXPECT_EQ(resumed.GetCount(), 1) << pPacket;
+    }
+    // The same for the children of a table and for functions.
+    Receive(std::string(SETUP) + "02 02000000 02 04000000");
+    CapturedMessages messages;
+    const ResumedAssertions resumed;
+    Receive("0C 01000000");
+    EXPECT_THAT(messages.TakeError(), EndsWith("): ASSERT( pTable )"));
+    Receive("11 01000000 00");
+    EXPECT_EQ(messages.TakeInfo(),
+              "WARNING: Skipping invalid functionId '1' - Object most likely already deleted");
+}
+
+TEST_F(ReplicaTest, AnObjectOfAClassThatMakesNoneFailsTheAssertion)
+{
+    mpReplica->RegisterType(ObjectDiffHandler::ClassTable());
+    CapturedMessages messages;
+    const ResumedAssertions resumed;
+    Receive("01 04 09000000");
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to Construct interface class"));
+    EXPECT_THAT(messages.TakeError(), EndsWith("): ASSERT( id.pObject )"));
+    EXPECT_EQ(resumed.GetCount(), 1);
+    EXPECT_EQ(Find(9), nullptr);
+    Receive("01 00 09000000");
+    EXPECT_NE(Find(9), nullptr);
 }
 
 TEST_F(ReplicaTest, AResumedViolationConsumesItsPacketWithoutEffect)

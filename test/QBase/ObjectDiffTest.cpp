@@ -4,6 +4,7 @@
 #include "Support/CapturedMessages.h"
 #include "Support/CountedAllocations.h"
 #include "Support/GraphEditor.h"
+#include "Support/Patterns.h"
 #include "Support/SmallStack.h"
 #include "Support/VirtualSlot.h"
 
@@ -876,7 +877,68 @@ void Lazy::Implement()
     AddProperty<&Lazy::GetThing, &Lazy::SetThing>("Thing");
 }
 
+// A property that does what none may: it takes another type while objects have it.
+class Fickle : public Property
+{
+    QBASE_OBJECT(Fickle, Property)
+
+public:
+    explicit Fickle(bool bArray) : mbArray(bArray) {}
+
+    Value::Type GetType() const override { return mType; }
+    bool IsArray() const override { return mbArray; }
+    bool IsExcluded() const override { return false; }
+    bool IsDynamic() const override { return true; }
+    EnumInfoObject* GetEnumInfo() override { return nullptr; }
+    Value Get(Object*) override { return mValue; }
+    void Set(Object*, const Value& value) override { mValue = value; }
+    void Insert(Object*, const Value&) override {}
+    void InsertAt(Object*, int, const Value&) override {}
+    void Remove(Object*, const Value&) override {}
+    void RemoveAt(Object*, int) override {}
+    int Find(Object*, const Value&) const override { return -1; }
+    void SetAt(Object*, int, const Value&) override {}
+    Value GetAt(Object*, int) override { return mValue; }
+    void Clear(Object*) override {}
+    int GetSize(Object*) const override { return 1; }
+
+    Value::Type mType = Value::TYPE_INT;
+    Value mValue = 1;
+
+private:
+    bool mbArray;
+};
+
+QBASE_IMPLEMENT_ABSTRACT(DiffTest, Fickle)
+
+void Fickle::Implement()
+{}
+
 } // namespace
+
+TEST_F(ObjectDiffTest, APropertyThatChangesItsTypeUnnoticedFailsTheAssertion)
+{
+    for (const bool bArray : {false, true}) {
+        const Ptr<ObjectDiff> pDiff = ObjectDiff::Construct(Value::Null);
+        const Ptr<Object> pRoot = MakePlain();
+        const Ptr<Fickle> pFickle = new Fickle(bArray);
+        pRoot->AddPropertyValueFromValue("Calm", 1); // makes the table for properties of its own
+        pRoot->GetInstanceTable()->Insert("Fickle", pFickle);
+        pDiff->SetRoot(pRoot);
+        pDiff->Execute(Value::Null);
+        pFickle->mType = Value::TYPE_FLOAT;
+        pFickle->mValue = 1.5f;
+        CapturedMessages messages;
+        const ResumedAssertions resumed;
+        pDiff->Execute(Value::Null);
+        EXPECT_THAT(messages.TakeError(),
+                    MatchesPattern("ERROR: ObjectDiff .*: ASSERT\\( pProperty->GetType\\(\\) == "
+                                   "pPropertyState->GetType\\(\\) \\)"));
+        EXPECT_EQ(resumed.GetCount(), 1);
+        pDiff->Execute(Value::Null); // the value is known now
+        EXPECT_EQ(resumed.GetCount(), 1);
+    }
+}
 
 TEST_F(ObjectDiffTest, ARedeclaredPropertyIsTrackedOnce)
 {

@@ -4,6 +4,7 @@
 #include "QBase/Property.h"
 
 #include "Support/CapturedMessages.h"
+#include "Support/Sanitizer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -138,9 +139,10 @@ TEST(TablePathTest, ItsFunctionsAreReflected)
     EXPECT_EQ(pPath->Call("ToString").AsString(), String("a.b.c"));
 }
 
-TEST(TablePathTest, MillionsOfDotsAreCutInOneWalk)
+TEST(TablePathTest, TenMillionDotsAreCutInOneWalk)
 {
-    constexpr std::size_t DOTS = 2 * 1024 * 1024;
+    // Where a checker surrounds each node with memory of its own, a fifth of them shows as much.
+    constexpr std::size_t DOTS = (HAS_SANITIZER ? 2 : 10) * 1024 * 1024;
     const std::string text(DOTS, '.');
     const Ptr<TablePath> pPath = TablePath::Construct(Value::Null);
     pPath->FromString(text.c_str());
