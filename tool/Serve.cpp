@@ -11,6 +11,8 @@
 
 #include "QBase/ClassInfoTable.h"
 #include "QBase/Global.h"
+#include "QBase/List.h"
+#include "QBase/PropertyList.h"
 #include "QBase/Table.h"
 
 #include <CLI/CLI.hpp>
@@ -46,6 +48,7 @@ Examples:
 constexpr std::chrono::milliseconds FRAME_TIME(10);
 constexpr std::chrono::milliseconds LOOK_TIME(100); // between two looks at the file
 constexpr std::size_t MOST_CLASSES = 255;
+constexpr int MOST_ITEMS = 65536; // of a list or an array
 
 struct ServeOptions
 {
@@ -107,6 +110,31 @@ std::vector<ClassInfoTable*> ChooseClasses(const Graph& graph)
     return classes;
 }
 
+// Packets have 16 bits for a place. What is larger must not get as far as replication, which relies on that.
+void RequireSendable(Object* pRoot)
+{
+    const Graph graph(pRoot, Graph::BORROWS);
+    const auto require = [](int size, const std::string& path) {
+        if (size > MOST_ITEMS) {
+            throw Trouble("Failed to serve " + Quote(path) + " - it has " + std::to_string(size) +
+                          " items, and packets count no more than " + std::to_string(MOST_ITEMS) +
+                          "; split it up");
+        }
+    };
+    for (std::size_t number = 0; number < graph.GetSize(); ++number) {
+        Object* const pObject = graph.GetObject(number);
+        if (pObject->IsDerivedType(List::ClassTable())) {
+            require(static_cast<List*>(pObject)->GetSize(), graph.GetPath(number));
+        }
+        for (const PropertyList::Entry& entry : PropertyList(pObject)) {
+            if (entry.mbArray && !entry.mbExcluded) {
+                require(entry.mpProperty->GetSize(pObject),
+                        graph.GetPath(number) + "." + entry.mName.c_str());
+            }
+        }
+    }
+}
+
 class Server
 {
 public:
@@ -119,6 +147,7 @@ public:
         }
         mLoaded = mSeen = GetFileStamp(mOptions.mPath);
         mpRoot = RequireRoot(Input(mOptions.mPath, mOptions.mInput));
+        RequireSendable(mpRoot);
         RegisterClasses();
         mNetwork.GetSerializer()->SetRoot(mpRoot);
         const int port = mNetwork.Serve(mOptions.mAddress, mOptions.mPort);
@@ -167,7 +196,9 @@ private:
         mLoaded = stamp;
         try {
             const Input input(mOptions.mPath, mOptions.mInput);
-            TakeOver(RequireRoot(input));
+            Object* const pLoaded = RequireRoot(input);
+            RequireSendable(pLoaded);
+            TakeOver(pLoaded);
         } catch (const Trouble& trouble) {
             PrintMessage({Message::WARNING, std::string(trouble.what()) + "; the last state stays", {}});
         }

@@ -343,6 +343,40 @@ TEST_F(ServeTest, AWatcherThatIsInterruptedSavesAndEndsWell)
               "0\nequal\n");
 }
 
+TEST_F(ServeTest, AListThatIsTooLongToSendIsTroubleAndNoReasonToStop)
+{
+    const auto document = [](int numItems) {
+        std::string items;
+        for (int i = 0; i < numItems; ++i) {
+            items += "<Child Index=\"" + std::to_string(i) + "\"></Child>\n";
+        }
+        return Document("<Object Module=\"QBase\" Class=\"List\" Path=\"root\">\n" + items + "</Object>\n");
+    };
+    mFolder.Write("most.QXml", document(65536));
+    mFolder.Write("more.QXml", document(65537));
+    const std::string trouble =
+        "Failed to serve \"root\" - it has 65537 items, and packets count no more than 65536; "
+        "split it up";
+    EXPECT_THAT(Run("\"$quirl\" serve more.QXml --port 0; echo $?\n"), EndsWith(trouble + "\n2\n"));
+    EXPECT_EQ(Run("cp most.QXml crew.QXml; serve crew.QXml; watch replica localhost:$port --quiet\n"
+                  "wait_for serve-errors.txt joined; cp more.QXml crew.QXml\n"
+                  "wait_for serve-errors.txt 'the last state stays'; stop; echo $server_exit\n"
+                  "\"$quirl\" diff most.QXml replica.qobj && echo equal\n"),
+              "0\nequal\n");
+    EXPECT_THAT(Read("serve-errors.txt"), HasSubstr(trouble + "; the last state stays\n"));
+
+    std::string values;
+    for (int i = 0; i < 65537; ++i) {
+        values += "<Value>7</Value>";
+    }
+    mFolder.Write("array.QXml", Document("<Object Module=\"QBase\" Class=\"Object\" Path=\"root\"><Property "
+                                         "Name=\"Sizes\" Type=\"int\" Array=\"true\" Dynamic=\"true\">" +
+                                         values + "</Property></Object>\n"));
+    EXPECT_THAT(
+        Run("\"$quirl\" serve array.QXml --port 0; echo $?\n"),
+        testing::AllOf(HasSubstr("Failed to serve \"root.Sizes\" - it has 65537 items"), EndsWith("\n2\n")));
+}
+
 TEST_F(ServeTest, WhatCannotBeServedIsTrouble)
 {
     mFolder.Write("crew.QXml", Document(CREW));
