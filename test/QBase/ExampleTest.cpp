@@ -123,12 +123,15 @@ bool IsLike(const std::string& line, const std::string& expected)
     return false;
 }
 
-// The lines of a text that begin with "ERROR: ", or those that do not.
+// The lines of a text that begin with "ERROR: ", or those that do not. Each system ends lines in its own way.
 std::vector<std::string> Lines(const std::string& text, bool bErrors)
 {
     std::vector<std::string> lines;
     std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) {
+        if (line.ends_with('\r')) {
+            line.pop_back();
+        }
         if (line.starts_with("ERROR: ") == bErrors) {
             lines.push_back(line);
         }

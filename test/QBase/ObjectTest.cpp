@@ -17,7 +17,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <cstring>
 #include <thread>
 #include <vector>
@@ -568,18 +567,24 @@ TEST(ObjectThreadsTest, TwoThreadsThatDropTheLastReferencesDestroyOnce)
     constexpr int BATCHES = 100;
     std::atomic<int> destroyed{0};
     std::vector<Object*> objects(BATCH);
-    std::barrier start(2);
-    std::barrier end(2);
-    const auto dropBatch = [&] {
-        start.arrive_and_wait();
+    std::atomic<int> arrivals{0};
+    // std::barrier misses wake-ups where the system has no futex.
+    const auto meet = [&](int meeting) {
+        arrivals.fetch_add(1);
+        while (arrivals < 2 * meeting) {
+            std::this_thread::yield();
+        }
+    };
+    const auto dropBatch = [&](int batch) {
+        meet(2 * batch + 1);
         for (Object* const pObject : objects) {
             Object::DropReference(pObject);
         }
-        end.arrive_and_wait();
+        meet(2 * batch + 2);
     };
     std::thread other([&] {
         for (int batch = 0; batch < BATCHES; ++batch) {
-            dropBatch();
+            dropBatch(batch);
         }
     });
     for (int batch = 0; batch < BATCHES; ++batch) {
@@ -590,7 +595,7 @@ TEST(ObjectThreadsTest, TwoThreadsThatDropTheLastReferencesDestroyOnce)
             Object::AddReference(rpObject);
             Object::AddReference(rpObject);
         }
-        dropBatch();
+        dropBatch(batch);
     }
     other.join();
     EXPECT_EQ(destroyed, BATCH * BATCHES);

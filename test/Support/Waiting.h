@@ -17,7 +17,7 @@ inline void Sleep(int milliseconds)
 template <typename Condition>
 bool WaitUntil(Condition isDone)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(4);
     while (!isDone()) {
         if (std::chrono::steady_clock::now() > end) {
             return false;
