@@ -38,6 +38,11 @@ constexpr std::string_view OVER_LIMIT = " the limit of ";
 
 using FileCloser = int (*)(std::FILE*);
 
+[[noreturn]] void RefuseTooLarge(const std::string& name)
+{
+    throw Trouble("Failed to read " + name + " - it is larger than 2 GiB, which no graph file can be");
+}
+
 std::string ReadAll(std::FILE* pFile, const std::string& name)
 {
     std::string bytes;
@@ -51,7 +56,7 @@ std::string ReadAll(std::FILE* pFile, const std::string& name)
         throw Trouble("Failed to read " + name + " - " + std::strerror(errno) + "; check the disk it is on");
     }
     if (size > INT_MAX) {
-        throw Trouble("Failed to read " + name + " - it is larger than 2 GiB, which no graph file can be");
+        RefuseTooLarge(name);
     }
     return bytes;
 }
@@ -231,6 +236,9 @@ std::string ReadInput(const std::string& path)
     const std::unique_ptr<std::FILE, FileCloser> pFile(OpenForReading(path, reason), &std::fclose);
     if (pFile == nullptr) {
         throw Trouble("Failed to open file " + name + " - " + reason + "; check the path");
+    }
+    if (GetFileSize(pFile.get()) > INT_MAX) {
+        RefuseTooLarge(name); // before any memory is taken
     }
     return ReadAll(pFile.get(), name);
 }

@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -24,6 +25,9 @@ bool IsTerminal(std::FILE* pFile);
 
 /// Opens a file for reading. Null on failure; `rReason` then says why.
 std::FILE* OpenForReading(const std::string& path, std::string& rReason);
+
+/// The bytes of an open file; -1 for devices and pipes, which have no number of their own.
+std::int64_t GetFileSize(std::FILE* pFile);
 
 /// Removes the file when the user or the system ends the program before its time. One file at a time; an
 /// empty path for none.

@@ -1,6 +1,6 @@
 #include "QBase/BinaryWriter.h"
 
-#include <limits>
+#include "QBase/StoredSize.h"
 
 namespace QBase
 {
@@ -11,13 +11,12 @@ using ValueBytes::WriteInt;
 namespace
 {
 
-constexpr std::size_t OBJECT_SIZE = 16;                           // of a record in the object table
-constexpr std::size_t MAX_SIZE = std::numeric_limits<int>::max(); // what one Write takes
+constexpr std::size_t OBJECT_SIZE = 16; // of a record in the object table
 
 bool ReportTooLarge()
 {
     Error(QBASE_HERE, "Failed to serialize - the graph would take more than %llu bytes",
-          static_cast<unsigned long long>(MAX_SIZE));
+          static_cast<unsigned long long>(GetLargestStoredSize()));
     return false;
 }
 
@@ -29,7 +28,7 @@ const ByteBuffer* BinaryWriter::Write(Object* pObject)
         return nullptr;
     }
     const std::size_t frontSize = 8 + mTextBytes + mObjects.GetSize();
-    if (frontSize + mBody.GetSize() > MAX_SIZE) {
+    if (frontSize + mBody.GetSize() > GetLargestStoredSize()) {
         ReportTooLarge();
         return nullptr;
     }
@@ -92,7 +91,7 @@ void BinaryWriter::WriteItem(int index, Value&& object)
 
 bool BinaryWriter::EndObject()
 {
-    if (mBody.GetSize() > MAX_SIZE) {
+    if (mBody.GetSize() > GetLargestStoredSize()) {
         return ReportTooLarge();
     }
     unsigned char* const pCounts = mObjects.GetData() + mObjects.GetSize() - 8;

@@ -1,18 +1,16 @@
 #include "QBase/XmlWriter.h"
 
 #include "QBase/FileFormat.h"
+#include "QBase/StoredSize.h"
 #include "QBase/ValueText.h"
 
 #include <charconv>
-#include <limits>
 
 namespace QBase
 {
 
 namespace
 {
-
-constexpr std::size_t MAX_DOCUMENT_SIZE = std::numeric_limits<int>::max(); // what one Write takes
 
 void AppendInt(ByteBuffer& rBuffer, int value)
 {
@@ -67,7 +65,7 @@ bool ReportNoName(const String& module, const String& className, const char* pWh
 bool ReportTooLarge()
 {
     Error(QBASE_HERE, "Failed to serialize - the document would take more than %llu bytes",
-          static_cast<unsigned long long>(MAX_DOCUMENT_SIZE));
+          static_cast<unsigned long long>(GetLargestStoredSize()));
     return false;
 }
 
@@ -83,7 +81,7 @@ bool XmlWriter::BeginObject(Object*, GraphClass& rClass)
     ObjectRecord record{rClass.mModule, rClass.mName, 0, 0, 0, 0, 2};
     MakePath(record);
     mObjects.push_back(record);
-    return mPaths.GetSize() + mBody.GetSize() <= MAX_DOCUMENT_SIZE || ReportTooLarge();
+    return mPaths.GetSize() + mBody.GetSize() <= GetLargestStoredSize() || ReportTooLarge();
 }
 
 bool XmlWriter::BeginProperty(GraphProperty& rProperty, Value::Type type, int count)
@@ -194,7 +192,7 @@ bool XmlWriter::WriteDocument(ByteBuffer& rDocument) const
     rDocument.MakeRoom(mBody.GetSize() + 2 * mPaths.GetSize() + mObjects.size() * 64);
     for (std::size_t position = 0; position < mObjects.size(); ++position) {
         WriteObject(rDocument, position);
-        if (rDocument.GetSize() > MAX_DOCUMENT_SIZE) {
+        if (rDocument.GetSize() > GetLargestStoredSize()) {
             return ReportTooLarge();
         }
     }

@@ -5,6 +5,7 @@
 
 #include "Support/CapturedMessages.h"
 #include "Support/ChildProcess.h"
+#include "Support/CountedAllocations.h"
 #include "Support/Paths.h"
 #include "Support/System.h"
 #include "Support/TestAction.h"
@@ -496,4 +497,20 @@ TEST(FiberTest, WithoutBoostFibersSwitchByUcontext)
     EXPECT_THAT(
         RunProgram(BinaryPath("UcontextFibers")).mOutput,
         EndsWith("50000 switches there and back, exceptions apart, 0 destroyed, caught 'of the fiber'\n"));
+}
+
+TEST(FiberThreadTest, AThreadThatIsShortOfMemoryIsReportedAndBecomesAFiberLater)
+{
+    CapturedMessages messages;
+    std::thread([] {
+        for (int after = 0; after < 2; ++after) { // the thread's record, then its fiber
+            const FailingNew failing(1, after);
+            EXPECT_EQ(Fiber::CreateFromThread(), nullptr);
+        }
+        void* const pOwn = Fiber::CreateFromThread();
+        EXPECT_NE(pOwn, nullptr);
+        Fiber::DeleteFromThread(pOwn);
+    }).join();
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to convert thread to fiber - out of memory"));
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to convert thread to fiber - out of memory"));
 }

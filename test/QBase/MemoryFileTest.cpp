@@ -508,6 +508,28 @@ TEST(MemoryFileTest, ACloneHasItsOwnCopyOfOwnedBytes)
     }
 }
 
+TEST(MemoryFileTest, ACloneWithoutMemoryIsReportedAndClosed)
+{
+    const Ptr<MemoryFile> pSource = MemoryFile::Construct(Value::Null);
+    pSource->Open("a", BOTH);
+    const std::string bytes(20000, 'x');
+    pSource->Write(bytes.data(), 20000);
+
+    CapturedMessages messages;
+    MemoryFile* pClone = nullptr;
+    {
+        CapturedConsole console; // where the allocator speaks
+        Memory::SetFailureHook([](unsigned size, AllocType) { return size >= 20000; });
+        pClone = pSource->Clone();
+        Memory::SetFailureHook(nullptr);
+        console.TakeErrors();
+    }
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to copy memory file 'a' - out of memory"));
+    EXPECT_EQ(pClone->GetSize(), 0);
+    delete pClone;
+    EXPECT_EQ(pSource->GetSize(), 20000);
+}
+
 TEST(MemoryFileTest, ACloneSharesACallersBuffer)
 {
     char buffer[] = "0123456789";

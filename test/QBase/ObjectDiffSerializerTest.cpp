@@ -1071,6 +1071,28 @@ TEST_F(SourceTest, AnObjectThatAGetterMakesForTheSnapshotOfARelayIsReportedOnceA
     EXPECT_THAT(ToHex(TakeBytes(pLate)), HasSubstr(Tidy("05000000 5468696E67 00000000")));
 }
 
+TEST_F(SourceTest, ASnapshotForNobodyForAnOutStreamOrDuringAPassIsReportedAndNotSent)
+{
+    mpSource->RegisterType(Actor::ClassTable());
+    const Ptr<Actor> pRoot = Actor::Construct(Value::Null);
+    const Ptr<IOStream> pLate = MakePipe();
+    CapturedMessages messages;
+    mpSource->SendSnapshot(nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to send snapshot - stream is null"));
+    mpSource->SendSnapshot(mpPipe);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to send snapshot - stream is an out stream"));
+    EXPECT_EQ(mpPipe->BytesAvailable(), 0);
+    pRoot->mOnRead = [&] {
+        mpSource->SendSnapshot(pLate);
+        return Ptr<Object>();
+    };
+    mpSource->SetRoot(pRoot);
+    mpSource->Execute(Value::Null);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to send snapshot - serializer is busy"));
+    EXPECT_EQ(pLate->BytesAvailable(), 0);
+    pRoot->mOnRead = nullptr;
+}
+
 TEST_F(SourceTest, AnExceptionOutOfAGetterStopsTheStreamsItCutShort)
 {
     mpSource->RegisterType(Actor::ClassTable());
@@ -1240,6 +1262,14 @@ TEST_F(SourceTest, SourcesAndRelaysDescribeTheSameGraph)
 }
 
 // --- applying packets ---
+
+TEST_F(ReplicaTest, TrustInAStreamThatItDoesNotReadIsReported)
+{
+    const Ptr<IOStream> pOther = MakePipe();
+    CapturedMessages messages;
+    mpReplica->SetInStreamTrusted(pOther, false);
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to set trust of in stream - stream not found"));
+}
 
 TEST_F(ReplicaTest, EveryKindOfPacketIsApplied)
 {

@@ -5,8 +5,10 @@
 #include "QBase/Memory.h"
 #include "QBase/Property.h"
 #include "QBase/Reflection.h"
+#include "QBase/StoredSize.h"
 #include "QBase/Stream.h"
 #include "Support/CapturedConsole.h"
+#include "Support/CountedAllocations.h"
 #include "Support/SavedGraphs.h"
 #include "Support/StoredObjects.h"
 #include "Support/VirtualSlot.h"
@@ -403,4 +405,57 @@ TEST(SerializerTest, ALoadThatRunsOutOfMemoryIsReportedAndLeavesNothingBehind)
         }
         EXPECT_TRUE(bReported);
     }
+}
+
+TEST(SerializerTest, ASaveThatRunsOutOfMemoryIsReported)
+{
+    for (Serializer* const pSerializer : BothSerializers()) {
+        GraphOptions options;
+        options.mNumObjects = 12;
+        const Ptr<Object> pGraph = RandomGraph(3, options);
+        const std::string bytes = Saved(pSerializer, pGraph);
+        bool bFailed = true;
+        for (int after = 0; bFailed; ++after) {
+            const Ptr<MemoryFile> pFile = EmptyFile();
+            CapturedMessages messages;
+            bool bSaved = false;
+            {
+                const FailingNew failing(1, after);
+                bSaved = pSerializer->Serialize(pGraph, pFile);
+                bFailed = failing.HasFailed();
+            }
+            EXPECT_EQ(bSaved, !bFailed);
+            if (bFailed) {
+                EXPECT_THAT(messages.TakeError(),
+                            EndsWith("Failed to serialize to file 'memory' - out of memory"));
+            }
+        }
+        EXPECT_EQ(Saved(pSerializer, pGraph), bytes);
+        Dissolve(pGraph);
+    }
+}
+
+TEST(SerializerTest, AGraphThatIsTooLargeForOneWriteIsReportedAndNotSaved)
+{
+    GraphOptions options;
+    options.mNumObjects = 12;
+    const Ptr<Object> pGraph = RandomGraph(3, options);
+    for (Serializer* const pSerializer : BothSerializers()) {
+        const std::size_t size = Saved(pSerializer, pGraph).size();
+        const bool bXml = pSerializer->IsDerivedType(AsciiSerializer::ClassTable());
+        for (const std::size_t largest : {std::size_t{1}, size / 2, size - 20, size}) {
+            const Ptr<MemoryFile> pFile = EmptyFile();
+            CapturedMessages messages;
+            SetLargestStoredSize(largest);
+            const bool bSaved = pSerializer->Serialize(pGraph, pFile);
+            SetLargestStoredSize(0);
+            EXPECT_EQ(bSaved, largest == size);
+            if (!bSaved) {
+                EXPECT_THAT(messages.TakeError(), EndsWith((bXml ? "the document would take more than "
+                                                                 : "the graph would take more than ") +
+                                                           std::to_string(largest) + " bytes"));
+            }
+        }
+    }
+    Dissolve(pGraph);
 }

@@ -2,6 +2,8 @@
 
 #include "QBase/Function.h"
 #include "Support/CapturedMessages.h"
+#include "Support/ChildProcess.h"
+#include "Support/Paths.h"
 #include "Support/Waiting.h"
 
 #include <gmock/gmock.h>
@@ -53,6 +55,26 @@ TEST(TcpServerTest, AddressesThatCannotBeListenedAtAreReported)
     EXPECT_THAT(messages.TakeError(), EndsWith("- that is no port"));
     EXPECT_FALSE(pServer->Listen("192.0.2.1", 0));
     EXPECT_THAT(messages.TakeError(), HasSubstr("Failed to listen at '192.0.2.1:0' - "));
+}
+
+TEST(TcpServerTest, PeersThatLeaveAbruptlyAndShortagesAreReported)
+{
+    if (!IsBuilt("AbruptPeers")) {
+        GTEST_SKIP() << "this system's programs cannot stand in for its functions";
+    }
+    const Outcome outcome = RunApart({{BinaryPath("AbruptPeers")}});
+    EXPECT_EQ(outcome.mExitCode, 0);
+    for (const char* pLine :
+         {"WARNING: Failed to read from '127.0.0.1:", "\nbroken: closed\n",
+          "\ngone: somebody who left at once\n", "\nshort of descriptors: accepted later\n",
+          "\nshort of memory: closed\n", "\njoining: lost\n"}) {
+        EXPECT_THAT(outcome.mOutput, HasSubstr(pLine));
+    }
+    for (const char* pReport : {"Failed to accept connections at port ",
+                                "Failed to write 100000 bytes to '127.0.0.1:", "' - out of memory",
+                                "it left before both had agreed"}) {
+        EXPECT_THAT(outcome.mErrors, HasSubstr(pReport));
+    }
 }
 
 TEST(TcpServerThreadTest, APortThatIsTakenIsReported)

@@ -9,9 +9,24 @@ namespace
 {
 
 std::atomic<std::int64_t> g_Count{0};
+thread_local int tBeforeFailures = 0;
+thread_local int tFailures = 0;
+
+bool IsToFail() noexcept
+{
+    if (tFailures == 0 || tBeforeFailures-- > 0) {
+        return false;
+    }
+    tBeforeFailures = 0;
+    --tFailures;
+    return true;
+}
 
 void* CountedAlloc(std::size_t size) noexcept
 {
+    if (IsToFail()) {
+        return nullptr;
+    }
     g_Count.fetch_add(1, std::memory_order_relaxed);
     return std::malloc(size > 0 ? size : 1);
 }
@@ -53,4 +68,20 @@ CountedAllocations::CountedAllocations() : mStart(g_Count.load(std::memory_order
 std::int64_t CountedAllocations::GetCount() const
 {
     return g_Count.load(std::memory_order_relaxed) - mStart;
+}
+
+FailingNew::FailingNew(int number, int after)
+{
+    tBeforeFailures = after;
+    tFailures = number;
+}
+
+FailingNew::~FailingNew()
+{
+    tFailures = 0;
+}
+
+bool FailingNew::HasFailed() const
+{
+    return tFailures == 0;
 }

@@ -20,3 +20,15 @@ public:
 private:
     std::int64_t mStart;
 };
+
+/// While one lives, new finds no memory on this thread `number` times, after it did `after` times.
+class FailingNew
+{
+public:
+    explicit FailingNew(int number, int after = 0);
+    ~FailingNew();
+    FailingNew(const FailingNew&) = delete;
+    FailingNew& operator=(const FailingNew&) = delete;
+
+    bool HasFailed() const;
+};

@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -127,6 +128,52 @@ TEST_F(ToolTest, ShowAsJsonIsOneDocumentWithANumberForEachObject)
     EXPECT_THAT(result.mOutput, EndsWith("\n]}\n"));
 }
 
+TEST_F(ToolTest, ShowPrintsValuesOfEveryType)
+{
+    const std::pair<const char*, Value> values[] = {
+        {"Flag", Value(true)},
+        {"Off", Value(false)},
+        {"Lines", Value("a\nb\r")},
+        {"V3", Value(Vector3(1, 2, 3.5f))},
+        {"V4", Value(Vector4(1, 2, 3, 4.5f))},
+        {"V2i", Value(Vector2i(1, -2))},
+        {"V3i", Value(Vector3i(1, -2, 3))},
+        {"V4i", Value(Vector4i(1, -2, 3, -4))},
+        {"Turn", Value(Quaternion(0, 0, 0.5f, 1))},
+        {"Tint", Value(Color(1, 2, 3, 4))},
+    };
+    const Ptr<Object> pObject = Object::Construct(Value::Null);
+    for (const auto& [pName, value] : values) {
+        pObject->AddPropertyValueFromValue(pName, value);
+    }
+    Save(pObject, "values");
+    const std::string text = Quirl({"show", "values"}).mOutput;
+    for (const char* pLine : {"Flag = true", "Off = false", "Lines = \"a\\nb\\r\"", "V3 = (1, 2, 3.5)",
+                              "V4 = (1, 2, 3, 4.5)", "V2i = (1, -2)", "V3i = (1, -2, 3)",
+                              "V4i = (1, -2, 3, -4)", "Turn = (0, 0, 0.5, 1)", "Tint = 0x04030201"}) {
+        EXPECT_THAT(text, HasSubstr("  " + std::string(pLine) + " (dynamic)\n"));
+    }
+    const std::string json = Quirl({"show", "--json", "values"}).mOutput;
+    for (const char* pValue :
+         {"\"value\":true", "\"value\":false", "\"value\":\"a\\nb\\r\"", "\"value\":[1.0,2.0,3.5]",
+          "\"value\":[1.0,2.0,3.0,4.5]", "\"value\":[1,-2]", "\"value\":[1,-2,3]", "\"value\":[1,-2,3,-4]",
+          "\"value\":[0.0,0.0,0.5,1.0]", "\"value\":[1,2,3,4]"}) {
+        EXPECT_THAT(json, HasSubstr(std::string(pValue) + "}"));
+    }
+}
+
+TEST_F(ToolTest, ShowPrintsArraysOfObjects)
+{
+    mFolder.Write(
+        "array.QXml",
+        Document("<Object Module=\"QBase\" Class=\"Object\" Path=\"root\"><Property Name=\"Crew\" "
+                 "Type=\"Object\" Array=\"true\" Dynamic=\"true\"><Value>root</Value><Value></Value>"
+                 "</Property></Object>"));
+    EXPECT_THAT(Quirl({"show", "array.QXml"}).mOutput,
+                HasSubstr("  Crew[0]: -> #0 (cycle)\n  Crew[1]: null\n"));
+    EXPECT_THAT(Quirl({"show", "--json", "array.QXml"}).mOutput, HasSubstr("\"values\":[0,null]}"));
+}
+
 TEST_F(ToolTest, ControlCharactersOfAFileDoNotReachTheTerminal)
 {
     mFolder.Write(
@@ -171,6 +218,15 @@ TEST_F(ToolTest, WhatCannotBeReadIsTroubleAndSaysWhatToDo)
     EXPECT_EQ(empty.mExitCode, 2);
     EXPECT_THAT(empty.mErrors, HasSubstr("it is empty"));
     EXPECT_THAT(empty.mOutput, IsEmpty());
+}
+
+TEST_F(ToolTest, BytesBehindABinaryGraphAreAWarning)
+{
+    WriteSmall();
+    ASSERT_EQ(Quirl({"convert", "small.QXml", "small.bin"}).mExitCode, 0);
+    mFolder.Write("longer.bin", mFolder.Read("small.bin") + "more");
+    const Outcome result = Quirl({"check", "longer.bin"});
+    EXPECT_THAT(result.mOutput + result.mErrors, HasSubstr("4 bytes behind the graph are no part of it"));
 }
 
 TEST_F(ToolTest, PathsMayHaveLettersOfAnyKind)
@@ -254,6 +310,15 @@ TEST_F(ToolTest, AModuleNameThatLeadsElsewhereIsNeverLoaded)
     const Outcome fromArgument = Quirl({"classes", "../Solar"});
     EXPECT_EQ(fromArgument.mExitCode, 2);
     EXPECT_THAT(fromFile.mOutput + fromOption.mOutput + fromArgument.mOutput, IsEmpty());
+}
+
+TEST_F(ToolTest, ALibraryWithoutClassesUnderItsNameIsTrouble)
+{
+    const Outcome result = Quirl({"classes", "Silent"});
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_THAT(result.mErrors,
+                EndsWith("Failed to load module 'Silent' - its library has no classes under that "
+                         "name; check the name that its classes give to QBASE_IMPLEMENT\n"));
 }
 
 TEST_F(ToolTest, AMissingModuleSaysWhereItsLibraryBelongs)
@@ -367,6 +432,15 @@ TEST_F(ToolTest, DiffFindsEveryKindOfDifference)
     EXPECT_EQ(
         diff("Tint\" Type=\"Color\" Dynamic=\"true\">0x4", "Tint\" Type=\"Color\" Dynamic=\"true\">0x5"),
         "root.Tint: 0x44332211 | 0x54332211\n");
+}
+
+TEST_F(ToolTest, APathOfManyStepsIsCutInItsMiddle)
+{
+    SaveDeep(121, "a");
+    SaveDeep(122, "b");
+    const std::string difference = Quirl({"diff", "a", "b"}).mOutput;
+    EXPECT_THAT(difference, StartsWith("root ... 20 more ... .Next.Next"));
+    EXPECT_THAT(difference, EndsWith(".Next: (absent) | QBase.Object\n"));
 }
 
 TEST_F(ToolTest, DiffSeesThatTwoEqualObjectsAreNotOneSharedObject)
@@ -492,6 +566,20 @@ TEST_F(ToolTest, ConvertRefusesToLoseValuesUnlessToldTo)
     EXPECT_FALSE(fs::exists(PathOf("old.bin")));
     EXPECT_EQ(Quirl({"convert", "--lossy", "old.QXml", "old.bin"}).mExitCode, 0);
     EXPECT_TRUE(fs::exists(PathOf("old.bin")));
+}
+
+TEST_F(ToolTest, ConvertRefusesWhatTheFormatHasNoFormFor)
+{
+    const Ptr<Table> pTable = Table::Construct(Value::Null);
+    pTable->Insert("", Object::Construct(Value::Null));
+    Save(pTable, "nameless");
+    const Outcome result = Quirl({"convert", "nameless", "named.QXml"});
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_THAT(
+        result.mErrors,
+        EndsWith("Failed to write the graph as xml - it holds a value that this format has no form for; see "
+                 "`quirl show` of the input\n"));
+    EXPECT_FALSE(fs::exists(PathOf("named.QXml")));
 }
 
 TEST_F(ToolTest, ConvertWarnsOfValuesThatXmlRounds)

@@ -110,6 +110,12 @@ std::FILE* OpenForReading(const std::string& path, std::string& rReason)
     return nullptr;
 }
 
+std::int64_t GetFileSize(std::FILE* pFile)
+{
+    struct stat status;
+    return fstat(fileno(pFile), &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
+}
+
 void RemoveWhenInterrupted(const std::string& path)
 {
     const bool bDoomed = !path.empty() && path.size() < MAX_PATH_SIZE;

@@ -87,6 +87,12 @@ std::FILE* OpenForReading(const std::string& path, std::string& rReason)
     return pFile;
 }
 
+std::int64_t GetFileSize(std::FILE* pFile)
+{
+    struct _stati64 status;
+    return _fstati64(_fileno(pFile), &status) == 0 && (status.st_mode & _S_IFREG) ? status.st_size : -1;
+}
+
 void RemoveWhenInterrupted(const std::string&)
 {
     // A file that is open cannot be removed here.

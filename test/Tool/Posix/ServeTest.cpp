@@ -3,6 +3,7 @@
 
 #include "Support/ChildProcess.h"
 #include "Support/Paths.h"
+#include "Support/Sanitizer.h"
 #include "Support/TempFolder.h"
 
 #include <gmock/gmock.h>
@@ -259,6 +260,22 @@ TEST_F(ServeTest, AFileThatDoesNotLoadIsReportedAndTheLastStateStays)
     EXPECT_EQ(Pass("replica.txt", 2).size(), 1u);
 }
 
+TEST_F(ServeTest, ObjectsOfAClassThatNobodyAgreedOnStayBehindWithAWarning)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    mFolder.Write("next.QXml",
+                  Document(Replaced(Replaced(CREW, "calm", "healed for good"),
+                                    "Module=\"QBase\" Class=\"Object\"", "Module=\"Pier\" Class=\"Crane\"")));
+    EXPECT_EQ(
+        Run("serve crew.QXml; watch replica localhost:$port\n"
+            "wait_for replica.txt calm; mv next.QXml crew.QXml; wait_for replica.txt healed; stop; echo "
+            "$server_exit\n"),
+        "0\n");
+    EXPECT_THAT(Read("serve-errors.txt"),
+                HasSubstr("warning: Objects of Pier.Crane stay behind, since nobody agreed on that class; "
+                          "start quirl serve anew\n"));
+}
+
 TEST_F(ServeTest, RelaysAndLatePeersSaveWhatTheSourceHas)
 {
     EXPECT_EQ(Run("cp '" + SourcePath("example/solar/solar.QXml") +
@@ -405,6 +422,30 @@ TEST_F(ServeTest, WhatCannotBeWatchedIsTrouble)
         Run("serve crew.QXml; stop; \"$quirl\" watch localhost:$port --save none.qobj; echo $?; ls\n"),
         testing::AllOf(HasSubstr("Failed to connect to 'localhost:"), HasSubstr("\n2\n"),
                        Not(HasSubstr("none.qobj"))));
+}
+
+TEST_F(ServeTest, WhoCannotStartAThreadCannotJoin)
+{
+    if (HAS_SANITIZER) {
+        GTEST_SKIP() << "sanitizers take all address space";
+    }
+    // A stack that is larger than all that the program may have.
+    const std::string output =
+        Run("ulimit -v 400000; ulimit -s 1000000; \"$quirl\" watch localhost:4711; echo $?\n");
+    EXPECT_THAT(output, HasSubstr("Failed to connect to 'localhost:4711' - "));
+    EXPECT_THAT(output, EndsWith("Failed to join \"localhost\"; check the address\n2\n"));
+}
+
+TEST_F(ServeTest, AnotherModuleOfThatNameIsRefused)
+{
+    const std::string folder = BinaryPath("");
+    EXPECT_THAT(
+        Run("mkdir other; cp \"$quirl\" other; cp '" + folder +
+            "OtherNet_Release.so' other/QNet_Release.so\n"
+            "LD_LIBRARY_PATH='" +
+            folder + "' other/quirl watch localhost:4711; echo $?\n"),
+        EndsWith("Failed to construct QNet.Node - the module is another one; take the one that came with "
+                 "quirl\n2\n"));
 }
 
 TEST_F(ServeTest, ModulesThatOnlyTheSourceNamesCanBeRefused)

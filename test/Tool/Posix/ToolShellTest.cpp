@@ -11,6 +11,7 @@
 #include <string>
 
 using namespace QBase;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -57,6 +58,52 @@ TEST_F(ToolShellTest, AFullDiskIsTrouble)
     EXPECT_THAT(result.mErrors, HasSubstr("Failed to write to standard output - No space left on device"));
 }
 
+TEST_F(ToolShellTest, ADiskThatWasFullBeforeTheLastBytesIsTrouble)
+{
+    SaveWide(5000, "wide");
+    const Outcome result = Run("quirl show wide >/dev/full");
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_THAT(result.mErrors, HasSubstr("Failed to write to standard output - "));
+}
+
+TEST_F(ToolShellTest, AFileThatCannotTakeItsBytesIsNotReplaced)
+{
+    WriteSmall();
+    mFolder.Write("kept.bin", "old");
+    const Outcome result =
+        Run("(trap '' XFSZ; ulimit -f 0; quirl convert small.QXml kept.bin 2>&1; echo $?) | cat");
+    EXPECT_THAT(result.mOutput, HasSubstr("cannot bring the new contents to the disk"));
+    EXPECT_THAT(result.mOutput, EndsWith("\n2\n"));
+    EXPECT_EQ(mFolder.Read("kept.bin"), "old");
+    EXPECT_EQ(CountFiles(), 2u);
+}
+
+TEST_F(ToolShellTest, AFileThatOpensAndCannotBeReadIsTrouble)
+{
+    const Outcome result = Run("quirl show /proc/self/mem");
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_THAT(result.mErrors,
+                HasSubstr("Failed to read '/proc/self/mem' - Input/output error; check the disk it is on"));
+}
+
+TEST_F(ToolShellTest, AFileLargerThanAnyGraphIsTroubleAtOnce)
+{
+    const Outcome result = Run("truncate -s 3G large && quirl show large");
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_THAT(result.mErrors,
+                HasSubstr("Failed to read 'large' - it is larger than 2 GiB, which no graph file can be"));
+}
+
+TEST_F(ToolShellTest, AnInputThatMemoryCannotHoldIsTrouble)
+{
+    if (HAS_SANITIZER) {
+        GTEST_SKIP() << "sanitizers take all address space";
+    }
+    const Outcome result = Run("ulimit -v 200000; head -c 300000000 /dev/zero | quirl show -");
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_THAT(result.mErrors, HasSubstr("Failed for lack of memory; close other programs"));
+}
+
 TEST_F(ToolShellTest, GraphAsSvgIsDrawnByDotAndPrintsNothing)
 {
     WriteSmall();
@@ -96,6 +143,10 @@ TEST_F(ToolShellTest, OnATerminalBinaryIsRefusedAndLongWorkShowsWhatItIsAt)
     EXPECT_THAT(waited.mOutput, HasSubstr("\r\033[KLoading standard input ... "));
     EXPECT_THAT(waited.mOutput, HasSubstr("-: ok, xml"));
     EXPECT_THAT(Run("(sleep 1; cat small.QXml) | quirl check -").mErrors, IsEmpty());
+    // The reader is slow, and what is left can be told.
+    SaveWide(20000, "wide");
+    EXPECT_THAT(Run("script -qec \"" + quirl + " show wide | (sleep 1; cat >shown)\" /dev/null").mOutput,
+                testing::ContainsRegex("Showing objects \\[#* *\\] +[0-9]+ %"));
 }
 
 TEST_F(ToolShellTest, WrongCountsInAFileAreReportedInLittleMemory)
