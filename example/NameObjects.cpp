@@ -19,5 +19,6 @@ int main()
 
     Ptr<TablePath> pOther = TablePath::Construct("lights.sun");
     Info("%s: %s", pOther->ToString().c_str(), pScene->FindPath(pOther) ? "found" : "missing");
-    pScene->InsertPath(TablePath::Construct("sounds.wind"), nullptr); // no such table: a report, no change
+    Ptr<TablePath> pWind = TablePath::Construct("sounds.wind");
+    pScene->InsertPath(pWind, nullptr); // no such table: a report, no change
 }
