@@ -32,10 +32,49 @@ struct Tally
     std::atomic<std::int64_t> mBytes[NUM_ALLOC_TYPES];
 };
 
+// Small blocks. What a thread frees it keeps for itself, up to a number of blocks of each size, and hands out
+// again first: most blocks of a graph come and go in such sizes. They stay marked as freed meanwhile, so that
+// Free recognises them. Only blocks that never were resized are kept, since their room is known.
+
+struct KeptBlock
+{
+    KeptBlock* mpNext; // behind the header
+};
+
+struct KeptBlocks
+{
+    KeptBlock* mpFirst;
+    unsigned mCount;
+};
+
+#ifdef QBASE_WITHOUT_POOLS
+constexpr unsigned MAX_KEPT_BLOCKS = 0; // of each size, for each thread
+#else
+constexpr unsigned MAX_KEPT_BLOCKS = 64; // of each size, for each thread
+#endif
+constexpr unsigned NUM_SMALL_SIZES = 16;
+
+/// The place among the small sizes of a block with `size` bytes of data; NUM_SMALL_SIZES and more for others.
+constexpr std::uint64_t SmallSizeOf(std::uint64_t size)
+{
+    return (size + 7) / 16; // room for 8, 24, 40 bytes and so on
+}
+
+/// What the system is asked for: sizes that the common allocators hand out without a rest.
+constexpr std::uint64_t PhysicalTotal(std::uint64_t size)
+{
+    const std::uint64_t smallSize = SmallSizeOf(size);
+    return smallSize < NUM_SMALL_SIZES ? smallSize * 16 + sizeof(BlockHeader) + 8
+                                       : size + sizeof(BlockHeader);
+}
+
+static_assert(PhysicalTotal(0) >= sizeof(BlockHeader) + sizeof(KeptBlock));
+
 struct ThreadTally : Tally
 {
     ThreadTally* mpNext;
     ThreadTally* mpPrevious;
+    KeptBlocks mKeptBlocks[NUM_SMALL_SIZES];
 };
 
 // What finished threads have left, and what threads count that have no tally of their own, because they are
@@ -80,6 +119,12 @@ void CloseTally(void* p)
     sbTallyClosed = true;
     spTally = nullptr;
 
+    for (KeptBlocks& rKept : pTally->mKeptBlocks) {
+        while (KeptBlock* const pKept = rKept.mpFirst) {
+            rKept.mpFirst = pKept->mpNext;
+            Platform::FreeAligned(HeaderOf(pKept));
+        }
+    }
     CriticalSection::Block block(&sLock.mSection);
     AddShared(*pTally);
     (pTally->mpPrevious ? pTally->mpPrevious->mpNext : spThreadTallies) = pTally->mpNext;
@@ -367,10 +412,35 @@ void ReportOutOfMemory(int line, unsigned size)
 
 void* AllocWithHeader(std::uint64_t size)
 {
-    const std::uint64_t total = size + sizeof(BlockHeader);
+    const std::uint64_t smallSize = SmallSizeOf(size);
+    if (smallSize < NUM_SMALL_SIZES && spTally != nullptr) {
+        KeptBlocks& rKept = spTally->mKeptBlocks[smallSize];
+        if (KeptBlock* const pKept = rKept.mpFirst) {
+            rKept.mpFirst = pKept->mpNext;
+            --rKept.mCount;
+            return HeaderOf(pKept);
+        }
+    }
+    const std::uint64_t total = PhysicalTotal(size);
     if (total > std::numeric_limits<std::size_t>::max())
         return nullptr;
     return Platform::AllocAligned(static_cast<std::size_t>(total));
+}
+
+// Takes a freed block for the next one of its size; false when the system is to have it back.
+bool KeepBlock(BlockHeader* pBlock)
+{
+    const std::uint64_t smallSize = SmallSizeOf(pBlock->mSize);
+    if (smallSize >= NUM_SMALL_SIZES || pBlock->mReserve != 0 || spTally == nullptr) {
+        return false;
+    }
+    KeptBlocks& rKept = spTally->mKeptBlocks[smallSize];
+    if (rKept.mCount >= MAX_KEPT_BLOCKS) {
+        return false;
+    }
+    rKept.mpFirst = new (pBlock + 1) KeptBlock{rKept.mpFirst};
+    ++rKept.mCount;
+    return true;
 }
 
 // The code of the reserve that a block gets when it grows to `size`: none when it grows by much; otherwise
@@ -417,7 +487,7 @@ BlockHeader* MoveBlock(BlockHeader* pBlock, unsigned size, unsigned room)
             return pMoved;
     }
 
-    const std::uint64_t total = static_cast<std::uint64_t>(size) + sizeof(BlockHeader);
+    const std::uint64_t total = PhysicalTotal(size);
     if (total > std::numeric_limits<std::size_t>::max())
         return nullptr;
     BlockHeader* pMoved =
@@ -515,7 +585,9 @@ void Memory::Free(void* p, bool isObject)
 
     pBlock->mType = FREED_TYPE;
     pBlock->mMark = BLOCK_FREED;
-    Platform::FreeAligned(pBlock);
+    if (!KeepBlock(pBlock)) {
+        Platform::FreeAligned(pBlock);
+    }
 }
 
 void* Memory::Realloc(void* p, unsigned size, AllocType type, const char* pFile, int line)

@@ -14,7 +14,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -645,6 +647,50 @@ TEST(MemoryTest, ReallocDuringATraceLeavesOlderBlocksOutOfIt)
     p = ReallocBlock(p, 1000000);
     EXPECT_EQ(EndTrace(), Report("", 0, 0));
     Memory::Free(p, false);
+}
+
+// Freed blocks are kept for the next ones of their size, whatever became of them in between.
+TEST(MemoryTest, BlocksThatAreTakenAgainHaveRoomForAllOfTheirBytes)
+{
+    struct Filled
+    {
+        unsigned char* mpBytes;
+        unsigned mSize;
+        unsigned char mFilling;
+    };
+    const std::int64_t bytesBefore = Memory::GetBytesAllocated(ALLOC_UNKNOWN);
+    for (int round = 0; round < 3; ++round) {
+        std::vector<Filled> blocks;
+        for (unsigned i = 0; i < 600; ++i) {
+            Filled filled{nullptr, (i * 7 + static_cast<unsigned>(round)) % 280,
+                          static_cast<unsigned char>(i)};
+            void* p = AllocBlock(filled.mSize);
+            if (i % 5 == 0) { // resized ones take part as well
+                filled.mSize = filled.mSize / 2 + i % 40;
+                p = Memory::Realloc(p, filled.mSize, ALLOC_UNKNOWN, "MemoryTest", __LINE__);
+            }
+            ASSERT_NE(p, nullptr);
+            filled.mpBytes = static_cast<unsigned char*>(p);
+            std::memset(p, filled.mFilling, filled.mSize);
+            blocks.push_back(filled);
+        }
+        for (const Filled& filled : blocks) {
+            const std::vector<unsigned char> expected(filled.mSize, filled.mFilling);
+            ASSERT_TRUE(std::equal(expected.begin(), expected.end(), filled.mpBytes)) << filled.mSize;
+            Memory::Free(filled.mpBytes, false);
+        }
+    }
+    EXPECT_EQ(Memory::GetBytesAllocated(ALLOC_UNKNOWN), bytesBefore);
+}
+
+TEST(MemoryDeathTest, ABlockFreedTwiceIsFoundOut)
+{
+    if (HAS_SANITIZER) {
+        GTEST_SKIP() << "the sanitizer finds it first";
+    }
+    void* const p = AllocBlock(40);
+    Memory::Free(p, false);
+    EXPECT_ASSERTION(Memory::Free(p, false), "IsLiveBlock(pBlock)");
 }
 
 TEST(MemoryTest, TracingManyBlocksThatAreFreedInAnyOrderTakesLinearTime)
