@@ -105,13 +105,22 @@ private:
 
     explicit String(Entry* pEntry) : mpEntry(AccessEntry(pEntry ? pEntry : &sEmpty)) {}
 
+    // Nobody counts who refers to the null string, which is never freed: objects are full of them.
     static Entry* AccessEntry(Entry* pEntry)
     {
-        pEntry->mRefCount.Increment();
+        if (pEntry != &sEmpty) {
+            pEntry->mRefCount.Increment();
+        }
         return pEntry;
     }
     static Entry* AccessOrCreateEntry(const char* pText);
-    static void ReleaseEntry(Entry* pEntry);
+    static void ReleaseEntry(Entry* pEntry)
+    {
+        if (pEntry != &sEmpty && !pEntry->mRefCount.DecrementUnlessLast()) {
+            ReleaseLast(pEntry);
+        }
+    }
+    static void ReleaseLast(Entry* pEntry);
     static void DeleteEntry(Entry* pEntry);
 
     static Entry* sHashTable[NUM_BUCKETS];

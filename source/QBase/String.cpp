@@ -5,6 +5,7 @@
 #include "QBase/Error.h"
 #include "QBase/FormattedText.h"
 #include "QBase/Memory.h"
+#include "QBase/QuickIndex.h"
 #include "QBase/UTF8.h"
 #include "QBase/Utf8Library.h"
 
@@ -36,9 +37,9 @@ String::Entry* String::sHashTable[NUM_BUCKETS];
 namespace
 {
 
-// Stripe is a lock for a part of the buckets. It is held for a few comparisons or one change of a link, never
-// while anything else is called, so waiting for it is spinning.
-class alignas(64) Stripe // a cache line, so that no two threads share one for nothing
+// Stripe is a lock for a part of the texts. It is held for a few comparisons or one change of what it guards,
+// never while anything else is called, so waiting for it is spinning.
+class Stripe
 {
 public:
     class Block
@@ -72,20 +73,13 @@ private:
     std::atomic<bool> mbTaken{false};
 };
 
-constexpr unsigned NUM_STRIPES = 256;
-constinit Stripe g_Stripes[NUM_STRIPES];
-
-Stripe& StripeOf(unsigned bucket)
-{
-    return g_Stripes[bucket % NUM_STRIPES];
-}
-
 } // namespace
 
-// The table of all entries: sHashTable, its locks, and the index of its long chains.
+// The table of all entries: sHashTable, the index of its long chains, and its parts.
 //
-// The table's lock guards every change, and the index. Whoever changes a link of a chain also holds the
-// stripe of the bucket meanwhile, so that a look-up of a text that exists needs nothing but the stripe.
+// The table's lock guards every change, the chains and their index. A look-up of a text that exists needs
+// neither: each part of the texts, by their quick hash, has an index of its own with a small lock, in which
+// all entries stand but those whose text was repaired. Those are known by the bytes as they were given.
 class StringTable
 {
 public:
@@ -101,12 +95,19 @@ public:
     /// An entry that is in no bucket yet, with no reference.
     static std::unique_ptr<Entry, Deleter> NewEntry(std::string_view text, unsigned hash);
 
-    /// An entry near the head of its chain, with one more reference; null for all others.
-    static Entry* AccessQuickly(std::string_view text, unsigned hash);
+    /// The entry in the text's part, with one more reference; null when it is not there.
+    static Entry* AccessQuickly(std::string_view text, std::uint64_t quickHash);
 
     // The caller holds the lock.
     static Entry* Find(std::string_view text, unsigned hash);
     static void Link(Entry* pEntry);
+
+    /// Lets AccessQuickly find an entry that is linked, or no longer.
+    static void InsertIntoPart(Entry* pEntry);
+    static void RemoveFromPart(const Entry* pEntry);
+
+    /// Leaves the text to Find: an entry whose text was repaired may be the newer one of two in a bucket.
+    static void HideFromPart(std::string_view text);
 
     /// False when the entry is in no bucket.
     static bool Unlink(Entry* pEntry);
@@ -118,6 +119,16 @@ private:
         static std::string_view Key(const Entry& entry) { return entry.mBuffer; }
     };
     using Index = ChainIndex<Traits>;
+
+    struct alignas(64) Part // a cache line, so that no two threads share one for nothing
+    {
+        Stripe mLock;
+        QuickIndex<Traits> mIndex;
+    };
+    static constexpr unsigned NUM_PARTS = 256;
+    static Part sParts[NUM_PARTS]; // never destroyed
+
+    static Part& PartOf(std::uint64_t quickHash) { return sParts[(quickHash >> 24) % NUM_PARTS]; }
 
     static Index& LongChains();
     static unsigned BucketOf(unsigned hash) { return hash % String::NUM_BUCKETS; }
@@ -159,19 +170,41 @@ std::unique_ptr<String::Entry, StringTable::Deleter> StringTable::NewEntry(std::
     return pEntry;
 }
 
-// An entry without references is on its way out: its thread waits for the stripe.
-String::Entry* StringTable::AccessQuickly(std::string_view text, unsigned hash)
+constinit StringTable::Part StringTable::sParts[NUM_PARTS];
+
+// An entry without references is on its way out: its thread waits for the part.
+String::Entry* StringTable::AccessQuickly(std::string_view text, std::uint64_t quickHash)
 {
-    const unsigned bucket = BucketOf(hash);
-    const Stripe::Block block(StripeOf(bucket));
-    Entry* pEntry = String::sHashTable[bucket];
-    for (int steps = 0; pEntry && steps < Index::SHORT_CHAIN; ++steps) {
-        if (std::string_view(pEntry->mBuffer) == text) {
-            return pEntry->mRefCount.IncrementUnlessZero() ? pEntry : nullptr;
-        }
-        pEntry = pEntry->mpNext;
+    Part& rPart = PartOf(quickHash);
+    const Stripe::Block block(rPart.mLock);
+    Entry* const pEntry = rPart.mIndex.Find(quickHash, text);
+    return pEntry != nullptr && pEntry->mRefCount.IncrementUnlessZero() ? pEntry : nullptr;
+}
+
+void StringTable::InsertIntoPart(Entry* pEntry)
+{
+    const std::uint64_t quickHash = QuickHash(pEntry->mBuffer);
+    Part& rPart = PartOf(quickHash);
+    const Stripe::Block block(rPart.mLock);
+    rPart.mIndex.Insert(quickHash, pEntry);
+}
+
+void StringTable::RemoveFromPart(const Entry* pEntry)
+{
+    const std::uint64_t quickHash = QuickHash(pEntry->mBuffer);
+    Part& rPart = PartOf(quickHash);
+    const Stripe::Block block(rPart.mLock);
+    rPart.mIndex.Remove(quickHash, pEntry);
+}
+
+void StringTable::HideFromPart(std::string_view text)
+{
+    const std::uint64_t quickHash = QuickHash(text);
+    Part& rPart = PartOf(quickHash);
+    const Stripe::Block block(rPart.mLock);
+    if (const Entry* const pEntry = rPart.mIndex.Find(quickHash, text)) {
+        rPart.mIndex.Remove(quickHash, pEntry);
     }
-    return nullptr;
 }
 
 String::Entry* StringTable::Find(std::string_view text, unsigned hash)
@@ -193,10 +226,7 @@ void StringTable::Link(Entry* pEntry)
 {
     const unsigned bucket = BucketOf(pEntry->mHash);
     pEntry->mpNext = String::sHashTable[bucket];
-    {
-        const Stripe::Block block(StripeOf(bucket));
-        String::sHashTable[bucket] = pEntry;
-    }
+    String::sHashTable[bucket] = pEntry;
     LongChains().Link(bucket, pEntry);
 }
 
@@ -208,7 +238,6 @@ bool StringTable::Unlink(Entry* pEntry)
         return false;
     }
     LongChains().Unlink(bucket, pEntry);
-    const Stripe::Block block(StripeOf(bucket));
     (pPredecessor ? pPredecessor->mpNext : String::sHashTable[bucket]) = pEntry->mpNext;
     return true;
 }
@@ -312,11 +341,10 @@ String::Entry* String::AccessOrCreateEntry(const char* pText)
         return AccessEntry(&sEmpty);
     }
     const std::string_view text(pText);
-    const unsigned hash = GenerateHash(pText, static_cast<unsigned>(text.size()));
-
-    if (Entry* pEntry = StringTable::AccessQuickly(text, hash)) {
+    if (Entry* pEntry = StringTable::AccessQuickly(text, QuickHash(text))) {
         return pEntry;
     }
+    const unsigned hash = GenerateHash(pText, static_cast<unsigned>(text.size()));
     CriticalSection::Block block(StringTable::Lock());
     if (Entry* pEntry = StringTable::Find(text, hash)) {
         return AccessEntry(pEntry);
@@ -337,14 +365,16 @@ String::Entry* String::AccessOrCreateEntry(const char* pText)
     // Linked last: a handler of the report may have put entries of its own into the bucket.
     AccessEntry(pEntry.get());
     StringTable::Link(pEntry.get());
+    if (bValid) {
+        StringTable::InsertIntoPart(pEntry.get());
+    } else {
+        StringTable::HideFromPart(pEntry->mBuffer);
+    }
     return pEntry.release();
 }
 
-void String::ReleaseEntry(Entry* pEntry)
+void String::ReleaseLast(Entry* pEntry)
 {
-    if (pEntry->mRefCount.DecrementUnlessLast()) {
-        return;
-    }
     // Under the lock, so that no other look-up finds an entry that is on its way out.
     CriticalSection::Block block(StringTable::Lock());
     if (pEntry->mRefCount.Decrement() <= 0) {
@@ -357,6 +387,7 @@ void String::DeleteEntry(Entry* pEntry)
     if (pEntry == &sEmpty) {
         return;
     }
+    StringTable::RemoveFromPart(pEntry);
     const bool bFound = StringTable::Unlink(pEntry);
     if (!QBASE_ASSERT_TEXT(bFound, "String", 218, "ASSERT( pEntryNode )")) {
         return;

@@ -27,6 +27,7 @@
 
 using namespace QBase;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace
@@ -150,6 +151,15 @@ TEST(StringTest, AssignmentToItselfKeepsTheText)
     static_assert(std::is_void_v<decltype(text = same)>);
 }
 
+TEST(StringTest, NobodyCountsWhoRefersToTheNullString)
+{
+    const int count = StringInspector::ReferenceCount(String::Null);
+    const String a;
+    const String b(a);
+    const String c(nullptr);
+    EXPECT_EQ(StringInspector::ReferenceCount(String::Null), count);
+}
+
 TEST(StringTest, TheNullStringOutlivesAnyNumberOfReleases)
 {
     const int count = StringInspector::ReferenceCount(String::Null);
@@ -159,6 +169,37 @@ TEST(StringTest, TheNullStringOutlivesAnyNumberOfReleases)
         a = b;
     }
     EXPECT_EQ(StringInspector::ReferenceCount(String::Null), count);
+}
+
+// Of two entries in a bucket with the same text the newer one is met first, which may be a repaired one.
+TEST(StringTest, ATextThatWasRepairedIntoTheBucketOfTheCleanOneIsFoundInItsStead)
+{
+    // Bytes that are repaired to `clean`, in whose bucket they fall.
+    const auto bucketOf = [](const std::string& text) {
+        return GenerateHash(text.data(), static_cast<unsigned>(text.size())) % StringInspector::NumBuckets();
+    };
+    std::string clean;
+    std::string broken;
+    for (int i = 0; broken.empty(); ++i) {
+        clean = "repaired ?" + std::to_string(i);
+        for (int byte = 0x80; byte < 0x100 && broken.empty(); ++byte) {
+            std::string candidate = clean;
+            candidate[9] = static_cast<char>(byte);
+            if (bucketOf(candidate) == bucketOf(clean)) {
+                broken = candidate;
+            }
+        }
+        ASSERT_LT(i, 10000000);
+    }
+    CapturedMessages messages;
+    const String given(clean.c_str());
+    {
+        const String repaired(broken.c_str());
+        EXPECT_FALSE(repaired == given);
+        EXPECT_TRUE(String(clean.c_str()) == repaired);
+        EXPECT_THAT(messages.TakeError(), HasSubstr("Fixed invalid UTF8 string"));
+    }
+    EXPECT_TRUE(String(clean.c_str()) == given);
 }
 
 TEST(StringTest, HashMixesTheBytesFromTheLastToTheFirst)
