@@ -87,6 +87,14 @@ public:
 
     ~Ptr() { DropReference(mpObject); }
 
+    /// Takes over a reference that the caller has, instead of one more.
+    static Ptr Adopt(T* pObject)
+    {
+        Ptr adopted;
+        adopted.mpObject = pObject;
+        return adopted;
+    }
+
     /// References the new object, stores it, then drops the old one. All answer the new raw pointer.
     T* operator=(T* pObject) { return Replace(Ptr(pObject)); }
     T* operator=(const Ptr& other) { return Replace(Ptr(other)); }

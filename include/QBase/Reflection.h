@@ -340,7 +340,7 @@ void Store(const Value& value, Assign assign)
             ReportForeignObject(value.AsObject(), Pointee<T>::GetClass());
             return;
         }
-        assign(pObject);
+        assign(std::move(pObject));
     } else {
         assign(ValueTraits<T>::Get(value));
     }
@@ -435,7 +435,11 @@ public:
 
     void Set(Object* pObject, const Value& value) override
     {
-        Store<T>(value, [&](const T& stored) { static_cast<C*>(pObject)->*Member = stored; });
+        if constexpr (TypeOf<T>() == Value::TYPE_STRING) {
+            static_cast<C*>(pObject)->*Member = value.AsString();
+        } else {
+            Store<T>(value, [&](T&& stored) { static_cast<C*>(pObject)->*Member = std::move(stored); });
+        }
     }
 
 private:

@@ -357,9 +357,9 @@ Ptr<Object> BinaryReader::ConstructObject(int moduleIndex, int nameIndex)
     if (storedClass.mpConstruct == nullptr) {
         return Construct(storedClass.mModule, storedClass.mName); // says what is missing
     }
-    const Value object = storedClass.mpConstruct->Invoke(nullptr, Value::Null, Value::Null, Value::Null,
-                                                         Value::Null, Value::Null);
-    return object.AsObject();
+    Value object = storedClass.mpConstruct->Invoke(nullptr, Value::Null, Value::Null, Value::Null,
+                                                   Value::Null, Value::Null);
+    return Ptr<Object>::Adopt(ValueBits::TakeObject(std::move(object)));
 }
 
 void BinaryReader::NoteReference(Value::Type type, const StoredProperty& property)

@@ -109,7 +109,8 @@ Ptr<Object> Construct(const String& module, const String& className, const Value
         Error("Global", __LINE__, "Failed to construct '%s.%s'", module.c_str(), className.c_str());
         return nullptr;
     }
-    return pConstruct->CallOn(nullptr, arg, Value::Null, Value::Null, Value::Null, Value::Null).AsObject();
+    Value object = pConstruct->CallOn(nullptr, arg, Value::Null, Value::Null, Value::Null, Value::Null);
+    return Ptr<Object>::Adopt(ValueBits::TakeObject(std::move(object)));
 }
 
 std::string DescribeClass(const ClassInfoTable* pClassTable)

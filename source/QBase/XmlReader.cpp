@@ -295,9 +295,9 @@ Ptr<Object> XmlReader::ConstructObject(const XMLElement* pElement)
         IsFine(mGuard.DescribeNumObjects(mLastModule + "." + mLastClassName));
         return nullptr;
     }
-    const Value object =
+    Value object =
         mpLastConstruct->Invoke(nullptr, Value::Null, Value::Null, Value::Null, Value::Null, Value::Null);
-    return object.AsObject();
+    return Ptr<Object>::Adopt(ValueBits::TakeObject(std::move(object)));
 }
 
 bool XmlReader::ReadContents(const XMLElement* pElement, Object* pObject)
