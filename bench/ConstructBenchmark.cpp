@@ -42,12 +42,12 @@ void QBaseDirectly(benchmark::State& state)
 }
 
 #if QBASE_HAS_RTTR
+// A shared pointer comes, as it does unless one asks for another; the variant's destructor drops it.
 void RttrByName(benchmark::State& state)
 {
     for (auto _ : state) {
         rttr::variant taxi = rttr::type::get_by_name("Bench::Taxi").create();
         benchmark::DoNotOptimize(taxi);
-        delete taxi.get_value<RttrTaxi*>();
     }
 }
 #endif

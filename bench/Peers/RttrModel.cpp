@@ -21,7 +21,7 @@ RTTR_REGISTRATION
         .property("Power", &RttrCar::mPower)
         .property("Maker", &RttrCar::mMaker);
     registration::class_<RttrTaxi>("Bench::Taxi")
-        .constructor<>()(rttr::policy::ctor::as_raw_ptr)
+        .constructor<>()
         .property("Fare", &RttrTaxi::mFare)
         .property("Licence", &RttrTaxi::mLicence)
         .property("Rate", &RttrTaxi::mRate)
