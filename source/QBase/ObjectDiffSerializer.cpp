@@ -186,6 +186,16 @@ private:
     ByteBuffer& mBytes;
 };
 
+// Somebody wrote into the frame while it was under way, and nobody knows any more what is in it. Whoever was
+// to get it has missed something.
+void GiveUpFrame(ReplicationState& state)
+{
+    for (const std::shared_ptr<OutStream>& pOut : state.mAddressed) {
+        pOut->mbStopped = true;
+    }
+    state.mFrame.Seek(0);
+}
+
 // When the frame gets too long by its last packet, which starts at `start`, those before go out to all who
 // are addressed, and that packet becomes the first of the next frame.
 void SplitFrame(ReplicationState& state, int start)
@@ -195,11 +205,16 @@ void SplitFrame(ReplicationState& state, int start)
     }
     FrameBuffer* const mpFrameStream = &state.mFrame;
     const int frameSize = mpFrameStream->Tell();
-    for (const std::shared_ptr<OutStream>& pOut : state.mAddressed) {
-        SendFrame(*mpFrameStream, start, *pOut);
+    bool bWhole = start <= frameSize;
+    for (std::size_t i = 0; bWhole && i < state.mAddressed.size(); ++i) {
+        SendFrame(*mpFrameStream, start, *state.mAddressed[i]);
+        bWhole = QBASE_ASSERT(frameSize == mpFrameStream->Tell());
     }
-    QBASE_ASSERT(frameSize == mpFrameStream->Tell());
-    state.mFrame.KeepFrom(start);
+    if (bWhole) {
+        state.mFrame.KeepFrom(start);
+    } else {
+        GiveUpFrame(state);
+    }
 }
 
 template <typename Fill>
@@ -255,36 +270,48 @@ struct EncodedCall
     std::unique_ptr<ByteBuffer> mpBytes;
 };
 
+// Sends a frame with calls, the common one or another. False when somebody wrote into either meanwhile.
+bool SendLocalFrame(ReplicationState& state, FrameBuffer& rFrame, OutStream& out)
+{
+    const int localFrameSize = rFrame.Tell();
+    const int commonFrameSize = state.mFrame.Tell();
+    if (localFrameSize > 0) {
+        SendFrame(rFrame, localFrameSize, out);
+    }
+    return QBASE_ASSERT_TEXT(localFrameSize == rFrame.Tell(), UNIT, __LINE__,
+                             "ASSERT( localFrameSize == mpFrameStream->Tell() )") &&
+           QBASE_ASSERT_TEXT(commonFrameSize == state.mFrame.Tell(), UNIT, __LINE__,
+                             "ASSERT( commonFrameSize == mpFrameStream->Tell() )");
+}
+
 // The packets common to all streams stand in the frame. Each stream gets them with its calls behind; calls
 // that find no room follow in frames of their own.
 void SendFrames(ReplicationState& state, const std::vector<EncodedCall>& calls)
 {
-    FrameBuffer* const mpFrameStream = &state.mFrame;
-    const int commonFrameSize = mpFrameStream->Tell();
+    const int commonFrameSize = state.mFrame.Tell();
     for (const std::shared_ptr<OutStream>& pOut : state.mAddressed) {
-        FrameBuffer* pFrame = mpFrameStream;
-        for (const EncodedCall& call : calls) {
+        FrameBuffer* pFrame = &state.mFrame;
+        bool bWhole = true;
+        for (std::size_t i = 0; bWhole && i < calls.size(); ++i) {
+            const EncodedCall& call = calls[i];
             if (call.mpStream != nullptr && !(call.mpStream == pOut->mpStream)) {
                 continue;
             }
             const int callSize = static_cast<int>(call.mpBytes->GetSize());
             if (pFrame->Tell() > 0 && pFrame->Tell() + callSize > FrameBuffer::FRAME_SIZE) {
-                SendFrame(*pFrame, pFrame->Tell(), *pOut);
+                bWhole = SendLocalFrame(state, *pFrame, *pOut);
                 pFrame = &state.mCallFrame;
                 pFrame->Seek(0);
             }
             pFrame->GetBytes().Append(call.mpBytes->GetData(), call.mpBytes->GetSize());
         }
-        const int localFrameSize = pFrame->Tell();
-        if (localFrameSize > 0) {
-            SendFrame(*pFrame, localFrameSize, *pOut);
+        if (!bWhole || !SendLocalFrame(state, *pFrame, *pOut)) {
+            GiveUpFrame(state);
+            return;
         }
-        QBASE_ASSERT_TEXT(localFrameSize == pFrame->Tell(), UNIT, __LINE__,
-                          "ASSERT( localFrameSize == mpFrameStream->Tell() )");
-        mpFrameStream->Seek(commonFrameSize);
-        QBASE_ASSERT(commonFrameSize == mpFrameStream->Tell());
+        state.mFrame.Seek(commonFrameSize);
     }
-    mpFrameStream->Seek(0);
+    state.mFrame.Seek(0);
 }
 
 } // namespace
