@@ -23,6 +23,9 @@ void SetBinaryMode(std::FILE* pFile);
 
 bool IsTerminal(std::FILE* pFile);
 
+/// The folder that the running program lies in; empty when nobody knows.
+std::string GetProgramFolder();
+
 /// Opens a file for reading. Null on failure; `rReason` then says why.
 std::FILE* OpenForReading(const std::string& path, std::string& rReason);
 

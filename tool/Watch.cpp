@@ -14,6 +14,7 @@
 
 #include "QBase/ClassInfoTable.h"
 #include "QBase/Function.h"
+#include "QBase/SystemFile.h"
 
 #include <CLI/CLI.hpp>
 
@@ -36,7 +37,8 @@ constexpr char FOOTER[] =
 Examples:
   quirl watch localhost:4711
   quirl watch localhost:4711 --json | python3 log.py
-  quirl watch example.net:4711 --quiet --relay 4712 --save last.qobj)TEXT";
+  quirl watch example.net:4711 --quiet --relay 4712 --save last.qobj
+  quirl watch localhost:4711 --capture frames.bin && quirl annotate frames.bin)TEXT";
 
 constexpr std::chrono::milliseconds FRAME_TIME(5);
 constexpr std::chrono::seconds SAVE_TIME(1); // between two savings of a graph that goes on changing
@@ -50,6 +52,7 @@ struct WatchOptions
     bool mbJson = false;
     bool mbQuiet = false;
     std::string mSave;
+    std::string mCapture;
     int mRelayPort = -1;
     std::string mRelayAddress;
 };
@@ -67,6 +70,7 @@ public:
             RequireModule(module);
         }
         mNetwork.SetLimits(MakeLimits(mOptions.mLimits));
+        Capture();
         mNetwork.Join(ParseAddress(mOptions.mAddress));
         if (mOptions.mRelayPort >= 0) {
             Relay();
@@ -85,6 +89,22 @@ public:
     }
 
 private:
+    // A relay's way to pass frames on, byte for byte, leads to a file as well.
+    void Capture()
+    {
+        if (mOptions.mCapture.empty()) {
+            return;
+        }
+        Messages messages;
+        const Ptr<SystemFile> pFile = SystemFile::Construct(Value::Null);
+        if (pFile == nullptr || !pFile->Open(mOptions.mCapture.c_str(), File::MODE_WRITE)) {
+            messages.Print();
+            throw Trouble("Failed to capture to " + GetDisplayName(mOptions.mCapture) +
+                          "; choose a file that can be written");
+        }
+        mNetwork.GetSerializer()->AddForwardingStream(pFile);
+    }
+
     void Relay()
     {
         const int port = mNetwork.Serve(mOptions.mRelayAddress, mOptions.mRelayPort);
@@ -166,6 +186,10 @@ void AddWatch(CLI::App& rApp, int& rExitCode)
     pCommand->add_flag("--json", pOptions->mbJson, "Print JSON, for programs: a line for each event");
     pCommand->add_flag("--quiet", pOptions->mbQuiet, "Print no events");
     pCommand->add_option("--save", pOptions->mSave, "Keep the last state in this file")->type_name("FILE");
+    pCommand
+        ->add_option("--capture", pOptions->mCapture,
+                     "Write the frames that were applied, byte for byte, to this file for quirl annotate")
+        ->type_name("FILE");
     pCommand->add_option("--relay", pOptions->mRelayPort, "Let others join here as well; 0 takes a free port")
         ->type_name("PORT")
         ->check(CLI::Range(0, 65535));

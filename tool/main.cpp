@@ -25,9 +25,11 @@ constexpr char FOOTER[] = R"(Examples:
   quirl show solar.QXml                  what is in a file
   quirl convert solar.QXml solar.qobj    XML to binary; a path with "QXml" in it means XML
   quirl diff solar.QXml solar.qobj       whether two files hold the same graph
+  quirl new-module Rocket --class Engine --property thrust:float --function Start
+                                         a module to begin with, and its test
 
 FILE may be "-" for standard input. `quirl COMMAND --help` tells more about a command.
-Exit codes: 0 fine, 1 found something (diff, check), 2 trouble.)";
+Exit codes: 0 fine, 1 found something (diff, check, annotate, conform), 2 trouble.)";
 
 std::string MakeVersion()
 {
@@ -45,11 +47,13 @@ void AddCommands(CLI::App& rApp, int& rExitCode)
     Quirl::AddConvert(rApp, rExitCode);
     Quirl::AddDiff(rApp, rExitCode);
     Quirl::AddCheck(rApp, rExitCode);
+    Quirl::AddAnnotate(rApp, rExitCode);
     Quirl::AddClasses(rApp, rExitCode);
     Quirl::AddConform(rApp, rExitCode);
     Quirl::AddGraph(rApp, rExitCode);
     Quirl::AddServe(rApp, rExitCode);
     Quirl::AddWatch(rApp, rExitCode);
+    Quirl::AddNewModule(rApp, rExitCode);
 }
 
 std::string DescribeMistake(const CLI::App* pApp, const CLI::Error& error)

@@ -55,7 +55,7 @@ TEST_F(ToolTest, EveryCommandHasHelpWithAnExampleThatCallsIt)
     EXPECT_THAT(all.mOutput, HasSubstr("\nExamples:\n  quirl "));
     const std::vector<std::string> commands = ReadCommands(all.mOutput);
     EXPECT_THAT(commands, testing::IsSupersetOf({"show", "convert", "diff", "check", "classes", "conform",
-                                                 "graph", "serve", "watch"}));
+                                                 "graph", "serve", "watch", "annotate", "new-module"}));
     for (const std::string& command : commands) {
         const Outcome result = Quirl({command, "--help"});
         EXPECT_EQ(result.mExitCode, 0) << command;

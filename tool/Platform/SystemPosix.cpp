@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -87,6 +89,13 @@ void ShowStandardOutput()
 
 void SetBinaryMode(std::FILE*)
 {}
+
+std::string GetProgramFolder()
+{
+    std::error_code error;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+    return error ? std::string() : program.parent_path().string();
+}
 
 bool IsTerminal(std::FILE* pFile)
 {

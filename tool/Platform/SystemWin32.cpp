@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 #include <windows.h>
 
@@ -65,6 +66,17 @@ void SetBinaryMode(std::FILE* pFile)
 {
     std::fflush(pFile);
     _setmode(_fileno(pFile), _O_BINARY);
+}
+
+std::string GetProgramFolder()
+{
+    wchar_t path[32768];
+    const DWORD length = GetModuleFileNameW(nullptr, path, static_cast<DWORD>(std::size(path)));
+    if (length == 0 || length == std::size(path)) {
+        return {};
+    }
+    const std::string program = ToNarrow(path);
+    return program.substr(0, program.rfind('\\'));
 }
 
 bool IsTerminal(std::FILE* pFile)

@@ -184,6 +184,22 @@ TEST_F(ServeTest, AnEditOfOneValueIsOneEvent)
     EXPECT_THAT(Pass("replica.txt", 3), IsEmpty());
 }
 
+TEST_F(ServeTest, CapturedFramesAreUnderstoodToTheLastByte)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    mFolder.Write("next.QXml", Document(Replaced(CREW, ">0.25<", ">0.75<")));
+    EXPECT_EQ(
+        Run("serve crew.QXml; watch replica localhost:$port --capture frames.bin\n"
+            "wait_for replica.txt '~ root is'; cp next.QXml crew.QXml; wait_for replica.txt 0.75; stop\n"
+            "\"$quirl\" annotate frames.bin >frames.txt; echo $?\n"),
+        "0\n");
+    EXPECT_THAT(Read("frames.txt"), StartsWith("00000000  "));
+    EXPECT_THAT(Read("frames.txt"), HasSubstr("packet 4: property changes\n"));
+    EXPECT_THAT(Read("frames.txt"), EndsWith("= 0.75\n"));
+    EXPECT_THAT(Run("\"$quirl\" watch localhost:1 --capture no/such/folder\n"),
+                HasSubstr("Failed to capture to 'no/such/folder'; choose a file that can be written\n"));
+}
+
 TEST_F(ServeTest, ThePrintedLinesTellWhatComesChangesAndGoes)
 {
     mFolder.Write("crew.QXml", Document(CREW));

@@ -1,0 +1,63 @@
+// A module that quirl new-module wrote, built against the installed package as its README says.
+
+#include "Support/Paths.h"
+#include "Support/Sanitizer.h"
+#include "Support/ToolFixture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+using testing::HasSubstr;
+
+namespace
+{
+
+class BuiltModuleTest : public ToolTest
+{
+protected:
+    Outcome Run(const std::string& commands) const
+    {
+        ProgramStart start{{"/bin/sh", "-c", "exec 2>&1; set -e; " + commands}};
+        start.mFolder = PathOf("");
+        return RunApart(start);
+    }
+};
+
+} // namespace
+
+TEST_F(BuiltModuleTest, AModuleOfEveryTypeBuildsAgainstTheInstalledPackageAndPassesItsTest)
+{
+    if (HAS_SANITIZER) {
+        GTEST_SKIP() << "a sanitizer has to be in the program that loads the library";
+    }
+    const std::string package = PathOf("package");
+    const Outcome installed =
+        Run("for part in runtime development tools; do cmake --install '" + BinaryPath("..") +
+            "' --prefix '" + package + "' --component $part >/dev/null; done");
+    ASSERT_EQ(installed.mExitCode, 0) << installed.mOutput;
+
+    const Outcome written =
+        Run("package/bin/quirl new-module Rocket --class Engine:Object --property thrust:float "
+            "--property stages:int --property lit:bool --property name:String --property next:Object "
+            "--property size:Vector2 --property place:Vector3 --property plane:Vector4 "
+            "--property cell:Vector2i --property box:Vector3i --property part:Vector4i "
+            "--property tint:Color --property turn:Quaternion --property any:Value "
+            "--function Start --function Stop "
+            "--class Booster:Engine --property names:String[] --property parts:Object[] "
+            "--property lamps:bool[] --class Tank:Table --function Fill --class Crew:List");
+    ASSERT_EQ(written.mExitCode, 0) << written.mOutput;
+    const std::string next =
+        "Next: cmake -S Rocket -B Rocket/build -DCMAKE_PREFIX_PATH='" + package +
+        "' && cmake --build Rocket/build && ctest --test-dir Rocket/build --output-on-failure\n";
+    ASSERT_EQ(written.mOutput, next);
+
+    const Outcome built =
+        Run("export CXXFLAGS='-Wall -Wextra -Wpedantic -Werror' CMAKE_BUILD_TYPE=Debug; " + next.substr(6));
+    EXPECT_EQ(built.mExitCode, 0) << built.mOutput;
+    EXPECT_THAT(built.mOutput, HasSubstr("100% tests passed, 0 tests failed out of 1"));
+    EXPECT_THAT(Run("LD_LIBRARY_PATH=Rocket/build/bin package/bin/quirl classes Rocket").mOutput,
+                HasSubstr("class Rocket.Booster : Rocket.Engine  // Say here in one line what it is for\n"
+                          "  lamps: bool[]\n"));
+}

@@ -1,0 +1,197 @@
+// quirl new-module: writes a module to begin with.
+
+#include "Commands.h"
+#include "NewModule.h"
+#include "Output.h"
+#include "Report.h"
+#include "System.h"
+#include "Text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace Quirl
+{
+
+namespace
+{
+
+constexpr char FOOTER[] =
+    R"TEXT(Writes a folder NAME with a module that builds and passes its own test at once: CMakeLists.txt, a header and a
+source for each class, a test and a README. Properties and functions are those of the --class before them; without
+one, of a class that is called like the module. Types are those that `quirl classes` prints; [] makes an array.
+Exit codes: 0 written, 2 trouble (nothing is written then).
+
+Examples:
+  quirl new-module Rocket
+  quirl new-module Rocket --class Engine:Object --property thrust:float --function Start \
+                          --class Stage:List --property "burnt:bool" --property "log:String[]")TEXT";
+
+// Their order on the command line says to which class properties and functions belong.
+struct Words
+{
+    CLI::Option* mpClass = nullptr;
+    CLI::Option* mpProperty = nullptr;
+    CLI::Option* mpFunction = nullptr;
+};
+
+// "NAME:REST" apart; the rest is empty without a colon.
+std::pair<std::string, std::string> Split(const std::string& text)
+{
+    const std::size_t colon = text.find(':');
+    return colon == text.npos ? std::pair(text, std::string())
+                              : std::pair(text.substr(0, colon), text.substr(colon + 1));
+}
+
+NewProperty ParseProperty(const std::string& text)
+{
+    auto [name, type] = Split(text);
+    if (type.empty()) {
+        throw Trouble("Failed to read the property " + Quote(text) +
+                      " - it is no NAME:TYPE; write speed:float, for example");
+    }
+    const bool bArray = type.ends_with("[]");
+    return {name, bArray ? type.substr(0, type.size() - 2) : type, bArray};
+}
+
+NewClass ParseClass(const std::string& text)
+{
+    auto [name, base] = Split(text);
+    constexpr std::string_view MODULE = "QBase.";
+    if (base.starts_with(MODULE)) {
+        base.erase(0, MODULE.size());
+    }
+    return {name, base.empty() ? "Object" : base, {}, {}};
+}
+
+NewModule ParseModule(const std::string& name, const CLI::App& command, const Words& words)
+{
+    NewModule module{name, {}};
+    std::size_t numClasses = 0;
+    std::size_t numProperties = 0;
+    std::size_t numFunctions = 0;
+    for (const CLI::Option* const pOption : command.parse_order()) {
+        if (pOption == words.mpClass) {
+            module.mClasses.push_back(ParseClass(pOption->results()[numClasses++]));
+            continue;
+        }
+        if (pOption != words.mpProperty && pOption != words.mpFunction) {
+            continue;
+        }
+        if (module.mClasses.empty()) {
+            module.mClasses.push_back({name, "Object", {}, {}});
+        }
+        if (pOption == words.mpProperty) {
+            module.mClasses.back().mProperties.push_back(ParseProperty(pOption->results()[numProperties++]));
+        } else {
+            module.mClasses.back().mFunctions.push_back(pOption->results()[numFunctions++]);
+        }
+    }
+    if (module.mClasses.empty()) {
+        module.mClasses.push_back({name, "Object", {}, {}});
+    }
+    return module;
+}
+
+void Write(const fs::path& path, const std::string& text)
+{
+    std::error_code error;
+    fs::create_directories(path.parent_path(), error);
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    if (!file) {
+        throw Trouble("Failed to write '" + path.generic_string() +
+                      "'; make room there, or go to a folder in "
+                      "which you may write");
+    }
+}
+
+// The prefix that quirl is installed under when CMake does not look there by itself; empty otherwise.
+std::string FindPrefix()
+{
+    const fs::path prefix = fs::path(GetProgramFolder()).parent_path();
+    if (prefix.empty() || prefix == "/usr" || prefix == "/usr/local") {
+        return {};
+    }
+    std::error_code error;
+    for (fs::recursive_directory_iterator place(prefix / "lib", error), end; !error && place != end;
+         place.increment(error)) {
+        if (place->path().filename() == "QBaseConfig.cmake") {
+            return prefix.generic_string();
+        }
+        if (place.depth() >= 3) {
+            place.disable_recursion_pending();
+        }
+    }
+    return {};
+}
+
+void PrintNextCommand(const std::string& name)
+{
+    const std::string prefix = FindPrefix();
+    Output output;
+    output.WriteLine("Next: cmake -S " + name + " -B " + name + "/build" +
+                     (prefix.empty() ? "" : " -DCMAKE_PREFIX_PATH='" + prefix + "'") + " && cmake --build " +
+                     name + "/build && ctest --test-dir " + name + "/build --output-on-failure");
+    output.Finish();
+}
+
+int RunNewModule(const NewModule& module)
+{
+    CheckModule(module);
+    const fs::path folder = module.mName;
+    std::error_code error;
+    if (fs::exists(fs::symlink_status(folder, error))) {
+        throw Trouble("Failed to make the folder '" + module.mName +
+                      "' - something of that name is there; choose another name, or go to another folder");
+    }
+    try {
+        for (const NewFile& file : MakeFiles(module)) {
+            Write(folder / file.mPath, file.mText);
+        }
+    } catch (const Trouble&) {
+        fs::remove_all(folder, error);
+        throw;
+    }
+    PrintNextCommand(module.mName);
+    return EXIT_FINE;
+}
+
+CLI::Option* AddWords(CLI::App* pCommand, const char* pOption, const char* pType,
+                      const std::string& description)
+{
+    return pCommand->add_option(pOption, description)
+        ->type_name(pType)
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+} // namespace
+
+void AddNewModule(CLI::App& rApp, int& rExitCode)
+{
+    CLI::App* const pCommand =
+        rApp.add_subcommand("new-module", "Write a module that builds and passes its own test");
+    const auto pName = std::make_shared<std::string>();
+    Words words;
+    pCommand->add_option("NAME", *pName, "The name of the module and its folder")->required();
+    words.mpClass = AddWords(pCommand, "--class", "NAME[:BASE]",
+                             "Add a class (repeatable); BASE is Object, Table, List or an earlier class");
+    words.mpProperty =
+        AddWords(pCommand, "--property", "NAME:TYPE", "Add a property to the class (repeatable)");
+    words.mpFunction = AddWords(pCommand, "--function", "NAME", "Add a function to the class (repeatable)");
+    pCommand->footer(FOOTER);
+    pCommand->callback([pName, words, pCommand, &rExitCode] {
+        rExitCode = RunNewModule(ParseModule(*pName, *pCommand, words));
+    });
+}
+
+} // namespace Quirl
