@@ -32,6 +32,7 @@
 #include "QBase/HashTableIndex.h"
 #include "QBase/IOStream.h"
 #include "QBase/InterlockedInt.h"
+#include "QBase/LeakReport.h"
 #include "QBase/LinkedList.h"
 #include "QBase/List.h"
 #include "QBase/LoadLimits.h"

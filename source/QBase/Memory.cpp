@@ -1,5 +1,6 @@
 #include "QBase/Memory.h"
 
+#include "QBase/BlockTrace.h"
 #include "QBase/CriticalSection.h"
 #include "QBase/Error.h"
 #include "QBase/MemoryBlock.h"
@@ -760,6 +761,33 @@ void Memory::UnmarkTracedObject(Object* pObject)
     TraceEntry* pEntry = spTraceIndex ? FindTracedObjectBlock(pObject) : nullptr;
     if (pEntry && pEntry->mpObject == pObject)
         pEntry->mpObject = nullptr;
+}
+
+bool BlockTrace::IsRunning()
+{
+    CriticalSection::Block block(&sLock.mSection);
+    return spTraceIndex != nullptr;
+}
+
+std::uint64_t BlockTrace::GetMark()
+{
+    CriticalSection::Block block(&sLock.mSection);
+    return sNextSequence;
+}
+
+std::vector<std::pair<std::uint64_t, Object*>> BlockTrace::GetObjects()
+{
+    CriticalSection::Block block(&sLock.mSection);
+    std::vector<std::pair<std::uint64_t, Object*>> objects;
+    if (spTraceIndex != nullptr) {
+        for (const auto& [pBlock, entry] : *spTraceIndex) {
+            if (entry.mpObject != nullptr) {
+                objects.emplace_back(entry.mSequence, entry.mpObject);
+            }
+        }
+    }
+    std::sort(objects.begin(), objects.end());
+    return objects;
 }
 
 } // namespace QBase
