@@ -46,6 +46,7 @@ public:
     {
         const SchemaClass* pClass = &described;
         mbAbstract = described.mbAbstract;
+        mbActsOutside = described.mbActsOutside;
         while (pClass != nullptr && mAncestors.insert(pClass->mName).second) {
             for (const SchemaProperty& property : pClass->mProperties) {
                 mProperties.emplace(property.mName, &property);
@@ -66,6 +67,7 @@ public:
 
     std::string mName;
     bool mbAbstract = false;
+    bool mbActsOutside = false;
     std::set<std::string> mAncestors; // itself too
     std::map<std::string, const SchemaProperty*> mProperties;
     std::map<std::string, const SchemaFunction*> mFunctions;
@@ -150,6 +152,12 @@ private:
             Add(Breach::FILES, {}, "the class has become abstract: files with an object of it do not load");
             Add(Breach::PEERS, {}, "the class has become abstract: no replica of its objects can be made");
             Add(Breach::CALLERS, {}, "the class has become abstract: nobody can construct it");
+        }
+        if (mNow.mbActsOutside && !mThen.mbActsOutside) {
+            const std::string text = "the class acts on something outside the program now: ";
+            Add(Breach::FILES, {}, text + "files with an object of it load only where they are trusted");
+            Add(Breach::PEERS, {},
+                text + "replicas of its objects are made only of a source that is trusted");
         }
     }
 

@@ -152,6 +152,19 @@ TEST_F(ConformTest, AnAbstractClassCannotBeLoaded)
               "Breaks: 1 for files\n");
 }
 
+TEST_F(ConformTest, AClassThatActsOutsideIsNothingForStrangers)
+{
+    EXPECT_EQ(Change("\"Garage.Car\", \"abstract\": false, \"actsOutside\": false",
+                     "\"Garage.Car\", \"abstract\": false, \"actsOutside\": true"),
+              "files: Garage.Truck: the class acts on something outside the program now: files with an "
+              "object of it "
+              "load only where they are trusted\n"
+              "peers: Garage.Truck: the class acts on something outside the program now: replicas of its "
+              "objects are "
+              "made only of a source that is trusted\n"
+              "Breaks: 1 for files, 1 for peers\n");
+}
+
 TEST_F(ConformTest, ANewBaseLosesWhatTheOldOneHad)
 {
     const std::string changed = Change("\"base\": \"Garage.Car\"", "\"base\": \"QBase.Object\"", "files");
