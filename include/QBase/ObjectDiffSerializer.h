@@ -24,7 +24,8 @@
 // it is removed and added anew. Nor is anything written to a stream that took less than a whole frame. What
 // packets promise each other (an id that is known, an index that follows the last) is asserted; for a stream
 // that is not trusted the assertion's text is only reported, and the stream stopped; so it is when it exceeds
-// the host's limits. See docs/Formats.md for the bytes.
+// the host's limits. Memory that runs out is reported and stops the streams that miss something. See
+// docs/Formats.md for the bytes.
 //
 // Threads: a serializer, its graph and its streams are driven by one thread at a time.
 
@@ -204,6 +205,8 @@ private:
 
     void QueueCall(Stream* pStream, Object* pObject, const String& name,
                    std::initializer_list<const Value*> arguments);
+    void Send();
+    void SendSnapshotTo(Stream* pStream);
     void WriteChanges();
     void WriteSnapshot();
     const std::vector<String>& GetFunctionNames(ClassInfoTable* pClass);

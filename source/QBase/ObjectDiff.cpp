@@ -3,6 +3,7 @@
 #include "QBase/ClassInfoTable.h"
 #include "QBase/Error.h"
 #include "QBase/List.h"
+#include "QBase/Memory.h"
 #include "QBase/ObjectDiffHandler.h"
 #include "QBase/ObjectHash.h"
 #include "QBase/PooledMemory.h"
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <memory>
 #include <memory_resource>
+#include <new>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -195,6 +197,17 @@ public:
     {
         for (ObjectState* const pState : mStates) {
             pState->mbDescribed = false;
+        }
+    }
+
+    // Lets go of everything, whatever was under way. Takes no memory.
+    void Clear()
+    {
+        const std::vector<ObjectState*> states = std::move(mStates);
+        mStates.clear();
+        mIndex.clear();
+        for (ObjectState* const pState : states) {
+            Destroy(pState);
         }
     }
 
@@ -486,7 +499,11 @@ void ObjectDiff::Execute(const Value& value)
 {
     Object* const pObject = value.AsObject();
     const bool bHandler = pObject != nullptr && pObject->IsDerivedType(ObjectDiffHandler::ClassTable());
-    RunPass(bHandler ? static_cast<ObjectDiffHandler*>(pObject) : nullptr);
+    try {
+        RunPass(bHandler ? static_cast<ObjectDiffHandler*>(pObject) : nullptr);
+    } catch (const std::bad_alloc&) {
+        Error(UNIT, __LINE__, "Failed to execute object diff - out of memory");
+    }
 }
 
 void ObjectDiff::RunPass(ObjectDiffHandler* pHandler)
@@ -506,13 +523,14 @@ void ObjectDiff::RunPass(ObjectDiffHandler* pHandler)
         {
             mDiff.mbExecuting = false;
             if (!mbFinished) {
-                delete std::exchange(mDiff.mpSnapshot, new ObjectDiffSnapshot);
+                mDiff.mpSnapshot->Clear();
             }
         }
         ObjectDiff& mDiff;
         bool mbFinished = false;
     } guard{*this};
     mbExecuting = true;
+    const unsigned numFailures = Memory::GetNumFailures();
 
     ++mPassMark;
     ObjectDiffPass pass(*mpSnapshot, pHandler, mPassMark);
@@ -522,6 +540,9 @@ void ObjectDiff::RunPass(ObjectDiffHandler* pHandler)
     }
     pass.SweepUnreachedObjects();
     mpReportedRoot = pRoot;
+    if (Memory::GetNumFailures() != numFailures) {
+        throw std::bad_alloc(); // a getter may have answered less than there is
+    }
     guard.mbFinished = true;
 }
 

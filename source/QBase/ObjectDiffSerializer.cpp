@@ -10,10 +10,28 @@
 #include "QBase/Table.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace QBase
 {
+
+namespace
+{
+
+std::uint32_t g_FirstIds = 1;
+
+} // namespace
+
+void SetFirstIds(std::uint32_t first)
+{
+    g_FirstIds = first;
+}
+
+std::uint32_t GetFirstIds()
+{
+    return g_FirstIds;
+}
 
 namespace
 {
@@ -885,8 +903,17 @@ void ObjectDiffSerializer::Execute(const Value&)
         return;
     }
     const KeepAlive keepThis(this);
-    SendScope sending(state);
+    try {
+        Send();
+    } catch (const std::bad_alloc&) {
+        Error(UNIT, __LINE__, "Failed to execute serializer - out of memory");
+    }
+}
 
+void ObjectDiffSerializer::Send()
+{
+    ReplicationState& state = *mpState;
+    SendScope sending(state);
     AddressStreams(state, [](const OutStream& out) { return out.mbInStep && !out.mbCallsOnly; });
     if (IsSource(state)) {
         WriteChanges();
@@ -922,6 +949,16 @@ void ObjectDiffSerializer::SendSnapshot(Stream* pStream)
     }
     const KeepAlive keepThis(this);
     const KeepAlive keepStream(pStream);
+    try {
+        SendSnapshotTo(pStream);
+    } catch (const std::bad_alloc&) {
+        Error(UNIT, __LINE__, "Failed to send snapshot - out of memory");
+    }
+}
+
+void ObjectDiffSerializer::SendSnapshotTo(Stream* pStream)
+{
+    ReplicationState& state = *mpState;
     SendScope sending(state);
     state.mAddressed.push_back(std::make_shared<OutStream>());
     state.mAddressed.back()->mpStream = pStream;
@@ -948,10 +985,11 @@ void ObjectDiffSerializer::WriteSnapshot()
         return;
     }
     const Ptr<ObjectDiff> pDiff = ObjectDiff::Construct(Value::Null);
-    if (pDiff != nullptr) {
-        pDiff->SetRoot(GetRoot());
-        pDiff->RunPass(this);
+    if (pDiff == nullptr) {
+        throw std::bad_alloc();
     }
+    pDiff->SetRoot(GetRoot());
+    pDiff->RunPass(this);
 }
 
 namespace
@@ -1025,7 +1063,7 @@ bool MayContinueRemovals(int frameSize)
     return frameSize + REMOVAL_SIZE > FrameBuffer::FRAME_SIZE;
 }
 
-void ReadFrame(ReplicationState& state, InStream& in)
+void ApplyFrame(ReplicationState& state, InStream& in)
 {
     const int size = static_cast<int>(in.mFrameSize);
     in.mbSizePending = false;
@@ -1049,6 +1087,18 @@ void ReadFrame(ReplicationState& state, InStream& in)
         }
     }
     ++in.mNumFrames;
+}
+
+// A frame for which there is no memory is lost, and all that builds on it.
+void ReadFrame(ReplicationState& state, InStream& in)
+{
+    try {
+        ApplyFrame(state, in);
+    } catch (const std::bad_alloc&) {
+        in.mbStopped = true;
+        Error(UNIT, __LINE__, "Failed to read frame from %s.%s - out of memory", ModuleOf(in.mpStream),
+              ClassOf(in.mpStream));
+    }
 }
 
 // Holds what a stream made of the graph against the limit of nesting.

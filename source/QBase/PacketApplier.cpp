@@ -4,6 +4,7 @@
 #include "QBase/Error.h"
 #include "QBase/Function.h"
 #include "QBase/List.h"
+#include "QBase/Memory.h"
 #include "QBase/Property.h"
 #include "QBase/Table.h"
 
@@ -117,6 +118,9 @@ bool PacketApplier::Apply()
         }
         const Operation operation = OPERATIONS[mKind];
         (this->*operation)();
+        if (QBASE_UNLIKELY(HasLackedMemory()) && !mStream.mbStopped) {
+            return Damaged(__LINE__, "out of memory"); // what it set or inserted may be missing
+        }
     }
     return mbApplied && !mStream.mbStopped && mBytes.GetRemaining() == 0;
 }
@@ -464,9 +468,13 @@ void PacketApplier::ApplyFunctionCall()
         mStream.mbStopped = true;
         return;
     }
+    if (HasLackedMemory()) {
+        return;
+    }
     const std::int64_t memory = ThreadMemory::GetBytes();
     pObject->Call(name, args[0].mValue, args[1].mValue, args[2].mValue, args[3].mValue, args[4].mValue);
-    const std::int64_t taken = ThreadMemory::GetBytes() - memory; // the host's own affair
+    mNumFailures = Memory::GetNumFailures(); // what the function does is the host's own affair
+    const std::int64_t taken = ThreadMemory::GetBytes() - memory;
     mStream.mMemory -= taken;
     mGuard.Disregard(taken);
 }
@@ -636,6 +644,9 @@ bool PacketApplier::Require(bool bHolds, const char* pText, int line)
         return true;
     }
     mbApplied = false;
+    if (HasLackedMemory()) {
+        return false; // nobody broke a promise
+    }
     if (mStream.mbTrusted) {
         AssertFail(UNIT, line, pText);
     } else {

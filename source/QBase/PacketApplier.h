@@ -11,6 +11,7 @@
 #pragma once
 
 #include "QBase/LoadGuard.h"
+#include "QBase/Memory.h"
 #include "QBase/ReplicationState.h"
 #include "QBase/ValueBytes.h"
 
@@ -104,6 +105,9 @@ private:
     bool RequireFreeId(NamedIdTable& rTable, std::uint32_t id, const char* pText);
     bool RequireWritable(Property* pProperty, bool bArray);
 
+    // Whether memory ran out in here, other than in the functions that were called.
+    bool HasLackedMemory() const { return Memory::GetNumFailures() != mNumFailures; }
+
     // True for a trusted stream, and for a text that says nothing. Otherwise the stream is stopped.
     bool IsWithinLimits(int line, const std::string& trouble);
 
@@ -119,6 +123,7 @@ private:
     ByteReader mBytes;
     std::uint8_t mKind = 0;
     bool mbApplied = true;
+    unsigned mNumFailures = Memory::GetNumFailures();
 };
 
 } // namespace QBase

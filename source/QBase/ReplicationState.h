@@ -4,6 +4,7 @@
 #pragma once
 
 #include "QBase/ClassInfoTable.h"
+#include "QBase/FirstIds.h"
 #include "QBase/FrameBuffer.h"
 #include "QBase/LoadLimits.h"
 #include "QBase/ObjectDiff.h"
@@ -111,10 +112,10 @@ public:
     NamedIdTable mProperties;
     NamedIdTable mTableChildren;
     NamedIdTable mFunctions;
-    IdCounter mNextObjectId;
-    IdCounter mNextPropertyId;
-    IdCounter mNextTableChildId;
-    IdCounter mNextFunctionId;
+    IdCounter mNextObjectId{GetFirstIds()};
+    IdCounter mNextPropertyId{GetFirstIds()};
+    IdCounter mNextTableChildId{GetFirstIds()};
+    IdCounter mNextFunctionId{GetFirstIds()};
 
     std::vector<std::shared_ptr<OutStream>> mOutStreams;
     std::vector<std::shared_ptr<InStream>> mInStreams;

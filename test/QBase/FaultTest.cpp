@@ -6,11 +6,13 @@
 #include "QBase/IOStream.h"
 #include "QBase/Memory.h"
 #include "QBase/MemoryFile.h"
+#include "QBase/ObjectDiff.h"
 #include "QBase/ObjectDiffSerializer.h"
 #include "QBase/Reflection.h"
 #include "Support/Assertions.h"
 #include "Support/CapturedConsole.h"
 #include "Support/CapturedMessages.h"
+#include "Support/Effort.h"
 #include "Support/GraphEditor.h"
 #include "Support/StoredObjects.h"
 
@@ -195,6 +197,148 @@ std::vector<std::string> ReportsOf(Action action)
     return reports;
 }
 
+// One attempt, of which one allocation fails, or one and all later ones.
+class Trial
+{
+public:
+    Trial(int number, bool bOnce) : mNumber(number), mbOnce(bOnce) {}
+
+    // Does the work. What it reports are a few lines at most.
+    template <typename Work>
+    void Run(Work work)
+    {
+        mReports = ReportsOf([&] {
+            const FailingAllocation failing(mNumber, mbOnce);
+            work();
+            mbFailed = failing.HasFailed();
+        });
+        EXPECT_LE(mReports.size(), LONGEST_CHAIN) << testing::PrintToString(mReports);
+    }
+
+    bool HasFailed() const { return mbFailed; }
+    bool HasReported() const { return !mReports.empty(); }
+
+private:
+    int mNumber;
+    bool mbOnce;
+    bool mbFailed = false;
+    std::vector<std::string> mReports;
+};
+
+// Lets each allocation of an attempt fail, once and for good, until there is none left to fail. The attempt
+// says whether it succeeded; if not, it has reported something.
+template <typename Attempt>
+void FailEachAllocation(Attempt attempt)
+{
+    for (const bool bOnce : {true, false}) {
+        bool bFailed = true;
+        int numRefused = 0;
+        for (int number = 0; bFailed && !testing::Test::HasFailure(); ++number) {
+            SCOPED_TRACE("allocation " + std::to_string(number) + (bOnce ? "" : " and all later ones"));
+            Trial trial(number, bOnce);
+            const bool bDone = attempt(trial);
+            bFailed = trial.HasFailed();
+            if (!bDone) {
+                ++numRefused;
+                EXPECT_TRUE(trial.HasReported());
+            }
+        }
+        EXPECT_GT(numRefused, 0);
+    }
+}
+
+// Answers with a new text each time, for which the getter needs memory.
+class Speaker : public Object
+{
+    QBASE_OBJECT(Speaker, Object)
+
+public:
+    String GetSpeech() const
+    {
+        return mHeard.size() > 0 ? mHeard : String(("speech number " + std::to_string(mNumber)).c_str());
+    }
+    void SetSpeech(const String& speech) { mHeard = speech; }
+    void Change() { ++mNumber; }
+
+protected:
+    explicit Speaker(const Value& value) : Object(value) {}
+
+private:
+    int mNumber = 0;
+    String mHeard;
+};
+
+QBASE_IMPLEMENT(FaultTest, Speaker)
+
+void Speaker::Implement()
+{
+    AddProperty<&Speaker::GetSpeech, &Speaker::SetSpeech>("Speech");
+}
+
+// A graph of all kinds, and the speaker.
+class EditedGraph
+{
+public:
+    explicit EditedGraph(Object* pSpeaker) : mEditor(7)
+    {
+        mEditor.Edit(40);
+        GetRoot()->AddPropertyValueFromValue("Speaker", Value(pSpeaker));
+    }
+
+    Object* GetRoot() const { return mEditor.GetRoot(); }
+
+private:
+    GraphEditor mEditor;
+};
+
+// A source of the graph, if there is one, and a replica.
+class Replication
+{
+public:
+    explicit Replication(Object* pGraph) : mpSource(NewSerializer())
+    {
+        mpSource->SetRoot(pGraph);
+        BeginAnew();
+    }
+    ~Replication() { Dissolve(mpReplica->GetRoot()); }
+    Replication(const Replication&) = delete;
+    Replication& operator=(const Replication&) = delete;
+
+    void Send()
+    {
+        mpSource->Execute(Value::Null);
+        mpReplica->UpdateInput();
+    }
+
+    // With a new peer, over a new stream.
+    void BeginAnew()
+    {
+        if (mpPipe != nullptr) {
+            mpSource->RemoveOutStream(mpPipe);
+            Dissolve(mpReplica->GetRoot());
+        }
+        mpPipe = IOStream::Construct(Value::Null);
+        mpReplica = NewSerializer();
+        mpSource->AddOutStream(mpPipe);
+        mpReplica->AddInStream(mpPipe);
+    }
+
+    Ptr<IOStream> mpPipe;
+    Ptr<ObjectDiffSerializer> mpSource;
+    Ptr<ObjectDiffSerializer> mpReplica;
+
+private:
+    static Ptr<ObjectDiffSerializer> NewSerializer()
+    {
+        Ptr<ObjectDiffSerializer> pSerializer = ObjectDiffSerializer::Construct(Value::Null);
+        for (ClassInfoTable* const pClass : {Object::ClassTable(), Table::ClassTable(), List::ClassTable(),
+                                             Probe::ClassTable(), Speaker::ClassTable()}) {
+            pSerializer->RegisterType(pClass);
+        }
+        return pSerializer;
+    }
+};
+
 } // namespace
 
 TEST(FaultTest, ASaveForWhichMemoryRunsOutFailsOrIsWhole)
@@ -202,27 +346,15 @@ TEST(FaultTest, ASaveForWhichMemoryRunsOutFailsOrIsWhole)
     const Ptr<Object> pGraph = MakeGraph();
     for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
         const std::string whole = Saved(pSerializer, pGraph);
-        for (const bool bOnce : {true, false}) {
-            bool bFailed = true;
-            int numRefused = 0;
-            for (int number = 0; bFailed; ++number) {
-                const Ptr<FaultyFile> pFile = MakeFile();
-                bool bSaved = false;
-                const std::vector<std::string> reports = ReportsOf([&] {
-                    const FailingAllocation failing(number, bOnce);
-                    bSaved = pSerializer->Serialize(pGraph, pFile);
-                    bFailed = failing.HasFailed();
-                });
-                if (bSaved) {
-                    EXPECT_EQ(BytesOf(pFile), whole) << "allocation " << number;
-                } else {
-                    EXPECT_THAT(reports, Not(IsEmpty())) << "allocation " << number;
-                    ++numRefused;
-                }
-                EXPECT_LE(reports.size(), LONGEST_CHAIN) << testing::PrintToString(reports);
+        FailEachAllocation([&](Trial& rTrial) {
+            const Ptr<FaultyFile> pFile = MakeFile();
+            bool bSaved = false;
+            rTrial.Run([&] { bSaved = pSerializer->Serialize(pGraph, pFile); });
+            if (bSaved) {
+                EXPECT_EQ(BytesOf(pFile), whole);
             }
-            EXPECT_GT(numRefused, 0);
-        }
+            return bSaved;
+        });
         EXPECT_EQ(Saved(pSerializer, pGraph), whole);
     }
     StoredObjects::Dissolve(pGraph);
@@ -233,30 +365,104 @@ TEST(FaultTest, ALoadForWhichMemoryRunsOutGivesNothingOrTheWholeGraph)
     const Ptr<Object> pGraph = MakeGraph();
     for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
         const std::string whole = Saved(pSerializer, pGraph);
-        for (const bool bOnce : {true, false}) {
-            bool bFailed = true;
-            int numRefused = 0;
-            for (int number = 0; bFailed; ++number) {
-                const Ptr<FaultyFile> pFile = FileOf(whole);
-                Ptr<Object> pLoaded;
-                const std::vector<std::string> reports = ReportsOf([&] {
-                    const FailingAllocation failing(number, bOnce);
-                    pLoaded = pSerializer->Deserialize(pFile).AsObject();
-                    bFailed = failing.HasFailed();
-                });
-                if (pLoaded) {
-                    EXPECT_TRUE(StoredObjects::AreSameGraph(pGraph, pLoaded)) << "allocation " << number;
-                    StoredObjects::Dissolve(pLoaded);
-                } else {
-                    EXPECT_THAT(reports, Not(IsEmpty())) << "allocation " << number;
-                    ++numRefused;
-                }
-                EXPECT_LE(reports.size(), LONGEST_CHAIN) << testing::PrintToString(reports);
+        FailEachAllocation([&](Trial& rTrial) {
+            const Ptr<FaultyFile> pFile = FileOf(whole);
+            Ptr<Object> pLoaded;
+            rTrial.Run([&] { pLoaded = pSerializer->Deserialize(pFile).AsObject(); });
+            if (pLoaded) {
+                EXPECT_TRUE(StoredObjects::AreSameGraph(pGraph, pLoaded));
+                StoredObjects::Dissolve(pLoaded);
             }
-            EXPECT_GT(numRefused, 0);
-        }
+            return pLoaded != nullptr;
+        });
     }
     StoredObjects::Dissolve(pGraph);
+}
+
+TEST(FaultTest, APassForWhichMemoryRunsOutIsReportedAndForgotten)
+{
+    const Ptr<Speaker> pSpeaker = Speaker::Construct(Value::Null);
+    const EditedGraph graph(pSpeaker);
+    for (const bool bLater : {false, true}) { // the first pass, and one after others
+        FailEachAllocation([&](Trial& rTrial) {
+            const Ptr<ObjectDiff> pDiff = ObjectDiff::Construct(Value::Null);
+            pDiff->SetRoot(graph.GetRoot());
+            if (bLater) {
+                pDiff->Execute(Value::Null);
+            }
+            pSpeaker->Change();
+            const unsigned numFailures = Memory::GetNumFailures();
+            rTrial.Run([&] { pDiff->Execute(Value::Null); });
+            const bool bDone = Memory::GetNumFailures() == numFailures;
+            const std::vector<std::string> reports = ReportsOf([&] { pDiff->Execute(Value::Null); });
+            EXPECT_THAT(reports, IsEmpty());
+            return bDone;
+        });
+    }
+}
+
+TEST(FaultTest, ASendForWhichMemoryRunsOutIsWholeOrStopsItsStreams)
+{
+    const Ptr<Speaker> pSpeaker = Speaker::Construct(Value::Null);
+    const EditedGraph graph(pSpeaker);
+    for (const bool bLater : {false, true}) { // to a new peer, and to one that knows the graph
+        FailEachAllocation([&](Trial& rTrial) {
+            Replication replication(graph.GetRoot());
+            if (bLater) {
+                replication.Send();
+            }
+            pSpeaker->Change();
+            const unsigned numFailures = Memory::GetNumFailures();
+            rTrial.Run([&] { replication.mpSource->Execute(Value::Null); });
+            const bool bDone = Memory::GetNumFailures() == numFailures;
+            if (!bDone) {
+                replication.BeginAnew();
+            }
+            replication.Send();
+            EXPECT_EQ(DescribeGraph(replication.mpReplica->GetRoot()), DescribeGraph(graph.GetRoot()));
+            return bDone;
+        });
+    }
+}
+
+TEST(FaultTest, APacketForWhichMemoryRunsOutStopsItsStreamWhetherTrustedOrNot)
+{
+    const Ptr<Speaker> pSpeaker = Speaker::Construct(Value::Null);
+    const EditedGraph graph(pSpeaker);
+    for (const bool bTrusted : {true, false}) {
+        FailEachAllocation([&](Trial& rTrial) {
+            Replication replication(graph.GetRoot());
+            replication.mpReplica->SetInStreamTrusted(replication.mpPipe, bTrusted);
+            replication.mpSource->Execute(Value::Null);
+            rTrial.Run([&] { replication.mpReplica->UpdateInput(); });
+            const bool bDone = !replication.mpReplica->GetInStreamInfo()[0].mbStopped;
+            if (!bDone) {
+                replication.BeginAnew();
+                replication.Send();
+            }
+            EXPECT_EQ(DescribeGraph(replication.mpReplica->GetRoot()), DescribeGraph(graph.GetRoot()));
+            return bDone;
+        });
+    }
+}
+
+TEST(FaultTest, ASnapshotForWhichMemoryRunsOutIsWholeOrReported)
+{
+    const Ptr<Speaker> pSpeaker = Speaker::Construct(Value::Null);
+    const EditedGraph graph(pSpeaker);
+    Replication replication(graph.GetRoot());
+    replication.Send();
+    FailEachAllocation([&](Trial& rTrial) {
+        Replication late(nullptr);
+        const unsigned numFailures = Memory::GetNumFailures();
+        rTrial.Run([&] { replication.mpReplica->SendSnapshot(late.mpPipe); });
+        const bool bDone = Memory::GetNumFailures() == numFailures;
+        if (bDone) {
+            late.mpReplica->UpdateInput();
+            EXPECT_EQ(DescribeGraph(late.mpReplica->GetRoot()), DescribeGraph(graph.GetRoot()));
+        }
+        return bDone;
+    });
 }
 
 TEST(FaultTest, ASaveToAFileThatMisbehavesIsNeverASuccessThatLacksAByte)
@@ -320,7 +526,8 @@ TEST(FaultTest, ALoadFromAFileThatMisbehavesGivesNothingOrTheWholeGraph)
 // The first cut of a file that gives an object is the whole file; XML may lack its final line feed.
 TEST(FaultTest, NoCutOfAFileGivesAnObject)
 {
-    for (unsigned seed = 1; seed <= 8; ++seed) {
+    const unsigned numFiles = static_cast<unsigned>(Effort(5, 200)); // of each format
+    for (unsigned seed = 1; seed <= numFiles; ++seed) {
         StoredObjects::GraphOptions options;
         options.mNumObjects = 3 + static_cast<int>(seed) % 5;
         const Ptr<Object> pGraph = StoredObjects::RandomGraph(seed, options);
@@ -340,7 +547,8 @@ TEST(FaultTest, NoCutOfAFileGivesAnObject)
 
 TEST(FaultTest, EveryFlippedBitOfAFileEndsInAnObjectOrAReport)
 {
-    for (unsigned seed = 1; seed <= 2; ++seed) {
+    const unsigned numFiles = static_cast<unsigned>(Effort(1, 20)); // of each format
+    for (unsigned seed = 1; seed <= numFiles; ++seed) {
         StoredObjects::GraphOptions options;
         options.mNumObjects = 4;
         const Ptr<Object> pGraph = StoredObjects::RandomGraph(seed, options);
