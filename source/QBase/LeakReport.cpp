@@ -126,19 +126,19 @@ struct LeakReport::Stock
         }
         if (pHolder->IsDerivedType(Table::ClassTable())) {
             for (const auto& node : static_cast<Table*>(pHolder)->GetEntries()) {
-                AddEdge(holder, node.GetValue(), "[" + std::string(node.GetKey().c_str()) + "]");
+                AddEdge(holder, node.GetValue(), std::string("[") + node.GetKey().c_str() + "]");
             }
         } else if (pHolder->IsDerivedType(List::ClassTable())) {
             int index = 0;
             for (const Ptr<Object>& pItem : static_cast<List*>(pHolder)->GetObjects()) {
-                AddEdge(holder, pItem, "[" + std::to_string(index++) + "]");
+                AddEdge(holder, pItem, std::string("[").append(std::to_string(index++)).append("]"));
             }
         }
     }
 
     void TakeProperty(int holder, Object* pHolder, const PropertyList::Entry& entry)
     {
-        const std::string place = "." + std::string(entry.mName.c_str());
+        const std::string place = std::string(".") + entry.mName.c_str();
         if (!entry.mbArray) {
             AddEdge(holder, GetObject(entry.mpProperty->Get(pHolder)), place);
             return;
