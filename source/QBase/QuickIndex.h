@@ -89,6 +89,16 @@ public:
         }
     }
 
+    /// Forgets all entries and gives the memory back. It does not go by itself: texts are made to the very
+    /// end.
+    void Free()
+    {
+        std::free(std::exchange(mpBlock, nullptr));
+        mpGroups = nullptr;
+        mNumGroups = 0;
+        mNumEntries = 0;
+    }
+
     /// Nothing when the entry is not here.
     void Remove(std::uint64_t hash, const Entry* pEntry)
     {
@@ -170,7 +180,7 @@ private:
         std::free(pOldBlock);
     }
 
-    void* mpBlock = nullptr;    // owned, never given back
+    void* mpBlock = nullptr;    // owned
     Group* mpGroups = nullptr;  // in the block
     std::size_t mNumGroups = 0; // a power of two
     std::size_t mNumEntries = 0;

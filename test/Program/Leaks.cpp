@@ -12,7 +12,8 @@ using namespace QBase;
 namespace
 {
 
-Ptr<List> g_pStatic; // gone before the report
+Ptr<List> g_pStatic;     // gone before the report
+Object* g_pSeenByOthers; // borrowed: leaves the circle to this library's report alone
 
 } // namespace
 
@@ -31,5 +32,6 @@ int main(int argc, char** argv)
     const Ptr<List> pTwo = List::Construct(Value::Null);
     pOne->Insert(pTwo);
     pTwo->Insert(pOne);
+    g_pSeenByOthers = pOne;
     return 0;
 }

@@ -19,6 +19,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -300,7 +301,7 @@ public:
         mpSource->SetRoot(pGraph);
         BeginAnew();
     }
-    ~Replication() { Dissolve(mpReplica->GetRoot()); }
+    ~Replication() { DissolveReplica(); }
     Replication(const Replication&) = delete;
     Replication& operator=(const Replication&) = delete;
 
@@ -315,7 +316,7 @@ public:
     {
         if (mpPipe != nullptr) {
             mpSource->RemoveOutStream(mpPipe);
-            Dissolve(mpReplica->GetRoot());
+            DissolveReplica();
         }
         mpPipe = IOStream::Construct(Value::Null);
         mpReplica = NewSerializer();
@@ -328,6 +329,18 @@ public:
     Ptr<ObjectDiffSerializer> mpReplica;
 
 private:
+    // A stream that stopped early may have left objects that hold each other and that no root reaches yet.
+    void DissolveReplica()
+    {
+        constexpr std::uint32_t END = 2000; // more ids than the graph takes
+        for (std::uint32_t id = ObjectDiffSerializer::FirstObjectId; id < END; ++id) {
+            if (const Ptr<Object> pObject = mpReplica->FindObject(id)) {
+                Dissolve(pObject);
+            }
+        }
+        Dissolve(mpReplica->GetRoot());
+    }
+
     static Ptr<ObjectDiffSerializer> NewSerializer()
     {
         Ptr<ObjectDiffSerializer> pSerializer = ObjectDiffSerializer::Construct(Value::Null);

@@ -23,7 +23,10 @@ struct NameTraits
     static std::string_view Key(const Name& name) { return name.mText; }
 };
 
-using NameQuickIndex = QuickIndex<NameTraits>;
+struct NameQuickIndex : QuickIndex<NameTraits>
+{
+    ~NameQuickIndex() { Free(); }
+};
 
 std::vector<Name> MakeNames(int count)
 {
@@ -113,4 +116,18 @@ TEST(QuickIndexTest, EntriesOfOneHashFillTheirPlacesAndNoMore)
     }
     EXPECT_GE(numFound, 1);
     EXPECT_LE(numFound, 10);
+}
+
+TEST(QuickIndexTest, AFreedIndexHasForgottenEverythingAndFillsAgain)
+{
+    std::vector<Name> names = MakeNames(100);
+    NameQuickIndex index;
+    for (int round = 0; round < 2; ++round) {
+        for (Name& rName : names) {
+            index.Insert(QuickHash(rName.mText), &rName);
+        }
+        EXPECT_EQ(index.Find(QuickHash(names[99].mText), names[99].mText), &names[99]);
+        index.Free();
+        EXPECT_EQ(index.Find(QuickHash(names[99].mText), names[99].mText), nullptr);
+    }
 }
