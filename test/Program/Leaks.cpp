@@ -12,8 +12,8 @@ using namespace QBase;
 namespace
 {
 
-Ptr<List> g_pStatic;     // gone before the report
-Object* g_pSeenByOthers; // borrowed: leaves the circle to this library's report alone
+Ptr<List> g_pStatic;              // gone before the report
+Object* volatile g_pSeenByOthers; // borrowed: leaves the circle to this library's report alone
 
 } // namespace
 

@@ -101,8 +101,9 @@ std::FILE* OpenForReading(const std::string& path, std::string& rReason)
 
 std::int64_t GetFileSize(std::FILE* pFile)
 {
-    struct _stati64 status;
-    return _fstati64(_fileno(pFile), &status) == 0 && (status.st_mode & _S_IFREG) ? status.st_size : -1;
+    const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(pFile)));
+    LARGE_INTEGER size;
+    return GetFileType(handle) == FILE_TYPE_DISK && GetFileSizeEx(handle, &size) ? size.QuadPart : -1;
 }
 
 void RemoveWhenInterrupted(const std::string&)
