@@ -1,5 +1,5 @@
 // QuickIndex finds an entry by its text with a hash that costs less than GenerateHash and in about one look
-// at memory: places for eight entries lie together. It is an addition to a table that knows all entries; an
+// at memory: places for five entries lie together. It is an addition to a table that knows all entries; an
 // entry may be missing here, because its places are taken or memory is short, and no look-up takes more than
 // two groups of places, whatever the texts.
 //

@@ -502,7 +502,7 @@ TEST(FiberTest, WithoutBoostFibersSwitchByUcontext)
 TEST(FiberThreadTest, AThreadThatIsShortOfMemoryIsReportedAndBecomesAFiberLater)
 {
     if (!IsBuilt("UcontextFibers")) {
-        GTEST_SKIP() << "this system's threads allocate in other places";
+        GTEST_SKIP() << "what the library asks for cannot be made to fail here";
     }
     CapturedMessages messages;
     std::thread([] {
