@@ -406,6 +406,6 @@ void Array<T>::Swap(Array& other)
 }
 
 // Exported, and instantiated in Containers.cpp.
-extern template class QBASE_API Array<Ptr<Object>>;
+QBASE_EXPORTED_TEMPLATE(Array<Ptr<Object>>);
 
 } // namespace QBase

@@ -30,6 +30,16 @@
 #    define QBASE_API __attribute__((visibility("default")))
 #endif
 
+// QBASE_EXPORTED_TEMPLATE(Ptr<Object>); declares an instantiation that the library holds for its users.
+// MinGW's compiler leaves the inline members of an exported instantiation out of the library and still
+// expects a user who is compiled without optimisation to import them, so there each user instantiates what it
+// needs.
+#if defined(__MINGW32__) && !defined(QBase_EXPORTS)
+#    define QBASE_EXPORTED_TEMPLATE(...) static_assert(true)
+#else
+#    define QBASE_EXPORTED_TEMPLATE(...) extern template class QBASE_API __VA_ARGS__
+#endif
+
 // QBASE_ENTRY marks the entry functions that Thread and Fiber start: they have the system's own calling
 // convention, which differs from the compiler's on 32-bit Windows.
 #if defined(_WIN32) && !defined(_WIN64)

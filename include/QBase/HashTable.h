@@ -476,6 +476,6 @@ void HashTable<T>::DropIndex()
 }
 
 // Exported, and instantiated in Containers.cpp.
-extern template class QBASE_API HashTable<Ptr<Object>>;
+QBASE_EXPORTED_TEMPLATE(HashTable<Ptr<Object>>);
 
 } // namespace QBase

@@ -234,7 +234,7 @@ void LinkedList<T>::DropReference(Node* pNode)
 }
 
 // Exported, and instantiated in Containers.cpp.
-extern template class QBASE_API LinkedList<Ptr<Object>>;
-extern template class QBASE_API LinkedList<String>;
+QBASE_EXPORTED_TEMPLATE(LinkedList<Ptr<Object>>);
+QBASE_EXPORTED_TEMPLATE(LinkedList<String>);
 
 } // namespace QBase

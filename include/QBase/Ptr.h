@@ -149,35 +149,35 @@ private:
 
 // The library exports the Ptrs to its classes. Each is declared here, where nothing can have used it yet, and
 // instantiated in Containers.cpp.
-extern template class QBASE_API Ptr<ArrayPropertyCommon>;
-extern template class QBASE_API Ptr<AsciiSerializer>;
-extern template class QBASE_API Ptr<BinarySerializer>;
-extern template class QBASE_API Ptr<ClassInfoTable>;
-extern template class QBASE_API Ptr<DeferredCall>;
-extern template class QBASE_API Ptr<DeferredList>;
-extern template class QBASE_API Ptr<EnumInfoObject>;
-extern template class QBASE_API Ptr<ErrorHandler>;
-extern template class QBASE_API Ptr<File>;
-extern template class QBASE_API Ptr<FileSerializer>;
-extern template class QBASE_API Ptr<Function>;
-extern template class QBASE_API Ptr<IOStream>;
-extern template class QBASE_API Ptr<List>;
-extern template class QBASE_API Ptr<Lock>;
-extern template class QBASE_API Ptr<MemoryFile>;
-extern template class QBASE_API Ptr<Object>;
-extern template class QBASE_API Ptr<ObjectDiff>;
-extern template class QBASE_API Ptr<ObjectDiffHandler>;
-extern template class QBASE_API Ptr<ObjectDiffSerializer>;
-extern template class QBASE_API Ptr<Property>;
-extern template class QBASE_API Ptr<Resource>;
-extern template class QBASE_API Ptr<Serializer>;
-extern template class QBASE_API Ptr<Stream>;
-extern template class QBASE_API Ptr<SystemFile>;
-extern template class QBASE_API Ptr<Table>;
-extern template class QBASE_API Ptr<TablePath>;
-extern template class QBASE_API Ptr<ThreadExecutor>;
-extern template class QBASE_API Ptr<Timer>;
-extern template class QBASE_API Ptr<ValuePropertyCommon>;
+QBASE_EXPORTED_TEMPLATE(Ptr<ArrayPropertyCommon>);
+QBASE_EXPORTED_TEMPLATE(Ptr<AsciiSerializer>);
+QBASE_EXPORTED_TEMPLATE(Ptr<BinarySerializer>);
+QBASE_EXPORTED_TEMPLATE(Ptr<ClassInfoTable>);
+QBASE_EXPORTED_TEMPLATE(Ptr<DeferredCall>);
+QBASE_EXPORTED_TEMPLATE(Ptr<DeferredList>);
+QBASE_EXPORTED_TEMPLATE(Ptr<EnumInfoObject>);
+QBASE_EXPORTED_TEMPLATE(Ptr<ErrorHandler>);
+QBASE_EXPORTED_TEMPLATE(Ptr<File>);
+QBASE_EXPORTED_TEMPLATE(Ptr<FileSerializer>);
+QBASE_EXPORTED_TEMPLATE(Ptr<Function>);
+QBASE_EXPORTED_TEMPLATE(Ptr<IOStream>);
+QBASE_EXPORTED_TEMPLATE(Ptr<List>);
+QBASE_EXPORTED_TEMPLATE(Ptr<Lock>);
+QBASE_EXPORTED_TEMPLATE(Ptr<MemoryFile>);
+QBASE_EXPORTED_TEMPLATE(Ptr<Object>);
+QBASE_EXPORTED_TEMPLATE(Ptr<ObjectDiff>);
+QBASE_EXPORTED_TEMPLATE(Ptr<ObjectDiffHandler>);
+QBASE_EXPORTED_TEMPLATE(Ptr<ObjectDiffSerializer>);
+QBASE_EXPORTED_TEMPLATE(Ptr<Property>);
+QBASE_EXPORTED_TEMPLATE(Ptr<Resource>);
+QBASE_EXPORTED_TEMPLATE(Ptr<Serializer>);
+QBASE_EXPORTED_TEMPLATE(Ptr<Stream>);
+QBASE_EXPORTED_TEMPLATE(Ptr<SystemFile>);
+QBASE_EXPORTED_TEMPLATE(Ptr<Table>);
+QBASE_EXPORTED_TEMPLATE(Ptr<TablePath>);
+QBASE_EXPORTED_TEMPLATE(Ptr<ThreadExecutor>);
+QBASE_EXPORTED_TEMPLATE(Ptr<Timer>);
+QBASE_EXPORTED_TEMPLATE(Ptr<ValuePropertyCommon>);
 
 // Comparisons are those of the raw pointers. Without these, the two conversions of a Ptr would compete.
 template <typename T, typename U>
