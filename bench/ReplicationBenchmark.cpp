@@ -1,5 +1,7 @@
 // A property of an object changes and a replica at the other end of a local socket follows, both ends in one
 // thread: a thousand changes in a burst, and one change at a time, each of which arrives before the next.
+// Then what more objects and more peers cost the sender: one object in a hundred changes, and streams that
+// only count are told.
 
 #include "Model.h"
 #include "Rows.h"
@@ -26,6 +28,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -251,6 +254,12 @@ private:
 };
 #endif
 
+struct Record
+{
+    std::uint32_t mIndex;
+    int mNumber;
+};
+
 // Records of an index and a number, all of a burst in one write and one read.
 class Bound
 {
@@ -291,18 +300,118 @@ public:
     std::int64_t GetNumBytes() { return mNumBytes; }
 
 private:
-    struct Record
-    {
-        std::uint32_t mIndex;
-        int mNumber;
-    };
-
     int mHandles[2] = {};
     std::vector<int> mNumbers;
     std::vector<Record> mRecords;
     std::size_t mNumRecords = 0;
     std::int64_t mNumBytes = 0;
 };
+
+// --- Many objects, many peers ---
+
+// A participant has `numObjects` bodies and `numPeers` sinks; Change changes one body in a hundred, Send
+// tells all sinks, GetNumBytes is what one of them was given.
+template <typename Participant>
+void Broadcast(benchmark::State& state, std::int64_t numObjects, std::size_t numPeers)
+{
+    Participant participant(numObjects, numPeers);
+    const std::int64_t numChanges = (numObjects + 99) / 100;
+    const std::int64_t numBytesBefore = participant.GetNumBytes();
+    for (auto _ : state) {
+        participant.Change();
+        participant.Send();
+    }
+    CountItems(state, numChanges);
+    state.counters["bytes"] = static_cast<double>(participant.GetNumBytes() - numBytesBefore) /
+                              static_cast<double>(state.iterations() * numChanges);
+}
+
+std::vector<Ptr<Sink>> MakeSinks(std::size_t count)
+{
+    std::vector<Ptr<Sink>> sinks;
+    while (sinks.size() < count) {
+        sinks.emplace_back(Sink::Construct(Value::Null));
+    }
+    return sinks;
+}
+
+class QBaseBroadcast
+{
+public:
+    QBaseBroadcast(std::int64_t numObjects, std::size_t numPeers)
+        : mBodies(numObjects), mSinks(MakeSinks(numPeers))
+    {
+        mpSource->RegisterType(List::ClassTable());
+        mpSource->RegisterType(Body::ClassTable());
+        mpSource->SetRoot(mBodies.GetRoot());
+        for (Sink* const pSink : mSinks) {
+            mpSource->AddOutStream(pSink);
+        }
+        Send();
+    }
+
+    void Change() { mBodies.Change(100); }
+    void Send() { mpSource->Execute(Value::Null); }
+    std::int64_t GetNumBytes() { return mSinks[0]->mNumBytes; }
+
+private:
+    Bodies mBodies;
+    std::vector<Ptr<Sink>> mSinks;
+    Ptr<QBase::ObjectDiffSerializer> mpSource = QBase::ObjectDiffSerializer::Construct(Value::Null);
+};
+
+// One comparison with a row of known numbers for each body, and one write of all records for each peer.
+class BroadcastBound
+{
+public:
+    BroadcastBound(std::int64_t numObjects, std::size_t numPeers)
+        : mNumbers(static_cast<std::size_t>(numObjects)), mKnown(mNumbers.size()), mSinks(MakeSinks(numPeers))
+    {}
+
+    void Change()
+    {
+        ++mPass;
+        for (std::size_t i = 0; i < mNumbers.size(); i += 100) {
+            mNumbers[i] = mPass;
+        }
+    }
+    void Send()
+    {
+        mRecords.clear();
+        for (std::size_t i = 0; i < mNumbers.size(); ++i) {
+            if (mNumbers[i] != mKnown[i]) {
+                mKnown[i] = mNumbers[i];
+                mRecords.push_back({static_cast<std::uint32_t>(i), mNumbers[i]});
+            }
+        }
+        for (Sink* const pSink : mSinks) {
+            pSink->Write(mRecords.data(), static_cast<int>(mRecords.size() * sizeof(Record)));
+        }
+    }
+    std::int64_t GetNumBytes() { return mSinks[0]->mNumBytes; }
+
+private:
+    std::vector<int> mNumbers;
+    std::vector<int> mKnown;
+    std::vector<Ptr<Sink>> mSinks;
+    std::vector<Record> mRecords;
+    int mPass = 0;
+};
+
+template <typename Participant>
+void EnterBroadcast(const char* pParticipant)
+{
+    const Area area("replication");
+    const std::pair<const char*, std::int64_t> sizes[] = {{"10,000", 10000}, {"100,000", 100000}};
+    const std::pair<const char*, std::size_t> crowds[] = {
+        {"1 peer", 1}, {"10 peers", 10}, {"100 peers", 100}};
+    for (const auto& [pSize, numObjects] : sizes) {
+        for (const auto& [pCrowd, numPeers] : crowds) {
+            area.Enter(std::string("1 % of ") + pSize + " objects, " + pCrowd, pParticipant,
+                       Broadcast<Participant>, numObjects, numPeers);
+        }
+    }
+}
 
 template <typename Participant>
 void Enter(const char* pParticipant)
@@ -318,6 +427,8 @@ const bool sbEntered = [] {
     Enter<QtReplication>("Qt Remote Objects");
 #endif
     Enter<Bound>("bound: records, one write and read");
+    EnterBroadcast<QBaseBroadcast>("QBase");
+    EnterBroadcast<BroadcastBound>("bound: records, one write to each");
     return true;
 }();
 
