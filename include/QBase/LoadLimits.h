@@ -51,8 +51,8 @@ struct QBASE_API LoadLimits
     std::int64_t mMaxMemoryPerByte = 64;
 
     /// As "Module.Class". With any, the others are refused, those derived from them too. Without any, all are
-    /// allowed, but untrusted data makes no objects of classes that act outside the program: those of files,
-    /// threads and connections. See ClassInfoTable::ActsOutside.
+    /// allowed, but untrusted data neither makes nor changes objects of classes that act outside the program:
+    /// those of files, threads and connections. See ClassInfoTable::ActsOutside.
     std::vector<String> mClasses{};
 
     /// Whether what is loaded may act outside the program. For files: streams are asked themselves.

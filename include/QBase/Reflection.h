@@ -41,8 +41,8 @@
 // those of other modules too. The EnumInfoObject stands in the class table under "enum " and the name.
 //
 // A class whose mere construction or whose setters act on something outside the program (files, threads,
-// connections) says so with SetActsOutside(): data of strangers then constructs it only where the host has
-// named it.
+// connections) says so with SetActsOutside(): data of strangers then constructs and changes it only where the
+// host has named it.
 //
 // Threads: registration runs while a library loads, on the thread that loads it.
 

@@ -55,15 +55,27 @@ std::string LoadGuard::CheckClass(const ClassInfoTable* pClass, const std::strin
     if (!mLimits.mClasses.empty()) {
         return IsListed(className) ? std::string() : "class " + className + " is not allowed";
     }
-    return !mbTrusted && pClass->ActsOutside()
-               ? "class " + className + " acts outside the program and is not allowed"
-               : std::string();
+    return !mbTrusted && pClass->ActsOutside() ? DescribeOutside(className) : std::string();
+}
+
+std::string LoadGuard::CheckChange(Object* pObject) const
+{
+    if (mbTrusted || !pObject->GetClassTable()->ActsOutside()) {
+        return std::string();
+    }
+    const std::string className = NameOf(pObject);
+    return IsListed(className) ? std::string() : DescribeOutside(className);
 }
 
 bool LoadGuard::IsListed(const std::string& className) const
 {
     return std::any_of(mLimits.mClasses.begin(), mLimits.mClasses.end(),
                        [&](const String& allowed) { return className == allowed.c_str(); });
+}
+
+std::string LoadGuard::DescribeOutside(const std::string& className)
+{
+    return "class " + className + " acts outside the program and is not allowed";
 }
 
 void LoadGuard::Disregard(std::int64_t numBytes)

@@ -36,6 +36,9 @@ public:
     /// so.
     std::string CheckClass(const ClassInfoTable* pClass, const std::string& className) const;
 
+    /// Whether an object that is there already may be changed.
+    std::string CheckChange(Object* pObject) const;
+
     /// Whether there may be so many objects. The last of them would be of the class.
     bool AllowsObjects(std::int64_t numObjects) const { return numObjects <= mLimits.mMaxObjects; }
     std::string DescribeNumObjects(const std::string& className) const;
@@ -61,6 +64,7 @@ public:
 
 private:
     bool IsListed(const std::string& className) const;
+    static std::string DescribeOutside(const std::string& className);
     std::string DescribeLength(std::size_t length) const;
     std::string DescribeMemory(Object* pObject) const;
 

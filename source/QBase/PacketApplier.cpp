@@ -152,11 +152,21 @@ void PacketApplier::ApplyAddObject()
     }
     const Value constructed = ConstructObject(pClass);
     Object* const pObject = constructed.AsObject();
-    if (Require(pObject != nullptr, "ASSERT( id.pObject )", __LINE__) &&
-        IsWithinLimits(__LINE__, mGuard.CheckMemory(pObject))) {
+    if (Require(pObject != nullptr, "ASSERT( id.pObject )", __LINE__) && LeftMemory(pObject)) {
         ClearChildren(pObject);
         mState.mObjects.Record(objectId, pObject);
     }
+}
+
+// Setters may act outside the program as well as constructors do.
+bool PacketApplier::MayChange(Object* pObject)
+{
+    return mStream.mbTrusted || IsWithinLimits(__LINE__, mGuard.CheckChange(pObject));
+}
+
+bool PacketApplier::LeftMemory(Object* pObject)
+{
+    return mStream.mbTrusted || IsWithinLimits(__LINE__, mGuard.CheckMemory(pObject));
 }
 
 bool PacketApplier::MayAddObject(const ClassInfoTable* pClass)
@@ -205,6 +215,7 @@ void PacketApplier::ApplyAddPropertyValue()
         return;
     }
     mState.mProperties.Record(added.mPropertyId, added.mpObject, added.mName)->mType = added.mType;
+    LeftMemory(added.mpObject);
 }
 
 void PacketApplier::ApplyModifyPropertyValue()
@@ -221,8 +232,10 @@ void PacketApplier::ApplyModifyPropertyValue()
     }
     const Ptr<Object> pObject = pId->mpOwner;
     const Ptr<Property> pProperty = pObject->FindProperty(pId->mName);
-    if (Require(pProperty != nullptr, "ASSERT( pProperty )", __LINE__) && RequireWritable(pProperty, false)) {
+    if (Require(pProperty != nullptr, "ASSERT( pProperty )", __LINE__) && RequireWritable(pProperty, false) &&
+        MayChange(pObject)) {
         pProperty->Set(pObject, value.mValue);
+        LeftMemory(pObject);
     }
 }
 
@@ -238,6 +251,9 @@ void PacketApplier::ApplyRemoveProperty()
     }
     const Ptr<Object> pObject = pId->mpOwner;
     const String name = pId->mName;
+    if (!MayChange(pObject)) {
+        return;
+    }
     mState.mProperties.Remove(pId);
     Property* const pProperty = pObject->FindProperty(name);
     if (pProperty != nullptr && pProperty->IsDynamic()) {
@@ -272,6 +288,7 @@ void PacketApplier::ApplyAddPropertyArray()
         }
     }
     mState.mProperties.Record(added.mPropertyId, added.mpObject, added.mName)->mType = added.mType;
+    LeftMemory(added.mpObject);
 }
 
 void PacketApplier::ApplyAddArrayElement()
@@ -280,6 +297,7 @@ void PacketApplier::ApplyAddArrayElement()
     if (ReadElement(added) && Require(added.mpArray->GetSize(added.mpObject) == added.mIndex,
                                       "ASSERT( pProperty->GetSize( pObject ) == packet.index )", __LINE__)) {
         added.mpArray->Insert(added.mpObject, added.mValue);
+        LeftMemory(added.mpObject);
     }
 }
 
@@ -289,6 +307,7 @@ void PacketApplier::ApplyModifyArrayElement()
     if (ReadElement(changed) && Require(changed.mIndex < changed.mpArray->GetSize(changed.mpObject),
                                         "ASSERT( packet.index == index )", __LINE__)) {
         changed.mpArray->SetAt(changed.mpObject, changed.mIndex, changed.mValue);
+        LeftMemory(changed.mpObject);
     }
 }
 
@@ -328,9 +347,10 @@ void PacketApplier::ApplyAddTableChild()
     }
     const Ptr<Table> pTable = FindObjectOf<Table>(tableId, "ASSERT( pTable )");
     if (pTable != nullptr && Require(name.size() != 0, "ASSERT( childName != String::Null )", __LINE__) &&
-        FindReferred(childId, pChild)) {
+        FindReferred(childId, pChild) && MayChange(pTable)) {
         pTable->Insert(name, pChild);
         mState.mTableChildren.Record(tableChildId, pTable, name);
+        LeftMemory(pTable);
     }
 }
 
@@ -343,7 +363,8 @@ void PacketApplier::ApplyModifyTableChild()
         return;
     }
     const NamedId* const pId = mState.mTableChildren.Find(tableChildId);
-    if (Require(pId != nullptr, "ASSERT( pTable )", __LINE__) && FindReferred(childId, pChild)) {
+    if (Require(pId != nullptr, "ASSERT( pTable )", __LINE__) && FindReferred(childId, pChild) &&
+        MayChange(pId->mpOwner)) {
         const Ptr<Object> pTable = pId->mpOwner; // the old child may do anything when it goes
         const String name = pId->mName;
         static_cast<Table*>(static_cast<Object*>(pTable))->Insert(name, pChild);
@@ -362,6 +383,9 @@ void PacketApplier::ApplyRemoveTableChild()
     }
     const Ptr<Object> pTable = pId->mpOwner;
     const String name = pId->mName;
+    if (!MayChange(pTable)) {
+        return;
+    }
     mState.mTableChildren.Remove(pId);
     static_cast<Table*>(static_cast<Object*>(pTable))->Remove(name);
 }
@@ -378,8 +402,9 @@ void PacketApplier::ApplyAddListChild()
     const Ptr<List> pList = FindObjectOf<List>(listId, "ASSERT( pList )");
     if (pList != nullptr &&
         Require(pList->GetSize() == index, "ASSERT( pList->GetSize() == packet.index )", __LINE__) &&
-        FindReferred(childId, pChild)) {
+        FindReferred(childId, pChild) && MayChange(pList)) {
         pList->Insert(pChild);
+        LeftMemory(pList);
     }
 }
 
@@ -394,7 +419,7 @@ void PacketApplier::ApplyModifyListChild()
     }
     const Ptr<List> pList = FindObjectOf<List>(listId, "ASSERT( pList )");
     if (pList != nullptr && Require(index < pList->GetSize(), "ASSERT( packet.index == index )", __LINE__) &&
-        FindReferred(childId, pChild)) {
+        FindReferred(childId, pChild) && MayChange(pList)) {
         pList->SetAt(index, pChild);
     }
 }
@@ -407,7 +432,7 @@ void PacketApplier::ApplyDownsizeList()
         return;
     }
     const Ptr<List> pList = FindObjectOf<List>(listId, "ASSERT( pList )");
-    if (pList == nullptr) {
+    if (pList == nullptr || !MayChange(pList)) {
         return;
     }
     for (int size = pList->GetSize(); size > newSize; --size) {
@@ -576,7 +601,7 @@ bool PacketApplier::FindPlace(NewProperty& rNew, bool bArray, const char* pTypeT
         return false;
     }
     rNew.mpObject = FindObjectOf<Object>(rNew.mObjectId, "ASSERT( pObject )");
-    if (rNew.mpObject == nullptr) {
+    if (rNew.mpObject == nullptr || !MayChange(rNew.mpObject)) {
         return false;
     }
     rNew.mpProperty = rNew.mpObject->FindProperty(rNew.mName);
@@ -601,7 +626,8 @@ const NamedId* PacketApplier::FindTypedProperty(std::uint32_t id)
 Property* PacketApplier::FindArray(const NamedId& property)
 {
     Property* const pProperty = property.mpOwner->FindProperty(property.mName);
-    return Require(pProperty != nullptr, "ASSERT( pProperty )", __LINE__) && RequireWritable(pProperty, true)
+    return Require(pProperty != nullptr, "ASSERT( pProperty )", __LINE__) &&
+                   RequireWritable(pProperty, true) && MayChange(property.mpOwner)
                ? pProperty
                : nullptr;
 }

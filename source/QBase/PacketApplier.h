@@ -62,7 +62,11 @@ private:
         Ptr<Property> mpArray;
     };
 
+    // What a stream that is not trusted may do and take. Each answers false after the stream was stopped.
     bool MayAddObject(const ClassInfoTable* pClass);
+    bool MayChange(Object* pObject);
+    bool LeftMemory(Object* pObject); // for what was made, or changed
+
     void ApplyNewRoot();
     void ApplyAddObject();
     void ApplyRemoveObject();

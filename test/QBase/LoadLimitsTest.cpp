@@ -28,6 +28,7 @@
 #include <vector>
 
 using namespace QBase;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -88,6 +89,10 @@ class Outsider : public Object
 {
     QBASE_OBJECT(Outsider, Object)
 
+public:
+    int mPower = 0;
+    Array<int> mSteps;
+
 protected:
     explicit Outsider(const Value& value) : Object(value) { ++g_NumOutsiders; }
 };
@@ -95,6 +100,38 @@ protected:
 QBASE_IMPLEMENT(LoadLimitsTest, Outsider)
 
 void Outsider::Implement()
+{
+    SetActsOutside();
+    AddProperty<&Outsider::mPower>("Power");
+    AddProperty<&Outsider::mSteps>("Steps");
+}
+
+class OutsideTable : public Table
+{
+    QBASE_OBJECT(OutsideTable, Table)
+
+protected:
+    explicit OutsideTable(const Value& value) : Table(value) {}
+};
+
+QBASE_IMPLEMENT(LoadLimitsTest, OutsideTable)
+
+void OutsideTable::Implement()
+{
+    SetActsOutside();
+}
+
+class OutsideList : public List
+{
+    QBASE_OBJECT(OutsideList, List)
+
+protected:
+    explicit OutsideList(const Value& value) : List(value) {}
+};
+
+QBASE_IMPLEMENT(LoadLimitsTest, OutsideList)
+
+void OutsideList::Implement()
 {
     SetActsOutside();
 }
@@ -473,14 +510,18 @@ namespace
 class LoadLimitsStreamTest : public testing::Test
 {
 protected:
-    LoadLimitsStreamTest()
-        : mpPipe(IOStream::Construct(Value::Null)), mpSource(ObjectDiffSerializer::Construct(Value::Null)),
-          mpReplica(ObjectDiffSerializer::Construct(Value::Null))
+    LoadLimitsStreamTest() { Begin(); }
+
+    void Begin()
     {
+        mpPipe = IOStream::Construct(Value::Null);
+        mpSource = ObjectDiffSerializer::Construct(Value::Null);
+        mpReplica = ObjectDiffSerializer::Construct(Value::Null);
         for (const Ptr<ObjectDiffSerializer>& pSerializer : {mpSource, mpReplica}) {
             for (ClassInfoTable* const pClass :
                  {List::ClassTable(), Table::ClassTable(), Object::ClassTable(), Heavy::ClassTable(),
-                  Outsider::ClassTable(), QuietOutsider::ClassTable()}) {
+                  Outsider::ClassTable(), QuietOutsider::ClassTable(), OutsideTable::ClassTable(),
+                  OutsideList::ClassTable()}) {
                 pSerializer->RegisterType(pClass);
             }
         }
@@ -599,6 +640,100 @@ TEST_F(LoadLimitsStreamTest, AListedClassMayActOutside)
     EXPECT_EQ(static_cast<List*>(mpReplica->GetRoot())->GetSize(), 1);
 }
 
+namespace
+{
+
+// Objects that act outside, which a trusted stream made, and what another may not do to them.
+struct Outside
+{
+    Outside()
+        : mpRoot(Table::Construct(Value::Null)), mpOutsider(Outsider::Construct(Value::Null)),
+          mpTable(OutsideTable::Construct(Value::Null)), mpList(OutsideList::Construct(Value::Null))
+    {
+        mpRoot->Insert("outsider", mpOutsider);
+        mpRoot->Insert("table", mpTable);
+        mpRoot->Insert("list", mpList);
+        mpOutsider->mSteps.Insert(1);
+        mpOutsider->AddPropertyValueFromValue("Note", Value(1));
+        mpTable->Insert("entry", mpRoot);
+        mpList->Insert(mpRoot);
+    }
+
+    Ptr<Table> mpRoot;
+    Ptr<Outsider> mpOutsider;
+    Ptr<OutsideTable> mpTable;
+    Ptr<OutsideList> mpList;
+};
+
+struct OutsideChange
+{
+    int mPacket; // its kind
+    std::string mClass;
+    std::function<void(Outside&)> mMake;
+};
+
+const std::vector<OutsideChange>& GetOutsideChanges()
+{
+    static const std::vector<OutsideChange> sChanges = {
+        {3, "Outsider",
+         [](Outside& rOutside) { rOutside.mpOutsider->AddPropertyValueFromValue("New", Value(1)); }},
+        {4, "Outsider", [](Outside& rOutside) { rOutside.mpOutsider->mPower = 7; }},
+        {5, "Outsider", [](Outside& rOutside) { rOutside.mpOutsider->RemoveProperty("Note"); }},
+        {6, "Outsider",
+         [](Outside& rOutside) { rOutside.mpOutsider->AddPropertyArray("New", Value::TYPE_INT); }},
+        {7, "Outsider", [](Outside& rOutside) { rOutside.mpOutsider->mSteps.Insert(2); }},
+        {8, "Outsider", [](Outside& rOutside) { rOutside.mpOutsider->mSteps.GetAt(0) = 2; }},
+        {9, "Outsider", [](Outside& rOutside) { rOutside.mpOutsider->mSteps.Clear(); }},
+        {10, "OutsideTable", [](Outside& rOutside) { rOutside.mpTable->Insert("new", rOutside.mpRoot); }},
+        {11, "OutsideTable", [](Outside& rOutside) { rOutside.mpTable->Insert("entry", nullptr); }},
+        {12, "OutsideTable", [](Outside& rOutside) { rOutside.mpTable->Remove("entry"); }},
+        {13, "OutsideList", [](Outside& rOutside) { rOutside.mpList->Insert(rOutside.mpRoot); }},
+        {14, "OutsideList", [](Outside& rOutside) { rOutside.mpList->SetAt(0, nullptr); }},
+        {15, "OutsideList", [](Outside& rOutside) { rOutside.mpList->Clear(); }},
+    };
+    return sChanges;
+}
+
+} // namespace
+
+TEST_F(LoadLimitsStreamTest, WhatActsOutsideIsNotChangedEitherUnlessItsClassIsListed)
+{
+    for (const OutsideChange& change : GetOutsideChanges()) {
+        for (const bool bListed : {false, true}) {
+            SCOPED_TRACE("packet of kind " + std::to_string(change.mPacket));
+            Begin();
+            mpReplica->SetInStreamTrusted(mpPipe, true);
+            Outside outside;
+            EXPECT_THAT(Send(outside.mpRoot), IsEmpty());
+            mpReplica->SetInStreamTrusted(mpPipe, false);
+            if (bListed) {
+                mpReplica->AllowClass(("LoadLimitsTest." + change.mClass).c_str());
+            }
+            const Ptr<Object> pReplica = mpReplica->GetRoot();
+            const Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
+            const std::string before = Saved(pSerializer, pReplica);
+            change.mMake(outside);
+            const std::vector<std::string> errors = Send(outside.mpRoot);
+            if (bListed) {
+                EXPECT_THAT(errors, IsEmpty());
+                EXPECT_NE(Saved(pSerializer, pReplica), before);
+            } else {
+                EXPECT_THAT(errors, ElementsAre(EndsWith(
+                                        "Failed to read packet of kind " + std::to_string(change.mPacket) +
+                                        " from QBase.IOStream - class LoadLimitsTest." + change.mClass +
+                                        " acts outside the program and is not allowed")));
+                EXPECT_EQ(Saved(pSerializer, pReplica), before);
+            }
+            outside.mpTable->Clear(); // which lead back to the root, here and there
+            outside.mpList->Clear();
+            for (const char* pName : {"table", "list"}) {
+                Object* const pHolder = static_cast<Table*>(static_cast<Object*>(pReplica))->Find(pName);
+                pHolder->Call("Clear");
+            }
+        }
+    }
+}
+
 TEST_F(LoadLimitsStreamTest, DeeperNestingThanTheLimitStopsTheStream)
 {
     mpReplica->SetLimits({.mMaxNesting = 2});
@@ -626,6 +761,58 @@ TEST_F(LoadLimitsStreamTest, ObjectsThatTakeTooMuchMemoryStopTheStream)
     EXPECT_THAT(Send(pGraph), ElementsAre(EndsWith(
                                   "kind 1 from QBase.IOStream - an object of LoadLimitsTest.Heavy takes the "
                                   "objects over the limit of 3211264 bytes of memory")));
+}
+
+TEST_F(LoadLimitsStreamTest, WhatChangesTakeOfMemoryCountsToo)
+{
+    mpReplica->SetLimits({.mMaxMemory = 3 * HEAVY_SIZE, .mMaxMemoryPerByte = 0});
+    const Ptr<Heavy> pHeavy = Heavy::Construct(Value::Null);
+    EXPECT_THAT(Send(pHeavy), IsEmpty());
+    pHeavy->SetWeight(1);
+    EXPECT_THAT(Send(pHeavy), IsEmpty());
+    pHeavy->SetWeight(3);
+    EXPECT_THAT(Send(pHeavy), ElementsAre(EndsWith(
+                                  "kind 4 from QBase.IOStream - an object of LoadLimitsTest.Heavy takes the "
+                                  "objects over the limit of 3145728 bytes of memory")));
+}
+
+TEST_F(LoadLimitsStreamTest, PropertiesElementsAndChildrenTakeMemoryAsObjectsDo)
+{
+    struct Growth
+    {
+        const char* mpKind; // of the packets
+        std::function<void(Table*, const String&)> mMake;
+    };
+    const Growth growths[] = {
+        {"kind 3 ",
+         [](Table* pTable, const String& name) { pTable->AddPropertyValueFromValue(name, Value(1)); }},
+        {"kind 6 ",
+         [](Table* pTable, const String& name) { pTable->AddPropertyArray(name, Value::TYPE_INT); }},
+        {"kind 7 ",
+         [](Table* pTable, const String&) {
+             Property* const pFound = pTable->FindProperty("Places");
+             Property* const pPlaces =
+                 pFound != nullptr ? pFound : pTable->AddPropertyArray("Places", Value::TYPE_VECTOR4);
+             pPlaces->Insert(pTable, Value(Vector4(1, 2, 3, 4)));
+         }},
+        {"kind 10 ", [](Table* pTable, const String& name) { pTable->Insert(name, nullptr); }},
+    };
+    for (const Growth& growth : growths) {
+        SCOPED_TRACE(growth.mpKind);
+        Begin();
+        mpReplica->SetLimits({.mMaxMemory = 65536, .mMaxMemoryPerByte = 0});
+        const Ptr<Table> pGraph = Table::Construct(Value::Null);
+        std::vector<std::string> errors;
+        for (int i = 0; errors.empty() && i < 10000;) {
+            for (const int end = i + 100; i < end; ++i) {
+                growth.mMake(pGraph, ("name" + std::to_string(i)).c_str());
+            }
+            errors = Send(pGraph);
+        }
+        EXPECT_THAT(errors, ElementsAre(AllOf(HasSubstr(growth.mpKind),
+                                              EndsWith("an object of QBase.Table takes the objects over the "
+                                                       "limit of 65536 bytes of memory"))));
+    }
 }
 
 TEST_F(LoadLimitsStreamTest, MemoryGrowsWithTheBytesOfTheStream)
