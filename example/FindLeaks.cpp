@@ -1,7 +1,8 @@
-// Finds what is not given back: a cycle of references keeps itself alive, and the block trace names its
-// objects.
+// Finds what is not given back: a cycle of references keeps itself alive. A report names its objects and who
+// holds whom; the block trace lists every block.
 
 #include "QBase/Error.h"
+#include "QBase/LeakReport.h"
 #include "QBase/List.h"
 #include "QBase/Memory.h"
 
@@ -29,9 +30,10 @@ int main()
     List* const pFirst = MakeCycle();
     Info("A cycle left %d objects behind", CountObjects() - numBefore);
 
-    Memory::StartBlockTrace();
+    LeakReport::Mark(); // begins the block trace
     List* const pSecond = MakeCycle();
     std::fflush(stdout);
+    LeakReport().Print(stdout);    // the objects by class, and circles
     Memory::EndBlockTrace(stdout); // a line for each block that is left
 
     pFirst->Clear(); // whoever makes a cycle takes it apart

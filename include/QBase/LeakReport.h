@@ -9,7 +9,7 @@
 //     LeakReport::EndTrace();
 //
 // A program that runs with QBASE_REPORT_LEAKS=1 in its environment prints one to standard error when it ends,
-// of everything that lives then, after the destructors of its static objects.
+// of everything that lives then, after the destructors of its static objects, unless it has ended the trace.
 //
 // It stands on the block trace of Memory, which Mark begins; without one nothing is counted and nothing
 // costs. Objects of a class's description, and the table and properties that one object has of its own, are
@@ -57,7 +57,8 @@ public:
     int GetNumCycles() const;
 
     /// The shortest chain that keeps an object alive. It begins with an object that something holds which the
-    /// report cannot see, or with one of a circle. String::Null for an object that is not counted.
+    /// report cannot see, or with one of a circle. Of more than 40 links the first and last 20 are named.
+    /// String::Null for an object that is not counted.
     String Explain(const Object* pObject) const;
 
     /// A circle that keeps itself alive, each object with the place that holds the next. String::Null for an

@@ -28,7 +28,8 @@ namespace
 {
 
 constexpr int NOBODY = -1;
-constexpr int MOST_CYCLES = 10; // that Print describes
+constexpr int MOST_CYCLES = 10;        // that Print describes
+constexpr std::size_t MOST_LINKS = 40; // of a chain or circle that are named; an even number
 
 std::uint64_t sMark = 0; // where the counted objects begin
 
@@ -301,14 +302,30 @@ struct LeakReport::Stock
 
     std::string Explain(int index) const
     {
-        std::string chain;
+        std::vector<int> links; // from the object back
         int at = index;
         for (int edge; (edge = mEntries[static_cast<std::size_t>(at)].mParent) != NOBODY;) {
-            const Edge& link = mEdges[static_cast<std::size_t>(edge)];
-            chain = " " + link.mPlace + " -> " + Name(at) + chain;
-            at = link.mHolder;
+            links.push_back(edge);
+            at = mEdges[static_cast<std::size_t>(edge)].mHolder;
         }
-        return Name(at) + " (" + DescribeHold(at) + ")" + chain;
+        return Name(at) + " (" + DescribeHold(at) + ")" + DescribeLinks(links);
+    }
+
+    // The links stand in their order from the last to the first.
+    std::string DescribeLinks(const std::vector<int>& links) const
+    {
+        std::string text;
+        const std::size_t size = links.size();
+        const std::size_t numLeftOut = size > MOST_LINKS ? size - MOST_LINKS : 0;
+        for (std::size_t i = 0; i < size; ++i) {
+            if (numLeftOut > 0 && i == MOST_LINKS / 2) {
+                text += " -> (" + std::to_string(numLeftOut) + " more)";
+                i += numLeftOut;
+            }
+            const Edge& link = mEdges[static_cast<std::size_t>(links[size - 1 - i])];
+            text += " " + link.mPlace + " -> " + Name(link.mHeld);
+        }
+        return text;
     }
 
     // How the object at the beginning of a chain lives.
@@ -351,14 +368,13 @@ struct LeakReport::Stock
 
     std::string DescribeWay(const std::unordered_map<int, int>& parents, int start) const
     {
-        std::string way;
+        std::vector<int> links;
         int at = start;
         do {
-            const Edge& link = mEdges[static_cast<std::size_t>(parents.at(at))];
-            way = " " + link.mPlace + " -> " + Name(at) + way;
-            at = link.mHolder;
+            links.push_back(parents.at(at));
+            at = mEdges[static_cast<std::size_t>(links.back())].mHolder;
         } while (at != start);
-        return Name(start) + way;
+        return Name(start) + DescribeLinks(links);
     }
 
     // The counted objects by class, each with the first of them.
@@ -475,10 +491,13 @@ public:
 private:
     static void Report()
     {
-        if (BlockTrace::IsRunning()) {
-            LeakReport().Print(stderr);
-            LeakReport::EndTrace();
+        if (!BlockTrace::IsRunning()) {
+            std::fputs("No report of live objects: the program has ended the block trace\n", stderr);
+            return;
         }
+        sMark = 0; // marks of the program's own are for its own reports
+        LeakReport().Print(stderr);
+        LeakReport::EndTrace();
     }
 };
 

@@ -1,6 +1,8 @@
 // Leaves two lists behind that hold each other. With --report it runs itself again with the wish for a report
-// in the environment, which the library reads while it loads.
+// in the environment, which the library reads while it loads; what stands behind --report goes to that run.
+// "mark" sets a mark of the program's own behind the lists, "end" ends the trace.
 
+#include "QBase/LeakReport.h"
 #include "QBase/List.h"
 
 #include <cstdlib>
@@ -25,7 +27,7 @@ int main(int argc, char** argv)
 #else
         setenv("QBASE_REPORT_LEAKS", "1", 1);
 #endif
-        return std::system(("\"" + std::string(argv[0]) + "\"").c_str());
+        return std::system(("\"" + std::string(argv[0]) + "\" " + (argc > 2 ? argv[2] : "")).c_str());
     }
     g_pStatic = List::Construct(Value::Null);
     const Ptr<List> pOne = List::Construct(Value::Null);
@@ -33,5 +35,11 @@ int main(int argc, char** argv)
     pOne->Insert(pTwo);
     pTwo->Insert(pOne);
     g_pSeenByOthers = pOne;
+    const std::string wish = argc > 1 ? argv[1] : "";
+    if (wish == "mark") {
+        LeakReport::Mark();
+    } else if (wish == "end") {
+        LeakReport::EndTrace();
+    }
     return 0;
 }

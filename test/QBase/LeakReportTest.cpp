@@ -16,7 +16,7 @@
 
 using namespace QBase;
 using StoredObjects::Pair;
-using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace
 {
@@ -47,6 +47,15 @@ std::string Print(const LeakReport& report)
     text.resize(std::fread(text.data(), 1, text.size(), pFile));
     std::fclose(pFile);
     return text;
+}
+
+// What a program that ends well writes to standard error.
+std::string ErrorsOf(const ProgramStart& start)
+{
+    Outcome result = RunApart(start);
+    std::erase(result.mErrors, '\r'); // each system ends lines in its own way
+    EXPECT_EQ(result.mExitCode, 0);
+    return result.mErrors;
 }
 
 } // namespace
@@ -188,6 +197,35 @@ TEST_F(LeakReportTest, AnObjectThatNobodyEverHeldBelongsToWhoeverMadeIt)
     delete pObject;
 }
 
+TEST_F(LeakReportTest, OfALongChainTheBeginningAndTheEndAreNamed)
+{
+    Ptr<Pair> pFirst = MakePair();
+    Ptr<Pair> pLast = pFirst;
+    const Pair* pWhole = nullptr; // at the end of the longest chain that is named whole
+    for (int i = 2; i <= 100; ++i) {
+        Ptr<Pair> pNext = MakePair();
+        pLast->mFirst = pNext;
+        pLast = pNext;
+        pWhole = i == 41 ? pNext : pWhole;
+    }
+    pLast = nullptr;
+    const auto links = [](int from, int to) {
+        std::string text;
+        for (int i = from; i <= to; ++i) {
+            text += " .First -> StoredObjects.Pair #" + std::to_string(i);
+        }
+        return text;
+    };
+    const std::string start = "StoredObjects.Pair #1 (held otherwise)";
+    EXPECT_EQ(Text(LeakReport().Explain(pWhole)), start + links(2, 41));
+    const Pair* pNext = static_cast<Pair*>(static_cast<Object*>(pWhole->mFirst));
+    EXPECT_EQ(Text(LeakReport().Explain(pNext)), start + links(2, 21) + " -> (1 more)" + links(23, 42));
+    while (pNext->mFirst != nullptr) {
+        pNext = static_cast<Pair*>(static_cast<Object*>(pNext->mFirst));
+    }
+    EXPECT_EQ(Text(LeakReport().Explain(pNext)), start + links(2, 21) + " -> (59 more)" + links(81, 100));
+}
+
 TEST_F(LeakReportTest, ALongChainAndALargeCircleTakeNoDeepStack)
 {
     constexpr int LENGTH = 100000;
@@ -206,8 +244,10 @@ TEST_F(LeakReportTest, ALongChainAndALargeCircleTakeNoDeepStack)
         const LeakReport report;
         EXPECT_EQ(report.GetNumObjects(), LENGTH);
         EXPECT_EQ(report.GetNumCycles(), 1);
-        EXPECT_THAT(Text(report.DescribeCycle(0)), testing::EndsWith("StoredObjects.Pair #100000 .First -> "
-                                                                     "StoredObjects.Pair #1"));
+        const std::string circle = Text(report.DescribeCycle(0));
+        EXPECT_THAT(circle, StartsWith("StoredObjects.Pair #1 .First -> StoredObjects.Pair #2 .First -> "));
+        EXPECT_THAT(circle, testing::HasSubstr("#21 -> (99960 more) .First -> StoredObjects.Pair #99982 "));
+        EXPECT_THAT(circle, testing::EndsWith("StoredObjects.Pair #100000 .First -> StoredObjects.Pair #1"));
     }
     pOpening->mFirst = nullptr;
 }
@@ -217,11 +257,19 @@ TEST_F(LeakReportTest, AProgramThatIsAskedToReportsWhatLivesAtItsEnd)
     ProgramStart start{{BinaryPath("Leaks")}};
     EXPECT_EQ(RunApart(start).mErrors, "");
     start.mWords.push_back("--report");
-    Outcome result = RunApart(start);
-    std::erase(result.mErrors, '\r'); // each system ends lines in its own way
-    EXPECT_EQ(result.mExitCode, 0);
-    EXPECT_EQ(result.mErrors, "Live objects: 2\n"
-                              "  2 QBase.List, for example QBase.List #1 (in a circle)\n"
-                              "Circles that keep themselves alive: 1\n"
-                              "  QBase.List #1 [0] -> QBase.List #2 [0] -> QBase.List #1\n");
+    EXPECT_EQ(ErrorsOf(start), "Live objects: 2\n"
+                               "  2 QBase.List, for example QBase.List #1 (in a circle)\n"
+                               "Circles that keep themselves alive: 1\n"
+                               "  QBase.List #1 [0] -> QBase.List #2 [0] -> QBase.List #1\n");
+}
+
+TEST_F(LeakReportTest, AMarkOfTheProgramsOwnHidesNothingFromTheReportAtItsEnd)
+{
+    EXPECT_THAT(ErrorsOf({{BinaryPath("Leaks"), "--report", "mark"}}), StartsWith("Live objects: 2\n"));
+}
+
+TEST_F(LeakReportTest, AProgramThatEndsTheTraceIsToldThatThereIsNoReport)
+{
+    EXPECT_EQ(ErrorsOf({{BinaryPath("Leaks"), "--report", "end"}}),
+              "No report of live objects: the program has ended the block trace\n");
 }
