@@ -54,31 +54,39 @@ std::size_t GetCharacterSize(std::string_view text)
     return size;
 }
 
-// What is no UTF-8 is shown byte by byte. A text may be as long as the file; the bytes beside it show it all.
-std::string QuoteShortly(std::string_view text)
+// The first characters on one line, those that are no UTF-8 byte by byte. A text may be as long as the file;
+// the bytes beside it show it all.
+std::string ShowShortly(std::string_view text, bool& rbCut)
 {
-    std::string quoted = "\"";
+    std::string shown;
     std::size_t done = 0;
     while (done < text.size() && done < LONGEST_QUOTE) {
         const std::size_t size = GetCharacterSize(text.substr(done));
         if (size == 0) {
             char escape[8];
             std::snprintf(escape, sizeof(escape), "\\x%02X", static_cast<unsigned char>(text[done]));
-            quoted += escape;
+            shown += escape;
         } else {
             const std::string character = Quote(text.substr(done, size));
-            quoted.append(character, 1, character.size() - 2);
+            shown.append(character, 1, character.size() - 2);
         }
         done += std::max<std::size_t>(size, 1);
     }
-    return quoted + "\"" + (done < text.size() ? "... (" + std::to_string(text.size()) + " bytes)" : "");
+    rbCut = done < text.size();
+    return shown;
 }
 
-// The same without the quotes.
 std::string ShowShortly(std::string_view text)
 {
-    const std::string quoted = QuoteShortly(text);
-    return quoted.substr(1, quoted.size() - 2);
+    bool bCut = false;
+    return ShowShortly(text, bCut) + (bCut ? "..." : "");
+}
+
+std::string QuoteShortly(std::string_view text)
+{
+    bool bCut = false;
+    const std::string quoted = "\"" + ShowShortly(text, bCut) + "\"";
+    return bCut ? quoted + "... (" + std::to_string(text.size()) + " bytes)" : quoted;
 }
 
 // --- Binary files ---

@@ -393,13 +393,16 @@ struct ConformOptions
     bool mbJson = false;
 };
 
-// The classes as they are now; a module that is not found any more has none.
+// The classes as they are now; a module that does not load any more has none.
 Schema ReadLiveSchema(const Schema& then)
 {
     std::vector<std::string> modules;
     for (const auto& [module, classes] : then.mModules) {
-        if (TryModule(module)) {
+        try {
+            RequireModule(module);
             modules.push_back(module);
+        } catch (const Trouble& trouble) {
+            PrintMessage({Message::WARNING, trouble.what(), {}});
         }
     }
     return ReadRegistry(modules);

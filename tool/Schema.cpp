@@ -264,8 +264,9 @@ public:
     int GetInt() const
     {
         Require(mJson.is_number_integer(), "a whole number");
-        const std::int64_t number = mJson.get<std::int64_t>();
-        Require(number >= INT_MIN && number <= INT_MAX, "a number of 32 bits");
+        const std::int64_t number = mJson.get<std::int64_t>(); // one from 2^63 on comes out below 0
+        const bool bWrapped = number < 0 && mJson.is_number_unsigned();
+        Require(number >= INT_MIN && number <= INT_MAX && !bWrapped, "a number of 32 bits");
         return static_cast<int>(number);
     }
 
@@ -361,6 +362,18 @@ SchemaClass ReadClass(const Member& json, const std::string& module)
     return described;
 }
 
+// Whoever copies, compares or prints JSON goes down into it on the stack.
+Json ParseDocument(const std::string& bytes)
+{
+    constexpr int mostDepth = 32; // ours have less than ten
+    return Json::parse(bytes, [](int depth, Json::parse_event_t, const Json&) {
+        if (depth > mostDepth) {
+            throw Trouble("its objects and lists are nested deeper than " + std::to_string(mostDepth));
+        }
+        return true;
+    });
+}
+
 Schema ReadDocument(const Json& document)
 {
     const Member json(document, {});
@@ -421,14 +434,10 @@ Schema ReadSchema(const std::string& path)
     const std::string bytes = ReadInput(path);
     const std::string failure = "Failed to read the schema in " + GetDisplayName(path) + " - ";
     const std::string advice = "; make one by 'quirl classes --json >FILE'";
-    Json document;
     try {
-        document = Json::parse(bytes);
+        return ReadDocument(ParseDocument(bytes));
     } catch (const Json::exception& error) {
         throw Trouble(failure + ToPrintable(error.what()) + advice);
-    }
-    try {
-        return ReadDocument(document);
     } catch (const Trouble& trouble) {
         throw Trouble(failure + trouble.what() + advice);
     }

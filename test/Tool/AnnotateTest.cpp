@@ -405,6 +405,17 @@ TEST_F(AnnotateTest, ADamagedStreamIsReadToTheDamage)
     }
 }
 
+TEST_F(AnnotateTest, LongNamesAreCutAndSaySo)
+{
+    const std::string name(100, 'z');
+    const std::string file = "QObj" + Int(3) + Int(2) + Int(1) + Int(100) + name + Int(5) + "Class" + Int(0) +
+                             Int(1) + Int(0) + Int(0);
+    const std::string text = Annotate(file).mOutput;
+    const std::string shown(60, 'z');
+    EXPECT_THAT(text, HasSubstr(" string 0: 100 bytes, \"" + shown + "\"... (100 bytes)\n"));
+    EXPECT_THAT(text, HasSubstr(" object 0 (" + shown + "....Class): 0 properties, 0 children\n"));
+}
+
 TEST_F(AnnotateTest, BytesThatAreNoTextComeOutAsNumbers)
 {
     const std::string file = "QObj" + Int(3) + Int(3) + Int(1) + Int(5) + "QBase" + Int(6) + "Object" +

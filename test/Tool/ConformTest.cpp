@@ -132,6 +132,7 @@ TEST_F(ConformTest, AnOldSchemaIsHeldAgainstTheModulesAsTheyAreNow)
     EXPECT_EQ(gone.mExitCode, 1);
     EXPECT_THAT(gone.mOutput,
                 HasSubstr("files: Garage.Car: the module is gone: files with an object of it do not load\n"));
+    EXPECT_THAT(gone.mErrors, StartsWith("quirl: warning: Failed to load module 'Garage': "));
 }
 
 TEST_F(ConformTest, AClassThatIsGoneBreaksEverybody)
@@ -317,7 +318,11 @@ TEST_F(ConformTest, WhatIsNoSchemaIsTroubleAndSaysWhere)
                 HasSubstr("modules[0].classes[0].properties[2].access is not a text"));
     EXPECT_THAT(Refuse(Replaced(GARAGE, "\"Low\": 1", "\"Low\": 99999999999")),
                 HasSubstr("modules[0].classes[0].properties[4].enum.Low is not a number of 32 bits"));
-    EXPECT_THAT(Refuse(std::string(200000, '[')), HasSubstr("parse error"));
+    EXPECT_THAT(Refuse(Replaced(GARAGE, "\"Low\": 1", "\"Low\": 18446744073709551615")),
+                HasSubstr("enum.Low is not a number of 32 bits"));
+    EXPECT_THAT(Refuse(std::string(200000, '[')), HasSubstr("nested deeper than 32"));
+    EXPECT_THAT(Refuse(Replaced(GARAGE, "130", std::string(200000, '[') + std::string(200000, ']'))),
+                HasSubstr("its objects and lists are nested deeper than 32"));
 }
 
 TEST_F(ConformTest, ClassesThatAreTheirOwnBaseComeToAnEnd)
