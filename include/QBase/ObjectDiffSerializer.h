@@ -24,8 +24,10 @@
 // it is removed and added anew. Nor is anything written to a stream that took less than a whole frame. What
 // packets promise each other (an id that is known, an index that follows the last) is asserted; for a stream
 // that is not trusted the assertion's text is only reported, and the stream stopped; so it is when it exceeds
-// the host's limits. Memory that runs out is reported and stops the streams that miss something. See
-// docs/Formats.md for the bytes.
+// the host's limits. A list or an array has at most 65536 items, which is asserted as well; where a
+// stranger's call makes one longer, that is reported, the rest stays behind and the stranger is stopped,
+// unless others called since the last Execute. Memory that runs out is reported and stops the streams that
+// miss something. See docs/Formats.md for the bytes.
 //
 // Threads: a serializer, its graph and its streams are driven by one thread at a time.
 
@@ -211,7 +213,7 @@ private:
     void WriteSnapshot();
     const std::vector<String>& GetFunctionNames(ClassInfoTable* pClass);
     NamedId* AnnounceProperty(Object* pObject, const String& name);
-    const NamedId* KnownProperty(Object* pObject, const String& name);
+    NamedId* KnownProperty(Object* pObject, const String& name);
     void WriteElement(int kind, Object* pObject, const String& name, int index, const Value& value);
     void WriteRemoveProperty(Object* pObject, const String& name);
     void WriteListChild(int kind, List* pList, int index, Object* pChild);

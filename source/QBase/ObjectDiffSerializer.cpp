@@ -244,7 +244,6 @@ void WritePacket(ReplicationState& state, PacketKind kind, Fill fill)
     SplitFrame(state, start);
 }
 
-// Whether an index or a size can be sent.
 bool FitsIndex(int index)
 {
     struct
@@ -261,6 +260,37 @@ bool FitsSize(int size)
         std::uint16_t size;
     } const packet = {static_cast<std::uint16_t>(size)};
     return QBASE_ASSERT(packet.size == size);
+}
+
+constexpr int MOST_ITEMS = 65536; // of a list or an array; their last index is the last of 16 bits
+
+// Whether an item stays behind because a stranger's call made its list or array longer than packets can
+// count. That is no promise that this program broke: it goes on, without the items that are too many. Of
+// several strangers who called since the last pass nobody knows which it was.
+bool StaysBehind(ReplicationState& state, Object* pObject, int index, bool& rbCut)
+{
+    if (index < MOST_ITEMS || rbCut || state.mNumCallers == 0) {
+        return index >= MOST_ITEMS && rbCut;
+    }
+    rbCut = true;
+    Error(UNIT, __LINE__, "ASSERT( packet.index == index )");
+    Info("WARNING: Items of %s.%s behind the first %d are not sent - somebody called a function that added "
+         "them",
+         pObject->GetModuleName().c_str(), pObject->GetClassName().c_str(), MOST_ITEMS);
+    for (const std::shared_ptr<InStream>& pIn : state.mInStreams) {
+        if (pIn->mbHasCalled && state.mNumCallers == 1) {
+            pIn->mbStopped = true;
+        }
+    }
+    return true;
+}
+
+// Whether nobody has to be told of a new size: of what was cut, others have as much as can be sent.
+bool StaysCut(int size, bool& rbCut)
+{
+    const bool bCut = rbCut && size >= MOST_ITEMS;
+    rbCut = bCut && size > MOST_ITEMS;
+    return bCut;
 }
 
 // The value as its property announced it: late peers count on that type, whatever a getter says now.
@@ -917,6 +947,7 @@ void ObjectDiffSerializer::Send()
     AddressStreams(state, [](const OutStream& out) { return out.mbInStep && !out.mbCallsOnly; });
     if (IsSource(state)) {
         WriteChanges();
+        state.ForgetCallers();
     }
     const std::vector<EncodedCall> calls = EncodeCalls(state);
     SendFrames(state, calls);
@@ -1236,9 +1267,9 @@ NamedId* ObjectDiffSerializer::AnnounceProperty(Object* pObject, const String& n
 }
 
 // The entry of a property that was announced; null when its object stays behind.
-const NamedId* ObjectDiffSerializer::KnownProperty(Object* pObject, const String& name)
+NamedId* ObjectDiffSerializer::KnownProperty(Object* pObject, const String& name)
 {
-    const NamedId* const pId = mpState->mProperties.Find(pObject, name);
+    NamedId* const pId = mpState->mProperties.Find(pObject, name);
     if (pId == nullptr && mpState->mObjects.Find(pObject) != NO_ID) {
         GetPropertyId(pObject, name); // reports that it is missing
     }
@@ -1308,8 +1339,8 @@ void ObjectDiffSerializer::OnModifyPropertyArrayElement(Object* pObject, const S
 void ObjectDiffSerializer::OnDownsizePropertyArray(Object* pObject, const String& name, int newSize,
                                                    Value::Type)
 {
-    const NamedId* const pId = KnownProperty(pObject, name);
-    if (pId != nullptr && FitsSize(newSize)) {
+    NamedId* const pId = KnownProperty(pObject, name);
+    if (pId != nullptr && !StaysCut(newSize, pId->mbCut) && FitsSize(newSize)) {
         WritePacket(*mpState, PACKET_DOWNSIZE_ARRAY,
                     [&](PacketWriter& packet) { packet.U32(pId->mId).U16(newSize); });
     }
@@ -1323,8 +1354,8 @@ void ObjectDiffSerializer::OnRemovePropertyArray(Object* pObject, const String& 
 void ObjectDiffSerializer::WriteElement(int kind, Object* pObject, const String& name, int index,
                                         const Value& value)
 {
-    const NamedId* const pId = KnownProperty(pObject, name);
-    if (pId != nullptr && FitsIndex(index)) {
+    NamedId* const pId = KnownProperty(pObject, name);
+    if (pId != nullptr && !StaysBehind(*mpState, pObject, index, pId->mbCut) && FitsIndex(index)) {
         WritePacket(*mpState, static_cast<PacketKind>(kind), [&](PacketWriter& packet) {
             packet.U32(pId->mId).U16(index).Element(pId->mType, value);
         });
@@ -1397,7 +1428,12 @@ void ObjectDiffSerializer::OnModifyListChild(List* pList, int index, Object* pNe
 void ObjectDiffSerializer::OnDownsizeList(List* pList, int newSize)
 {
     const std::uint32_t listId = mpState->mObjects.Find(pList);
-    if (listId != NO_ID && FitsSize(newSize)) {
+    bool bCut = mpState->mCutLists.erase(pList) != 0;
+    const bool bStaysCut = StaysCut(newSize, bCut);
+    if (bCut) {
+        mpState->mCutLists.insert(pList);
+    }
+    if (listId != NO_ID && !bStaysCut && FitsSize(newSize)) {
         WritePacket(*mpState, PACKET_DOWNSIZE_LIST,
                     [&](PacketWriter& packet) { packet.U32(listId).U16(newSize); });
     }
@@ -1406,7 +1442,13 @@ void ObjectDiffSerializer::OnDownsizeList(List* pList, int newSize)
 void ObjectDiffSerializer::WriteListChild(int kind, List* pList, int index, Object* pChild)
 {
     const std::uint32_t listId = mpState->mObjects.Find(pList);
-    if (listId != NO_ID && FitsIndex(index)) {
+    if (listId == NO_ID) {
+        return;
+    }
+    bool bCut = index >= MOST_ITEMS && mpState->mCutLists.count(pList) != 0;
+    if (StaysBehind(*mpState, pList, index, bCut)) {
+        mpState->mCutLists.insert(pList);
+    } else if (FitsIndex(index)) {
         WritePacket(*mpState, static_cast<PacketKind>(kind),
                     [&](PacketWriter& packet) { packet.U32(listId).U16(index).Reference(pChild); });
     }

@@ -496,6 +496,7 @@ void PacketApplier::ApplyFunctionCall()
     if (HasLackedMemory()) {
         return;
     }
+    mState.NoteCaller(mStream);
     const std::int64_t memory = ThreadMemory::GetBytes();
     pObject->Call(name, args[0].mValue, args[1].mValue, args[2].mValue, args[3].mValue, args[4].mValue);
     mNumFailures = Memory::GetNumFailures(); // what the function does is the host's own affair

@@ -195,6 +195,7 @@ struct NamedId
     NamedId(std::uint32_t id, Object* pOwner, const String& name) : mId(id), mpOwner(pOwner), mName(name) {}
 
     std::uint32_t mId;
+    bool mbCut = false;                   // an array that is longer than packets can count
     bool mbAnswering = true;              // to its name; a later id for the same name takes over
     Value::Type mType = Value::TYPE_VOID; // of a property: how its values travel; of an array its elements
     Object* mpOwner;                      // held by the table

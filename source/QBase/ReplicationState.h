@@ -68,6 +68,7 @@ struct InStream
     int mNumFrames = 0;
     std::int64_t mNumBytes = 0; // of all frames
     std::int64_t mMemory = 0;   // that the packets of a stream that is not trusted made others take
+    bool mbHasCalled = false;   // since the last pass, without being trusted
     bool mbStopped = false;
     bool mbRemoved = false;
     RemovedObjects mRemoved;
@@ -99,7 +100,22 @@ public:
         mProperties.RemoveOwner(pObject);
         mTableChildren.RemoveOwner(pObject);
         mFunctions.RemoveOwner(pObject);
+        mCutLists.erase(pObject);
         mObjects.Remove(pObject);
+    }
+
+    // Whoever is not trusted and called a function, until the next pass shows what it did.
+    void NoteCaller(InStream& rStream)
+    {
+        mNumCallers += rStream.mbTrusted || rStream.mbHasCalled ? 0 : 1;
+        rStream.mbHasCalled = !rStream.mbTrusted;
+    }
+    void ForgetCallers()
+    {
+        mNumCallers = 0;
+        for (const std::shared_ptr<InStream>& pIn : mInStreams) {
+            pIn->mbHasCalled = false;
+        }
     }
 
     Ptr<ObjectDiff> mpDiff; // holds the root
@@ -128,13 +144,15 @@ public:
     std::vector<std::shared_ptr<OutStream>> mAddressed; // who gets the packets of the pass under way
     std::unordered_map<const Object*, Ptr<Object>> mNotReplicated; // of classes that are not registered
     std::unordered_map<const Object*, Ptr<Object>> mUnknown;       // met by a snapshot without having an id
-    bool mbSnapshot = false;                                       // ids are looked up, not assigned
+    std::unordered_set<const Object*> mCutLists; // longer than packets can count, by a stranger's call
+    bool mbSnapshot = false;                     // ids are looked up, not assigned
     bool mbExecuting = false;
 
     // Reading.
     std::unordered_set<String> mAllowed; // names of functions that others may call
     LoadLimits mLimits;
     std::unordered_map<const ClassInfoTable*, std::string> mClassTroubles; // why others may make none of them
+    int mNumCallers = 0;                                                   // since the last pass
     bool mbUpdating = false;
 
     ForeignBytes<4096> mForeign; // about what the pools of the tables take at first

@@ -825,6 +825,255 @@ TEST(ObjectDiffSerializerDeathTest, AnArrayOf70000ElementsStopsTheSource)
     EXPECT_ASSERTION(pSource->Execute(Value::Null), "packet.index == index");
 }
 
+namespace
+{
+
+// A list or an array that a function which strangers may call makes longer, and what is sent of it.
+struct Growing
+{
+    const char* mpName;
+    std::function<Ptr<Object>(Actor*)> mMake; // in the graph; the object that the warning names
+    std::function<void(Object*, int)> mResize;
+    std::string mLast; // the packets of the last item that can be sent, and of a cut to 65535
+    std::string mCut;
+};
+
+const std::vector<Growing>& GrowingThings()
+{
+    static const auto& sThings = *new std::vector<Growing>{
+        {"QBase.List",
+         [](Actor* pRoot) {
+             pRoot->mpThing = List::Construct(Value::Null);
+             return pRoot->mpThing;
+         },
+         [](Object* pObject, int size) {
+             List* const pList = static_cast<List*>(pObject);
+             while (pList->GetSize() < size) {
+                 pList->Insert(nullptr);
+             }
+             while (pList->GetSize() > size) {
+                 pList->RemoveAt(pList->GetSize() - 1);
+             }
+         },
+         "0D 02000000 FFFF 00000000", "0F 02000000 FFFF"},
+        {"SerializerTest.Actor",
+         [](Actor* pRoot) {
+             pRoot->AddPropertyArray("A", Value::TYPE_BOOL);
+             return Ptr<Object>(pRoot);
+         },
+         [](Object* pObject, int size) {
+             Property* const pArray = pObject->FindProperty("A");
+             while (pArray->GetSize(pObject) < size) {
+                 pArray->Insert(pObject, Value(true));
+             }
+             while (pArray->GetSize(pObject) > size) {
+                 pArray->RemoveAt(pObject, pArray->GetSize(pObject) - 1);
+             }
+         },
+         "07 01000000 FFFF 01", "09 01000000 FFFF"},
+    };
+    return sThings;
+}
+
+// A source with a function that strangers may call, and one who does.
+class StrangerTest : public SourceTest
+{
+protected:
+    StrangerTest() : mpRoot(Actor::Construct(Value::Null)), mpStranger(AddStranger())
+    {
+        mpSource->RegisterType(Actor::ClassTable());
+        mpSource->AllowFunction("Act");
+        mpSource->SetRoot(mpRoot);
+    }
+
+    Ptr<IOStream> AddStranger()
+    {
+        const Ptr<IOStream> pStranger = MakePipe();
+        mpSource->AddInStream(pStranger);
+        mpSource->SetInStreamTrusted(pStranger, false);
+        mpSource->SetInStreamCallsOnly(pStranger, true);
+        return pStranger;
+    }
+
+    void Call(const Ptr<IOStream>& pStranger)
+    {
+        Put(pStranger, Frame(FromHex("11" + Id(mpSource->GetFunctionId(mpRoot, "Act")) + "00")));
+    }
+
+    // What one Execute writes.
+    std::string SendBytes()
+    {
+        mpSource->Execute(Value::Null);
+        return TakeBytes(mpPipe);
+    }
+
+    std::string Replicate(const std::string& bytes)
+    {
+        const Ptr<Replicator> pReplica = MakeSerializer();
+        pReplica->RegisterType(Actor::ClassTable());
+        const Ptr<IOStream> pIn = MakePipe();
+        pReplica->AddInStream(pIn);
+        Put(pIn, bytes);
+        pReplica->UpdateInput();
+        return DescribeGraph(pReplica->GetRoot());
+    }
+
+    bool IsStopped(int index) { return mpSource->GetInStreamInfo()[index].mbStopped; }
+
+    Ptr<Actor> mpRoot;
+    Ptr<IOStream> mpStranger;
+};
+
+} // namespace
+
+TEST_F(StrangerTest, WhatACallMakesTooLongIsCutReportedAndTheEndOfTheCaller)
+{
+    for (const Growing& growing : GrowingThings()) {
+        SCOPED_TRACE(growing.mpName);
+        mpRoot = Actor::Construct(Value::Null);
+        const Ptr<Object> pThing = growing.mMake(mpRoot);
+        mpSource = MakeSerializer();
+        mpSource->RegisterType(Actor::ClassTable());
+        mpSource->AllowFunction("Act");
+        mpSource->SetRoot(mpRoot);
+        mpSource->AddOutStream(mpPipe);
+        mpStranger = AddStranger();
+        const Ptr<IOStream> pIdle = AddStranger();
+        std::string bytes = SendBytes();
+        growing.mResize(pThing, 65536);
+        std::string sent = SendBytes();
+        EXPECT_EQ(ToHex(sent.substr(sent.size() - FromHex(growing.mLast).size())), Tidy(growing.mLast));
+        bytes += sent;
+        const std::string most = DescribeGraph(mpRoot);
+        EXPECT_TRUE(Replicate(bytes) == most);
+
+        CapturedMessages messages;
+        mpRoot->mOnAct = [&] { growing.mResize(pThing, 65540); };
+        Call(mpStranger);
+        mpSource->UpdateInput();
+        EXPECT_EQ(ToHex(SendBytes()), "");
+        const std::string error = messages.TakeError();
+        EXPECT_THAT(error, StartsWith("ERROR: ObjectDiffSerializer (line "));
+        EXPECT_THAT(error, EndsWith("): ASSERT( packet.index == index )"));
+        EXPECT_EQ(messages.TakeInfo(), std::string("WARNING: Items of ") + growing.mpName +
+                                           " behind the first 65536 are not sent - somebody called a "
+                                           "function that added them");
+        EXPECT_TRUE(IsStopped(0));
+        EXPECT_FALSE(IsStopped(1));
+
+        // From now on nothing is said about it, to late streams neither, whoever lets it grow.
+        growing.mResize(pThing, 65545);
+        EXPECT_EQ(ToHex(SendBytes()), "");
+        const Ptr<IOStream> pLate = MakePipe();
+        mpSource->AddOutStream(pLate);
+        EXPECT_EQ(ToHex(SendBytes()), "");
+        EXPECT_TRUE(Replicate(TakeBytes(pLate)) == most);
+        growing.mResize(pThing, 65537);
+        EXPECT_EQ(ToHex(SendBytes()), "");
+
+        // Once it is short enough, all have all of it again.
+        growing.mResize(pThing, 65536);
+        EXPECT_EQ(ToHex(SendBytes()), "");
+        EXPECT_TRUE(Replicate(bytes) == DescribeGraph(mpRoot));
+        growing.mResize(pThing, 65535);
+        EXPECT_EQ(ToHex(sent = SendBytes()), ToHex(Frame(FromHex(growing.mCut))));
+        EXPECT_TRUE(Replicate(bytes + sent) == DescribeGraph(mpRoot));
+
+        // And the source's own mistakes stop it as ever.
+        growing.mResize(pThing, 65537);
+        const ResumedAssertions resumed;
+        SendBytes();
+        EXPECT_THAT(messages.TakeError(), EndsWith("): ASSERT( packet.index == index )"));
+        EXPECT_EQ(resumed.GetCount(), 1);
+    }
+}
+
+TEST_F(StrangerTest, OfTwoWhoCalledSinceTheLastPassNeitherIsStopped)
+{
+    const Growing& list = GrowingThings()[0];
+    const Ptr<Object> pList = list.mMake(mpRoot);
+    const Ptr<IOStream> pOther = AddStranger();
+    SendBytes();
+    CapturedMessages messages;
+    mpRoot->mOnAct = [&] { list.mResize(pList, 65537); };
+    for (const Ptr<IOStream>& pStranger : {mpStranger, pOther}) {
+        Call(pStranger);
+        Call(pStranger);
+    }
+    mpSource->UpdateInput();
+    SendBytes();
+    EXPECT_THAT(messages.TakeError(), EndsWith("): ASSERT( packet.index == index )"));
+    EXPECT_THAT(messages.TakeInfo(), HasSubstr("are not sent"));
+    EXPECT_FALSE(IsStopped(0));
+    EXPECT_FALSE(IsStopped(1));
+}
+
+TEST_F(StrangerTest, ACallOfAPassBeforeOrOfSomebodyTrustedExcusesNoBrokenPromise)
+{
+    const Growing& list = GrowingThings()[0];
+    const Ptr<Object> pList = list.mMake(mpRoot);
+    SendBytes();
+    Call(mpStranger);
+    mpSource->UpdateInput();
+    SendBytes();
+    mpSource->SetInStreamTrusted(mpStranger, true);
+    mpRoot->mOnAct = [&] { list.mResize(pList, 65537); };
+    Call(mpStranger);
+    mpSource->UpdateInput();
+    CapturedMessages messages;
+    const ResumedAssertions resumed;
+    SendBytes();
+    EXPECT_THAT(messages.TakeError(), EndsWith("): ASSERT( packet.index == index )"));
+    EXPECT_EQ(resumed.GetCount(), 1);
+    EXPECT_FALSE(IsStopped(0));
+}
+
+TEST_F(StrangerTest, AListThatWasCutAndComesBackIsLookedAtAnew)
+{
+    const Growing& list = GrowingThings()[0];
+    const Ptr<Object> pList = list.mMake(mpRoot);
+    SendBytes();
+    CapturedMessages messages;
+    mpRoot->mOnAct = [&] { list.mResize(pList, 65537); };
+    Call(mpStranger);
+    mpSource->UpdateInput();
+    SendBytes();
+    EXPECT_EQ(messages.TakeAll().size(), 2u);
+    mpRoot->mpThing = nullptr;
+    SendBytes();
+    mpRoot->mpThing = pList;
+    const ResumedAssertions resumed;
+    SendBytes();
+    EXPECT_THAT(messages.TakeError(), EndsWith("): ASSERT( packet.index == index )"));
+    EXPECT_EQ(resumed.GetCount(), 1);
+}
+
+// The graph of a relay has to be fit for late peers as well, whatever its source calls.
+TEST_F(ReplicaTest, AListThatACallOfTheSourceMadeTooLongIsCutForLatePeersOfARelay)
+{
+    mpReplica->RegisterType(Actor::ClassTable());
+    mpReplica->SetInStreamTrusted(mpPipe, false);
+    mpReplica->AllowFunction("Act");
+    Receive("01 04 01000000 10 01000000 01000000 03000000 416374"
+            "10 01000000 02000000 09000000 436F6E737472756374 01 02 02000000"
+            "03 01000000 01000000 05 05000000 5468696E67 02000000 00 01000000");
+    List* const pList = FindList(2);
+    static_cast<Actor*>(Find(1))->mOnAct = [pList] {
+        while (pList->GetSize() < 65537) {
+            pList->Insert(nullptr);
+        }
+    };
+    Receive("11 01000000 00");
+    const Ptr<IOStream> pLate = MakePipe();
+    CapturedMessages messages;
+    mpReplica->SendSnapshot(pLate);
+    EXPECT_THAT(messages.TakeError(), EndsWith("): ASSERT( packet.index == index )"));
+    EXPECT_THAT(messages.TakeInfo(), HasSubstr("Items of QBase.List behind the first 65536 are not sent"));
+    EXPECT_TRUE(IsStopped());
+    const std::vector<std::string> frames = SplitFrames(TakeBytes(pLate));
+    EXPECT_THAT(ToHex(frames.back()), HasSubstr(Tidy("0D 02000000 FFFF 00000000")));
+}
+
 TEST_F(SourceTest, MoreThanAFrameGoesOutInFramesThatEndBetweenPackets)
 {
     const Ptr<List> pRoot = List::Construct(Value::Null);

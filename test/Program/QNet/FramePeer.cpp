@@ -6,6 +6,8 @@
 //     FramePeer leave PORT      # joins, takes one pass and leaves in good order
 //     FramePeer half PORT       # joins by hand, sends the first half of a frame of calls: "ready"
 //     FramePeer deaf PORT       # joins by hand and takes nothing from then on: "ready"
+//     FramePeer call PORT PROPERTY FUNCTION   # joins with the source's classes and modules; calls a function
+//                               # of the object that the root's property refers to: "called"
 //     FramePeer source          # lets others join by hand: "port N"; the first gets a pass and half of one
 
 #include "QNet/Handshake.h"
@@ -13,12 +15,14 @@
 #include "QNet/TcpServer.h"
 
 #include "QBase/ClassInfoTable.h"
+#include "QBase/Global.h"
 #include "QBase/List.h"
 #include "QBase/Property.h"
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -132,6 +136,32 @@ int JoinByHand(int port, bool bHalf)
     return EXIT_SUCCESS;
 }
 
+int Call(int port, const char* pProperty, const char* pFunction)
+{
+    const Ptr<Node> pNode = Node::Construct(Value::Null);
+    pNode->SetAdopting(true);
+    if (!pNode->Join("127.0.0.1", port)) {
+        return EXIT_FAILURE;
+    }
+    bool bCalled = false;
+    while (pNode->GetState() != Node::LOST && !IsForgotten()) {
+        pNode->Update();
+        std::istringstream modules(pNode->GetMissingModules().c_str());
+        for (std::string module; modules >> module;) {
+            LoadModule(module.c_str());
+        }
+        Object* const pRoot = pNode->GetRoot();
+        if (pRoot != nullptr && !bCalled) {
+            Object* const pObject = pRoot->FindProperty(pProperty)->Get(pRoot).AsObject();
+            pNode->GetSerializer()->BroadcastFunctionCall(pObject, pFunction);
+            Say("called");
+            bCalled = true;
+        }
+        PassTime();
+    }
+    return bCalled ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
 int ServeByHand()
 {
     const Ptr<TcpServer> pServer = TcpServer::Construct(Value::Null);
@@ -173,6 +203,9 @@ int main(int numWords, char** ppWords)
     }
     if (mode == "half" || mode == "deaf") {
         return JoinByHand(port, mode == "half");
+    }
+    if (mode == "call" && numWords == 5) {
+        return Call(port, ppWords[3], ppWords[4]);
     }
     return mode == "source" ? ServeByHand() : EXIT_FAILURE;
 }
