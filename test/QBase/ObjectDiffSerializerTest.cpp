@@ -350,6 +350,20 @@ protected:
 
 QBASE_IMPLEMENT(SerializerTest, FurnishedList)
 
+// A table with a child from the start.
+class FurnishedTable : public Table
+{
+    QBASE_OBJECT(FurnishedTable, Table)
+
+protected:
+    explicit FurnishedTable(const Value& value) : Table(value) { Insert("c", nullptr); }
+};
+
+QBASE_IMPLEMENT(SerializerTest, FurnishedTable)
+
+void FurnishedTable::Implement()
+{}
+
 void FurnishedList::Implement()
 {}
 
@@ -511,6 +525,8 @@ TEST_F(SourceTest, ATableChildIsAddedModifiedAndRemoved)
     EXPECT_EQ(Send(), Tidy("09000000 0B 01000000 01000000"));
     pRoot->Remove("c");
     EXPECT_EQ(Send(), Tidy("05000000 0C 01000000"));
+    pRoot->Insert("c", nullptr);
+    EXPECT_EQ(Send(), Tidy("12000000 0A 01000000 02000000 00000000 01000000 63")); // an id of its own
 }
 
 TEST_F(SourceTest, AListChildIsAddedModifiedAndCut)
@@ -571,6 +587,25 @@ TEST_F(SourceTest, FunctionsOfUnregisteredBasesStayBehindAndEveryNameHasOneId)
         EXPECT_EQ(pSource->FindFunction(bWithBase ? 4u : 3u), nullptr);
         EXPECT_EQ(pSource->FindFunction(bWithBase ? 3u : 2u), pRoot);
     }
+}
+
+TEST_F(SourceTest, FunctionsOfTablesAndListsStayBehindThoughTheirClassesAreRegistered)
+{
+    mpSource->RegisterType(FurnishedTable::ClassTable());
+    mpSource->RegisterType(FurnishedList::ClassTable());
+    Watch(Table::Construct(Value::Null));
+    EXPECT_NE(mpSource->GetObjectId(mpSource->GetRoot()), 0u);
+    EXPECT_EQ(mpSource->FindFunction(1), nullptr);
+    mpSource->SetRoot(List::Construct(Value::Null));
+    EXPECT_EQ(Send(), Tidy("10000000 01 02 02000000 00 02000000 02 01000000"));
+    mpSource->SetRoot(FurnishedTable::Construct(Value::Null));
+    EXPECT_EQ(Send(), Tidy("38000000 01 04 03000000"                          /* its one function */
+                           "10 03000000 01000000 09000000 436F6E737472756374" /* Construct */
+                           "0A 03000000 01000000 00000000 01000000 63 00 03000000 02 02000000"));
+    mpSource->SetRoot(FurnishedList::Construct(Value::Null));
+    EXPECT_EQ(Send(), Tidy("3C000000 01 05 04000000"
+                           "10 04000000 02000000 09000000 436F6E737472756374"
+                           "0D 04000000 0000 00000000 0D 04000000 0100 00000000 00 04000000 02 03000000"));
 }
 
 TEST_F(SourceTest, ACallCarriesTheArgumentsBeforeTheFirstVoidOne)
@@ -1110,6 +1145,61 @@ TEST_F(SourceTest, MoreThanAFrameGoesOutInFramesThatEndBetweenPackets)
     }
 }
 
+TEST_F(SourceTest, AFrameHolds32768BytesOfPacketsAndNotOneMore)
+{
+    EXPECT_EQ(Replicator::FrameBufferSize, 32768);
+    const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
+    Property* const pProperty = pRoot->AddPropertyValueFromValue("P", Value(""));
+    Watch(pRoot);
+    // The sizes of the frames when the texts of two properties change: two packets of 9 bytes and the text.
+    const auto sizesOfTwo = [&](std::size_t first, std::size_t second) {
+        pRoot->mText = std::string(first, 'a').c_str();
+        pProperty->Set(pRoot, Value(std::string(second, 'b').c_str()));
+        mpSource->Execute(Value::Null);
+        std::vector<std::size_t> sizes;
+        for (const std::string& frame : SplitFrames(TakeBytes(mpPipe))) {
+            sizes.push_back(frame.size());
+        }
+        return sizes;
+    };
+    EXPECT_THAT(sizesOfTwo(16375, 16375), testing::ElementsAre(32768u));
+    EXPECT_THAT(sizesOfTwo(16376, 16376), testing::ElementsAre(16385u, 16385u));
+    EXPECT_THAT(sizesOfTwo(16374, 16377), testing::UnorderedElementsAre(16383u, 16386u));
+    // The same with a change, of 9 bytes and the text, and a call, of 11 bytes and the text.
+    const auto sizesWithCall = [&](std::size_t first, std::size_t second) {
+        mpSource->BroadcastFunctionCall(pRoot, "Touch", Value(std::string(second, 'c').c_str()));
+        return sizesOfTwo(first, 16377);
+    };
+    EXPECT_THAT(sizesWithCall(16370, 16379), testing::ElementsAre(16379u, 16390u));
+    EXPECT_THAT(sizesWithCall(16375, 16373), testing::ElementsAre(32768u));
+    EXPECT_THAT(sizesWithCall(16376, 16373), testing::ElementsAre(16385u, 16384u));
+}
+
+TEST_F(SourceTest, AQueuedCallHoldsWhatItNeeds)
+{
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    Ptr<Probe> pProbe = Probe::Construct(Value::Null);
+    pRoot->Insert(pProbe);
+    Watch(pRoot);
+    Ptr<Probe> pStranger = Probe::Construct(Value::Null); // never was part of the graph
+    Ptr<IOStream> pOther = MakePipe();
+    mpSource->BroadcastFunctionCall(pStranger, "Touch");
+    mpSource->RemoteFunctionCall(pOther, pProbe, "Touch");
+    mpSource->BroadcastFunctionCall(pProbe, "Touch", Value(Ptr<Object>(pStranger)));
+    mpSource->BroadcastFunctionCall(pRoot, "Touch");
+    pRoot->Clear();
+    pStranger = nullptr;
+    pOther = nullptr;
+    pProbe = nullptr;
+    CapturedMessages messages;
+    EXPECT_EQ(Send(), Tidy("0C000000 0F 01000000 0000 02 02000000")); // and no call
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to get function 'Touch' id for Replication.Probe"));
+    EXPECT_THAT(messages.TakeError(),
+                EndsWith("Failed to call 'Touch' on Replication.Probe - stream is no out stream"));
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to get function 'Touch' id for Replication.Probe"));
+    EXPECT_THAT(messages.TakeError(), EndsWith("Failed to get function 'Touch' id for QBase.List"));
+}
+
 TEST_F(SourceTest, CallsThatFindNoRoomFollowInFramesOfTheirOwn)
 {
     const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
@@ -1409,6 +1499,24 @@ TEST_F(SourceTest, AnExceptionOutOfAStreamStopsItAndLeavesLaterStreamsInOrder)
     EXPECT_EQ(ToHex(TakeBytes(mpPipe)), Tidy("0B000000 01 00 01000000 00 01000000"));
 }
 
+// While a snapshot is written, ids are only looked up; afterwards they are assigned as before.
+TEST_F(SourceTest, AnExceptionWithinASnapshotOfManyFramesLeavesThoseInStepInStep)
+{
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    for (int i = 0; i < 4000; ++i) {
+        pRoot->Insert(MakePlain());
+    }
+    Watch(pRoot);
+    const Ptr<NarrowStream> pThrowing = NarrowStream::Construct(Value::Null);
+    pThrowing->mLimit = 1000000;
+    pThrowing->mOnWrite = [] { throw 7; };
+    mpSource->AddOutStream(pThrowing);
+    EXPECT_THROW(mpSource->Execute(Value::Null), int);
+    pRoot->Insert(MakePlain());
+    EXPECT_EQ(Send(), Tidy("11000000 01 00 A20F0000 0D 01000000 A00F A20F0000")); // object 4002 at place 4000
+    EXPECT_EQ(pThrowing->mNumWrites, 1);
+}
+
 // Whatever somebody does to the graph between the pass for those in step and the snapshot for a late stream,
 // the next frames suit both.
 TEST_F(SourceTest, WhatChangesBetweenAPassAndASnapshotReachesALateStreamWithTheNextPass)
@@ -1590,6 +1698,7 @@ TEST_F(ReplicaTest, EveryKindOfPacketIsApplied)
     EXPECT_EQ(FindTable(2)->Find("c"), Find(3));
     Receive(PACKETS[12]);
     EXPECT_EQ(FindTable(2)->Find("c"), nullptr);
+    EXPECT_EQ(mpReplica->FindTableChild(1), nullptr);
     Receive(PACKETS[13]);
     EXPECT_EQ(FindList(3)->GetAt(1), Find(2));
     Receive(PACKETS[14]);
@@ -1719,6 +1828,49 @@ TEST_F(ReplicaTest, NothingOfARemovedObjectIsKnownByItsId)
               "WARNING: Skipping invalid functionId '1' - Object most likely already deleted");
 }
 
+TEST_F(ReplicaTest, APropertyThatTheHostTookAwayFailsTheAssertion)
+{
+    for (const char* const pPacket : {"04 01000000 08000000", "07 02000000 0200 07000000",
+                                      "08 02000000 0000 07000000", "09 02000000 0000"}) {
+        const Ptr<Replicator> pReplica = MakeSerializer();
+        const Ptr<IOStream> pIn = MakePipe();
+        pReplica->AddInStream(pIn);
+        Put(pIn, Frame(FromHex(SETUP)));
+        pReplica->UpdateInput();
+        Object* const pObject = pReplica->FindObject(1);
+        pObject->RemoveProperty("P");
+        pObject->RemoveProperty("A");
+        Put(pIn, Frame(FromHex(std::string(pPacket) + "11 01000000 01 01 2A000000")));
+        CapturedMessages messages;
+        const ResumedAssertions resumed;
+        pReplica->UpdateInput();
+        EXPECT_THAT(messages.TakeError(), EndsWith("): ASSERT( pProperty )")) << pPacket;
+        EXPECT_EQ(resumed.GetCount(), 1) << pPacket;
+        EXPECT_EQ(static_cast<Probe*>(pReplica->FindObject(4))->mCalls, 1) << pPacket;
+    }
+    // Whoever wants it removed has what it wants.
+    Receive(SETUP);
+    Find(1)->RemoveProperty("P");
+    Receive("05 01000000");
+    EXPECT_EQ(mpReplica->FindProperty(1), nullptr);
+    EXPECT_FALSE(IsStopped());
+}
+
+TEST_F(ReplicaTest, ARemovedPropertyOfAClassStaysAndItsIdIsForgotten)
+{
+    CapturedMessages messages;
+    Receive("01 03 04000000 03 04000000 01000000 01 06000000 4E756D626572 05000000"
+            "06 04000000 02000000 01 07000000 4E756D62657273 07 02000000 0000 06000000");
+    Receive("05 01000000 05 02000000");
+    EXPECT_EQ(FindProbe(4)->mNumber, 5);
+    EXPECT_EQ(FindProbe(4)->mNumbers.GetSize(), 1);
+    EXPECT_EQ(mpReplica->FindProperty(1), nullptr);
+    EXPECT_EQ(mpReplica->FindProperty(2), nullptr);
+    Receive("03 04000000 03000000 01 06000000 4E756D626572 07000000");
+    EXPECT_EQ(FindProbe(4)->mNumber, 7);
+    EXPECT_FALSE(IsStopped());
+}
+
 TEST_F(ReplicaTest, AnObjectOfAClassThatMakesNoneFailsTheAssertion)
 {
     mpReplica->RegisterType(ObjectDiffHandler::ClassTable());
@@ -1742,6 +1894,8 @@ TEST_F(ReplicaTest, AResumedViolationConsumesItsPacketWithoutEffect)
         Put(pIn, Frame(FromHex(SETUP)));
         pReplica->UpdateInput();
         const std::string before = DescribeGraph(pReplica->GetRoot());
+        const Ptr<IOStream> pForward = MakePipe();
+        pReplica->AddForwardingStream(pForward);
         CapturedMessages messages;
         ResumedAssertions resumed;
         // What follows in the same frame is applied.
@@ -1753,6 +1907,7 @@ TEST_F(ReplicaTest, AResumedViolationConsumesItsPacketWithoutEffect)
         EXPECT_EQ(pProbe->mCalls, 1) << violation.mpPacket;
         EXPECT_EQ(DescribeGraph(pReplica->GetRoot()), before) << violation.mpPacket;
         EXPECT_FALSE(pReplica->GetInStreamInfo()[0].mbStopped);
+        EXPECT_EQ(pForward->BytesAvailable(), 0) << violation.mpPacket; // others would break it as well
     }
 }
 
@@ -1800,6 +1955,8 @@ TEST_F(ReplicaTest, AValueForAnUnknownPropertyCannotBeSkippedAndEndsTheStream)
 TEST_F(ReplicaTest, ACallOfSomethingDeletedIsSkippedWithAWarning)
 {
     Receive(SETUP);
+    const Ptr<IOStream> pForward = MakePipe();
+    mpReplica->AddForwardingStream(pForward);
     CapturedMessages messages;
     Receive("11 63000000 02 01 2A000000 04 02000000 4869  04 01000000 09000000");
     EXPECT_THAT(messages.TakeInfo(),
@@ -1812,6 +1969,7 @@ TEST_F(ReplicaTest, ACallOfSomethingDeletedIsSkippedWithAWarning)
     EXPECT_EQ(Find(1)->FindProperty("P")->Get(Find(1)), Value(10));
     EXPECT_EQ(FindProbe(4)->mCalls, 0);
     EXPECT_FALSE(IsStopped());
+    EXPECT_EQ(SplitFrames(TakeBytes(pForward)).size(), 2u); // that is no broken promise
 }
 
 TEST_F(ReplicaTest, AnUntrustedStreamCallsOnlyWhatIsAllowedByName)
@@ -1922,11 +2080,15 @@ TEST_F(ReplicaTest, WhatAConstructorPutsInIsReplacedByWhatThePeerHas)
     for (const Ptr<Replicator>& pSerializer : {pSource, mpReplica}) {
         pSerializer->RegisterType(Furnished::ClassTable());
         pSerializer->RegisterType(FurnishedList::ClassTable());
+        pSerializer->RegisterType(FurnishedTable::ClassTable());
     }
     const Ptr<Furnished> pRoot = Furnished::Construct(Value::Null);
     pRoot->mNumbers.RemoveAt(2);
     const Ptr<List> pList = FurnishedList::Construct(Value::Null);
     pList->RemoveAt(0);
+    const Ptr<Table> pTable = FurnishedTable::Construct(Value::Null);
+    pTable->Remove("c");
+    pList->Insert(pTable);
     pRoot->mpList = pList;
     pSource->SetRoot(pRoot);
     pSource->AddOutStream(mpPipe);
@@ -2011,6 +2173,23 @@ TEST_F(ReplicaTest, AChildThatGoesMayTakeItsParentAlong)
 
 TEST_F(ReplicaTest, ARemovedObjectLivesUntilItsFrameWasApplied)
 {
+    mpReplica->RegisterType(Actor::ClassTable());
+    Receive("01 04 10000000 10 10000000 10000000 03000000 416374 01 04 11000000");
+    bool bEnded = false;
+    int numCalls = 0;
+    static_cast<Actor*>(Find(0x11))->mOnEnd = [&] { bEnded = true; };
+    static_cast<Actor*>(Find(0x10))->mOnAct = [&] {
+        EXPECT_EQ(Find(0x11), nullptr); // nobody can speak of it
+        EXPECT_FALSE(bEnded);
+        ++numCalls;
+    };
+    Receive("02 11000000 11 10000000 00");
+    EXPECT_EQ(numCalls, 1);
+    EXPECT_TRUE(bEnded);
+}
+
+TEST_F(ReplicaTest, AnIdThatWasForgottenMayStandForAnotherObject)
+{
     Receive(SETUP);
     Ptr<Object> pTable = Find(2);
     Receive("0C 01000000 05 01000000 0F 03000000 0000 02 01000000");
@@ -2028,6 +2207,39 @@ TEST_F(ReplicaTest, ObjectsThatReferToEachOtherGoWhenTheyAreRemoved)
     const Ptr<Object> pKept = Find(1);
     Receive("0F 01000000 0000 02 02000000 02 03000000");
     EXPECT_EQ(static_cast<List*>(static_cast<Object*>(pKept))->GetSize(), 0);
+}
+
+TEST_F(ReplicaTest, ARingOfObjectsGoesThoughItsRemovalTakesManyFrames)
+{
+    const Ptr<Replicator> pSource = MakeSerializer();
+    for (const Ptr<Replicator>& pSerializer : {pSource, mpReplica}) {
+        pSerializer->RegisterType(Actor::ClassTable());
+    }
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    constexpr int SIZE = 7000; // 35000 bytes of removals
+    for (int i = 0; i < SIZE; ++i) {
+        pRoot->Insert(Actor::Construct(Value::Null));
+    }
+    const auto actor = [&](int i) { return static_cast<Actor*>(pRoot->GetAt(i % SIZE)); };
+    for (int i = 0; i < SIZE; ++i) {
+        actor(i)->mpThing = actor(i + 1);
+    }
+    pSource->SetRoot(pRoot);
+    pSource->AddOutStream(mpPipe);
+    pSource->Execute(Value::Null);
+    mpReplica->UpdateInput();
+    int numEnded = 0;
+    for (int i = 0; i < SIZE; ++i) {
+        static_cast<Actor*>(static_cast<List*>(mpReplica->GetRoot())->GetAt(i))->mOnEnd = [&] { ++numEnded; };
+        actor(i)->mOnEnd = nullptr;
+    }
+    const Ptr<Object> pFirst = pRoot->GetAt(0);
+    pRoot->Clear();
+    pSource->Execute(Value::Null);
+    ASSERT_GT(mpPipe->BytesAvailable(), 32768 + 4);
+    mpReplica->UpdateInput();
+    EXPECT_EQ(numEnded, SIZE);
+    static_cast<Actor*>(static_cast<Object*>(pFirst))->mpThing = nullptr;
 }
 
 TEST_F(ReplicaTest, RemovedObjectsThatTheHostStillHoldsStayWhole)
