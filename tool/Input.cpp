@@ -131,7 +131,14 @@ void AddInputOptions(CLI::App& rCommand, InputOptions& rOptions)
         ->check(CLI::IsMember({"xml", "binary"}));
 }
 
-Input::Input(const std::string& path, const InputOptions& options)
+Input::Input(const std::string& path, const InputOptions& options) : Input(path, nullptr, options)
+{}
+
+Input::Input(const std::string& path, const std::string& bytes, const InputOptions& options)
+    : Input(path, &bytes, options)
+{}
+
+Input::Input(const std::string& path, const std::string* pBytes, const InputOptions& options)
     : mPath(path), mFormat(Format::UNKNOWN), mbGivenModulesOnly(options.mbGivenModulesOnly),
       mLimits(MakeLimits(options.mLimits))
 {
@@ -139,7 +146,8 @@ Input::Input(const std::string& path, const InputOptions& options)
         RequireModule(module);
     }
     const Progress progress("Loading " + GetDisplayName(path));
-    const std::string bytes = ReadInput(path);
+    const std::string read = pBytes == nullptr ? ReadInput(path) : std::string();
+    const std::string& bytes = pBytes == nullptr ? read : *pBytes;
     mFormat = ChooseFormat(path, bytes, options.mFrom);
     Load(bytes);
 }

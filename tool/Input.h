@@ -67,7 +67,10 @@ public:
     /// Throws Trouble when the file cannot be read or is in no known format.
     Input(const std::string& path, const InputOptions& options);
 
-    /// The same for bytes that are at hand.
+    /// The same for a file whose bytes are at hand.
+    Input(const std::string& path, const std::string& bytes, const InputOptions& options);
+
+    /// Bytes that are at hand and in a known format; no module is loaded first.
     Input(std::string path, const std::string& bytes, Format format, const InputOptions& options);
 
     const std::string& GetPath() const { return mPath; }
@@ -82,6 +85,8 @@ public:
     bool HasLostValues() const;
 
 private:
+    Input(const std::string& path, const std::string* pBytes, const InputOptions& options);
+
     void Load(const std::string& bytes);
     void LoadOnce(const std::string& bytes);
     bool LoadMissingModule();

@@ -7,6 +7,7 @@
 #include "Network.h"
 #include "Output.h"
 #include "Report.h"
+#include "System.h"
 #include "Text.h"
 
 #include "QBase/ClassInfoTable.h"
@@ -17,18 +18,16 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
-#include <system_error>
 #include <thread>
 #include <utility>
 
 using namespace QBase;
-namespace fs = std::filesystem;
 
 namespace Quirl
 {
@@ -38,7 +37,8 @@ namespace
 
 constexpr char FOOTER[] =
     R"(When the file changes, what is the same in it keeps its place and only values that differ are sent. A file that
-does not load is reported, and the last state stays. Others change the graph only by calling functions that
+does not load is reported, and the last state stays. A file that looks unchanged, by its size, number and times, is
+read every two seconds all the same, or more seldom when that takes long. Others change the graph only by calling functions that
 --allow names, and never the file. Ends with Ctrl-C. Exit codes: 0 fine, 2 trouble.
 
 Examples:
@@ -47,6 +47,8 @@ Examples:
 
 constexpr std::chrono::milliseconds FRAME_TIME(10);
 constexpr std::chrono::milliseconds LOOK_TIME(100); // between two looks at the file
+constexpr std::chrono::seconds READ_TIME(2);        // between two readings of a file that looks the same
+constexpr int READ_SHARE = 100;                     // of all time may go into those
 constexpr std::size_t MOST_CLASSES = 255;
 constexpr int MOST_ITEMS = 65536; // of a list or an array
 
@@ -58,25 +60,6 @@ struct ServeOptions
     std::string mAddress;
     std::vector<std::string> mAllowed;
 };
-
-// Tells one state of a file from another.
-struct FileStamp
-{
-    fs::file_time_type mTime = {};
-    std::uintmax_t mSize = 0;
-
-    bool operator==(const FileStamp& other) const = default;
-};
-
-FileStamp GetFileStamp(const std::string& path)
-{
-    const fs::path file(std::u8string(path.begin(), path.end()));
-    std::error_code error;
-    FileStamp stamp;
-    stamp.mTime = fs::last_write_time(file, error);
-    stamp.mSize = fs::file_size(file, error);
-    return stamp;
-}
 
 // Every class of the modules that the graph's objects come from, those of the objects first: an edit may
 // bring in others. Within both groups by name, so that each start gives the same order.
@@ -146,7 +129,8 @@ public:
             throw Trouble("Failed to serve standard input - it cannot be watched for changes; name a file");
         }
         mLoaded = mSeen = GetFileStamp(mOptions.mPath);
-        mpRoot = RequireRoot(Input(mOptions.mPath, mOptions.mInput));
+        ReadFile();
+        mpRoot = RequireRoot(Input(mOptions.mPath, mBytes, mOptions.mInput));
         RequireSendable(mpRoot);
         RegisterClasses();
         mNetwork.GetSerializer()->SetRoot(mpRoot);
@@ -179,7 +163,9 @@ private:
         }
     }
 
-    // Loads the file anew once it has changed and been left alone for a moment.
+    // Loads the file anew once it has changed and been left alone for a moment. A file may change and look
+    // the same: its clock stands still for a while, or somebody writes to it through mapped memory. So its
+    // bytes are read now and then.
     void FollowFile()
     {
         const auto now = std::chrono::steady_clock::now();
@@ -189,19 +175,46 @@ private:
         mLookTime = now;
         const FileStamp stamp = GetFileStamp(mOptions.mPath);
         const bool bAtRest = stamp == mSeen;
+        const bool bLooksSame = stamp == mLoaded;
         mSeen = stamp;
-        if (!bAtRest || stamp == mLoaded) {
+        if (!bAtRest || (bLooksSame && (stamp == FileStamp() || now < mReadTime))) {
             return;
         }
         mLoaded = stamp;
+        const bool bWasRead = std::exchange(mbRead, false);
         try {
-            const Input input(mOptions.mPath, mOptions.mInput);
-            Object* const pLoaded = RequireRoot(input);
-            RequireSendable(pLoaded);
-            TakeOver(pLoaded);
+            const bool bSameBytes = !ReadFile();
+            mbRead = true;
+            if (!bSameBytes || (!bLooksSame && !mbServed)) {
+                Load();
+            }
         } catch (const Trouble& trouble) {
-            PrintMessage({Message::WARNING, std::string(trouble.what()) + "; the last state stays", {}});
+            if (mbRead || bWasRead || !bLooksSame) { // it is told once that a file cannot be read
+                PrintMessage({Message::WARNING, std::string(trouble.what()) + "; the last state stays", {}});
+            }
         }
+    }
+
+    // False when the bytes are those that were read last.
+    bool ReadFile()
+    {
+        const auto start = std::chrono::steady_clock::now();
+        mReadTime = start + READ_TIME;
+        std::string bytes = ReadInput(mOptions.mPath);
+        const auto end = std::chrono::steady_clock::now();
+        mReadTime = std::max(mReadTime, end + READ_SHARE * (end - start));
+        std::swap(mBytes, bytes);
+        return mBytes != bytes;
+    }
+
+    void Load()
+    {
+        mbServed = false;
+        const Input input(mOptions.mPath, mBytes, mOptions.mInput);
+        Object* const pLoaded = RequireRoot(input);
+        RequireSendable(pLoaded);
+        TakeOver(pLoaded);
+        mbServed = true;
     }
 
     void TakeOver(Object* pLoaded)
@@ -227,6 +240,10 @@ private:
     std::set<const ClassInfoTable*> mClasses; // registered, or told to be missing
     FileStamp mLoaded;
     FileStamp mSeen;
+    std::string mBytes;                              // of the file, when it was read last
+    bool mbRead = true;                              // false when it could not be
+    bool mbServed = true;                            // false when they did not load
+    std::chrono::steady_clock::time_point mReadTime; // of the next reading, if nothing seems to change
     std::chrono::steady_clock::time_point mLookTime;
 };
 

@@ -32,6 +32,21 @@ std::FILE* OpenForReading(const std::string& path, std::string& rReason);
 /// The bytes of an open file; -1 for devices and pipes, which have no number of their own.
 std::int64_t GetFileSize(std::FILE* pFile);
 
+// Tells one state of a file from another without reading it, as well as the system can.
+struct FileStamp
+{
+    std::uint64_t mDevice = 0;
+    std::uint64_t mFile = 0; // its number there: another file under the same name has another
+    std::uint64_t mSize = 0;
+    std::int64_t mWriteTime = 0;  // of its bytes; programs set it as they like
+    std::int64_t mChangeTime = 0; // of anything about it, by the system's own clock
+
+    bool operator==(const FileStamp& other) const = default;
+};
+
+/// The stamp of the file that a path leads to; an empty one when there is none.
+FileStamp GetFileStamp(const std::string& path);
+
 /// Removes the file when the user or the system ends the program before its time. One file at a time; an
 /// empty path for none.
 void RemoveWhenInterrupted(const std::string& path);

@@ -32,7 +32,9 @@ namespace
 
 constexpr char FOOTER[] =
     R"TEXT(Prints a line for each event: "+ PATH = VALUE" for what is new, "~ PATH = VALUE (was VALUE)" for what changed,
-"- PATH" for what is gone. Ends with the source, or with Ctrl-C. Exit codes: 0 fine, 2 trouble.
+"- PATH" for what is gone. Ends with the source, or with Ctrl-C, and whoever joined here ends as well; the last whole
+state is saved. A source that comes back is another one: start quirl watch anew. Exit codes: 0 fine, also when the
+source went away between two changes; 2 trouble: nobody was there to join, or the source went away within a change.
 
 Examples:
   quirl watch localhost:4711
@@ -83,6 +85,9 @@ public:
             std::this_thread::sleep_for(FRAME_TIME);
         }
         Save();
+        if (mNetwork.GetState() == Network::LOST && mbAllowed) {
+            TellThatItEnded();
+        }
         mNetwork.Leave();
         const Graph last(mNetwork.GetSerializer()->GetRoot()); // takes it apart
         return bFine ? EXIT_FINE : EXIT_TROUBLE;
@@ -152,6 +157,16 @@ private:
                 }
             }
         }
+    }
+
+    void TellThatItEnded() const
+    {
+        const bool bSaved = !mOptions.mSave.empty() && mNetwork.GetSerializer()->GetRoot() != nullptr;
+        PrintMessage({Message::NOTE,
+                      "The source is gone" +
+                          (bSaved ? ", its last state is in " + GetDisplayName(mOptions.mSave) : "") +
+                          "; start quirl watch anew when it is back",
+                      {}});
     }
 
     void Save()

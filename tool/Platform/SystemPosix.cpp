@@ -76,6 +76,11 @@ int WaitFor(pid_t process)
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+std::int64_t ToNanoseconds(const timespec& time)
+{
+    return std::int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
+}
+
 void ShowStandardOutput()
 {
     if (g_Output >= 0) {
@@ -123,6 +128,16 @@ std::int64_t GetFileSize(std::FILE* pFile)
 {
     struct stat status;
     return fstat(fileno(pFile), &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
+}
+
+FileStamp GetFileStamp(const std::string& path)
+{
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0) {
+        return {};
+    }
+    return {status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size),
+            ToNanoseconds(status.st_mtim), ToNanoseconds(status.st_ctim)};
 }
 
 void RemoveWhenInterrupted(const std::string& path)

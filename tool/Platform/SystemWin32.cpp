@@ -50,6 +50,11 @@ std::string ToNarrow(const wchar_t* pText)
     return narrow;
 }
 
+std::uint64_t Join(DWORD high, DWORD low)
+{
+    return std::uint64_t{high} << 32 | low;
+}
+
 void Feed(HANDLE pipe, const std::string& input)
 {
     std::size_t written = 0;
@@ -104,6 +109,31 @@ std::int64_t GetFileSize(std::FILE* pFile)
     const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(pFile)));
     LARGE_INTEGER size;
     return GetFileType(handle) == FILE_TYPE_DISK && GetFileSizeEx(handle, &size) ? size.QuadPart : -1;
+}
+
+FileStamp GetFileStamp(const std::string& path)
+{
+    // Whoever writes or replaces the file meanwhile is not in the way of this, nor this of them.
+    const HANDLE file = CreateFileW(ToWide(path).c_str(), FILE_READ_ATTRIBUTES,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        return {};
+    }
+    FileStamp stamp;
+    BY_HANDLE_FILE_INFORMATION information;
+    FILE_BASIC_INFO times;
+    if (GetFileInformationByHandle(file, &information)) {
+        stamp.mDevice = information.dwVolumeSerialNumber;
+        stamp.mFile = Join(information.nFileIndexHigh, information.nFileIndexLow);
+        stamp.mSize = Join(information.nFileSizeHigh, information.nFileSizeLow);
+    }
+    if (GetFileInformationByHandleEx(file, FileBasicInfo, &times, sizeof(times))) {
+        stamp.mWriteTime = times.LastWriteTime.QuadPart;
+        stamp.mChangeTime = times.ChangeTime.QuadPart;
+    }
+    CloseHandle(file);
+    return stamp;
 }
 
 void RemoveWhenInterrupted(const std::string&)

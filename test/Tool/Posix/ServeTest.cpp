@@ -118,6 +118,14 @@ constexpr char COMMANDS[] = R"(
 class ServeTest : public testing::Test
 {
 protected:
+    /// What a watcher says at last when its source is gone.
+    std::string Farewell(const std::string& name)
+    {
+        return "quirl: note: '127.0.0.1:" + Port() +
+               "' ended\nquirl: note: The source is gone, its last state is in '" + name +
+               ".qobj'; start quirl watch anew when it is back\n";
+    }
+
     /// Runs shell commands in the folder of the test. What they print.
     std::string Run(const std::string& commands)
     {
@@ -153,7 +161,7 @@ protected:
                       "wait_for replica.txt calm; mv next.QXml graph.QXml; wait_for replica.txt done; stop\n"
                       "\"$quirl\" diff graph.QXml replica.qobj\n"),
                   "");
-        EXPECT_EQ(Read("replica-errors.txt"), "quirl: note: '127.0.0.1:" + Port() + "' ended\n");
+        EXPECT_EQ(Read("replica-errors.txt"), Farewell("replica"));
         EXPECT_THAT(Read("serve-errors.txt"), Not(HasSubstr("error")));
     }
 
@@ -196,6 +204,9 @@ TEST_F(ServeTest, CapturedFramesAreUnderstoodToTheLastByte)
     EXPECT_THAT(Read("frames.txt"), StartsWith("00000000  "));
     EXPECT_THAT(Read("frames.txt"), HasSubstr("packet 4: property changes\n"));
     EXPECT_THAT(Read("frames.txt"), EndsWith("= 0.75\n"));
+    const std::string change = Read("frames.bin").substr(Read("frames.bin").size() - 13); // one packet
+    EXPECT_EQ(change.substr(0, 5), std::string("\x09\0\0\0\x04", 5));
+    EXPECT_EQ(change.substr(7), std::string("\0\0\0\0\x40\x3F", 6)); // behind the property's id: 0.75
     EXPECT_THAT(Run("\"$quirl\" watch localhost:1 --capture no/such/folder\n"),
                 HasSubstr("Failed to capture to 'no/such/folder'; choose a file that can be written\n"));
 }
@@ -274,6 +285,60 @@ TEST_F(ServeTest, AFileThatDoesNotLoadIsReportedAndTheLastStateStays)
                   "mv next.QXml crew.QXml; wait_for replica.txt healed; stop; echo $server_exit\n"),
               "0\n");
     EXPECT_EQ(Pass("replica.txt", 2).size(), 1u);
+}
+
+// Each state is as long as the one before it and carries the same time.
+TEST_F(ServeTest, AFileThatLooksTheSameIsFollowed)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    EXPECT_EQ(
+        Run("serve crew.QXml; watch replica localhost:$port; wait_for replica.txt calm\n"
+            "cp -p crew.QXml time\n"
+            "sed s/calm/wild/ crew.QXml >next; touch -r time next; mv next crew.QXml\n" // another file
+            "wait_for replica.txt wild\n"
+            "sed s/wild/mild/ crew.QXml >next; cat next >crew.QXml; touch -r time crew.QXml\n" // the same
+            "wait_for replica.txt mild; stop; echo $server_exit\n"
+            "\"$quirl\" diff crew.QXml replica.qobj && echo equal\n"),
+        "0\nequal\n");
+    EXPECT_THAT(Read("serve-errors.txt"), Not(HasSubstr("warning")));
+}
+
+// The system takes note of the first of such writes only.
+TEST_F(ServeTest, AFileThatIsWrittenThroughMappedMemoryIsFollowed)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    const std::string output =
+        Run("command -v python3 >/dev/null || { echo none; exit 0; }\n"
+            "serve crew.QXml; watch replica localhost:$port; wait_for replica.txt calm\n"
+            "cat >write.py <<'END'\n"
+            "import mmap, time\n"
+            "with open('crew.QXml', 'r+b') as file:\n"
+            "    memory = mmap.mmap(file.fileno(), 0)\n"
+            "    place = memory.find(b'calm')\n"
+            "    for word in (b'wild', b'mild', b'fine'):\n"
+            "        memory[place:place + 4] = word\n"
+            "        while word not in open('replica.txt', 'rb').read():\n"
+            "            time.sleep(0.01)\n"
+            "END\n"
+            "python3 write.py & programs=\"$programs $!\"\n"
+            "wait_for replica.txt fine; stop; echo $server_exit\n"
+            "\"$quirl\" diff crew.QXml replica.qobj && echo equal\n");
+    if (output == "none\n") {
+        GTEST_SKIP() << "there is no python3";
+    }
+    EXPECT_EQ(output, "0\nequal\n");
+    EXPECT_THAT(Read("serve-errors.txt"), Not(HasSubstr("warning")));
+}
+
+TEST_F(ServeTest, AFileThatCannotBeReadIsToldOnceAndFollowedAgainWhenItCan)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    EXPECT_EQ(Run("serve crew.QXml; watch replica localhost:$port; wait_for replica.txt calm\n"
+                  "mv crew.QXml away; mkdir crew.QXml; wait_for serve-errors.txt 'last state stays'\n"
+                  "sleep 2.5; rmdir crew.QXml\n" // it was read again meanwhile
+                  "sed s/calm/wild/ away >next; mv next crew.QXml; wait_for replica.txt wild\n"
+                  "grep -c 'irectory; check the path; the last state stays' serve-errors.txt; stop\n"),
+              "1\n");
 }
 
 TEST_F(ServeTest, ObjectsOfAClassThatNobodyAgreedOnStayBehindWithAWarning)
@@ -364,7 +429,38 @@ TEST_F(ServeTest, AWatcherKeepsTheLastStateOfASourceThatIsKilled)
                   "kill -KILL $server; wait $watcher; echo $?\n"
                   "\"$quirl\" diff crew.QXml replica.qobj && echo equal\n"),
               "0\nequal\n");
-    EXPECT_EQ(Read("replica-errors.txt"), "quirl: note: '127.0.0.1:" + Port() + "' ended\n");
+    EXPECT_EQ(Read("replica-errors.txt"), Farewell("replica"));
+}
+
+TEST_F(ServeTest, ASourceThatComesBackIsJoinedByStartingAnew)
+{
+    mFolder.Write("crew.QXml", Document(CREW));
+    EXPECT_EQ(Run("serve crew.QXml; watch replica localhost:$port; wait_for replica.txt calm\n"
+                  "kill -KILL $server; wait $watcher; echo $?\n"
+                  "\"$quirl\" watch localhost:$port 2>meanwhile.txt; echo $?\n"
+                  "sed -i s/calm/wild/ crew.QXml\n"
+                  "\"$quirl\" serve crew.QXml --port $port >serve.txt 2>serve-errors.txt & server=$!\n"
+                  "programs=$server; wait_for serve.txt 'at port'\n"
+                  "cp replica-errors.txt farewell.txt\n"
+                  "watch replica localhost:$port; wait_for replica.txt wild; stop; echo $server_exit\n"
+                  "\"$quirl\" diff crew.QXml replica.qobj && echo equal\n"),
+              "0\n2\n0\nequal\n");
+    EXPECT_EQ(Read("farewell.txt"), Farewell("replica"));
+    EXPECT_THAT(Read("meanwhile.txt"), StartsWith("quirl: error: Failed to connect to 'localhost:"));
+    EXPECT_THAT(Read("meanwhile.txt"), Not(HasSubstr("anew")));
+}
+
+TEST_F(ServeTest, ASourceThatGoesAwayWithinAChangeIsTroubleAndTheLastWholeStateIsSaved)
+{
+    EXPECT_EQ(Run("'" + BinaryPath("FramePeer") +
+                  "' source 0 >serve.txt & server=$!; programs=$server\n"
+                  "wait_for serve.txt port; port=$(sed -n 's/^port //p' serve.txt)\n"
+                  "watch replica localhost:$port; wait_for replica.txt whole\n"
+                  "kill -KILL $server; wait $watcher; echo $?\n"
+                  "\"$quirl\" show replica.qobj | grep -c whole\n"),
+              "2\n1\n");
+    EXPECT_THAT(Read("replica-errors.txt"), HasSubstr("error: Failed to read a pass from '127.0.0.1:"));
+    EXPECT_THAT(Read("replica-errors.txt"), HasSubstr("The source is gone, its last state is in "));
 }
 
 TEST_F(ServeTest, AWatcherThatIsInterruptedSavesAndEndsWell)
@@ -408,6 +504,39 @@ TEST_F(ServeTest, AListThatIsTooLongToSendIsTroubleAndNoReasonToStop)
     EXPECT_THAT(
         Run("\"$quirl\" serve array.QXml --port 0; echo $?\n"),
         testing::AllOf(HasSubstr("Failed to serve \"root.Sizes\" - it has 65537 items"), EndsWith("\n2\n")));
+}
+
+TEST_F(ServeTest, WhoCallsAFunctionThatMakesAListTooLongIsDroppedAndNobodyElse)
+{
+    std::string items;
+    for (int i = 0; i < 65536; ++i) {
+        items += "<Child Index=\"" + std::to_string(i) + "\"></Child>\n";
+    }
+    mFolder.Write("sun.QXml",
+                  Document("<Object Module=\"Solar\" Class=\"Simulation\" Path=\"root\">\n"
+                           "  <Property Name=\"Sun\" Type=\"Object\">root.Sun</Property>\n</Object>\n"
+                           "<Object Module=\"Solar\" Class=\"Body\" Path=\"root.Sun\">\n"
+                           "  <Property Name=\"Name\" Type=\"String\">calm</Property>\n"
+                           "  <Property Name=\"Satellites\" Type=\"Object\">root.Sun.Satellites</Property>\n"
+                           "</Object>\n"
+                           "<Object Module=\"QBase\" Class=\"List\" Path=\"root.Sun.Satellites\">\n" +
+                           items + "</Object>\n"));
+    EXPECT_EQ(Run("serve sun.QXml --allow AddSatellite; watch replica localhost:$port\n"
+                  "wait_for replica.txt calm\n"
+                  "'" +
+                  BinaryPath("FramePeer") +
+                  "' call $port Sun AddSatellite >call.txt 2>&1; echo $?\n"
+                  "wait_for serve-errors.txt left\n"
+                  "watch late localhost:$port; wait_for late.txt calm\n"
+                  "sed -i s/calm/wild/ sun.QXml; wait_for replica.txt wild; wait_for late.txt wild\n"
+                  "stop; echo $server_exit\n"
+                  "for name in replica late; do \"$quirl\" diff sun.QXml $name.qobj && echo equal; done\n"),
+              "0\n0\nequal\nequal\n");
+    const std::string errors = Read("serve-errors.txt");
+    EXPECT_THAT(errors, HasSubstr("quirl: error: ASSERT( packet.index == index )\n"
+                                  "quirl: warning: Items of QBase.List behind the first 65536 are not sent - "
+                                  "somebody called a function that added them\n"));
+    EXPECT_EQ(errors.find(" left\n", errors.find(" left\n") + 1), errors.npos); // nobody else
 }
 
 TEST_F(ServeTest, WhatCannotBeServedIsTrouble)
