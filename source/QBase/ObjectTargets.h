@@ -16,16 +16,22 @@
 namespace QBase
 {
 
-/// Calls `visit` with each object, or null, that a property, a place of a table or a list refers to.
-template <typename Visit>
-void VisitTargets(Object* pObject, Visit visit)
+/// Whether a property can refer to objects.
+inline bool MayRefer(const PropertyList::Entry& entry)
+{
+    return entry.mType == Value::TYPE_OBJECT || entry.mType == Value::TYPE_VALUE;
+}
+
+/// Calls `visit` with each object, or null, that a property for which `isAsked(entry)` holds, a place of a
+/// table or a list refers to.
+template <typename IsAsked, typename Visit>
+void VisitTargets(Object* pObject, IsAsked isAsked, Visit visit)
 {
     for (const PropertyList::Entry& entry : PropertyList(pObject)) {
-        const Value::Type type = entry.mpProperty->GetType();
-        if (type != Value::TYPE_OBJECT && type != Value::TYPE_VALUE) {
+        if (!isAsked(entry)) {
             continue;
         }
-        if (!entry.mpProperty->IsArray()) {
+        if (!entry.mbArray) {
             visit(entry.mpProperty->Get(pObject).AsObject());
             continue;
         }
@@ -42,6 +48,13 @@ void VisitTargets(Object* pObject, Visit visit)
             visit(static_cast<Object*>(pItem));
         }
     }
+}
+
+/// Calls `visit` with each object, or null, that any property, a place of a table or a list refers to.
+template <typename Visit>
+void VisitTargets(Object* pObject, Visit visit)
+{
+    VisitTargets(pObject, MayRefer, visit);
 }
 
 /// An object that no way of `depth` references or fewer leads to from the root, over objects for which

@@ -241,23 +241,13 @@ void PacketApplier::ApplyModifyPropertyValue()
 
 void PacketApplier::ApplyRemoveProperty()
 {
-    std::uint32_t propertyId = 0;
-    if (!Read(propertyId)) {
+    RemovedName removed;
+    if (!ReadRemovedName(mState.mProperties, "ASSERT( pObject )", removed)) {
         return;
     }
-    NamedId* const pId = mState.mProperties.Find(propertyId);
-    if (!Require(pId != nullptr, "ASSERT( pObject )", __LINE__)) {
-        return;
-    }
-    const Ptr<Object> pObject = pId->mpOwner;
-    const String name = pId->mName;
-    if (!MayChange(pObject)) {
-        return;
-    }
-    mState.mProperties.Remove(pId);
-    Property* const pProperty = pObject->FindProperty(name);
+    Property* const pProperty = removed.mpOwner->FindProperty(removed.mName);
     if (pProperty != nullptr && pProperty->IsDynamic()) {
-        pObject->RemoveProperty(name);
+        removed.mpOwner->RemoveProperty(removed.mName);
     }
 }
 
@@ -373,54 +363,33 @@ void PacketApplier::ApplyModifyTableChild()
 
 void PacketApplier::ApplyRemoveTableChild()
 {
-    std::uint32_t tableChildId = 0;
-    if (!Read(tableChildId)) {
-        return;
+    RemovedName removed;
+    if (ReadRemovedName(mState.mTableChildren, "ASSERT( pTable )", removed)) {
+        static_cast<Table*>(static_cast<Object*>(removed.mpOwner))->Remove(removed.mName);
     }
-    NamedId* const pId = mState.mTableChildren.Find(tableChildId);
-    if (!Require(pId != nullptr, "ASSERT( pTable )", __LINE__)) {
-        return;
-    }
-    const Ptr<Object> pTable = pId->mpOwner;
-    const String name = pId->mName;
-    if (!MayChange(pTable)) {
-        return;
-    }
-    mState.mTableChildren.Remove(pId);
-    static_cast<Table*>(static_cast<Object*>(pTable))->Remove(name);
 }
 
 void PacketApplier::ApplyAddListChild()
 {
-    std::uint32_t listId = 0;
-    std::uint16_t index = 0;
-    std::uint32_t childId = 0;
+    ListPlace place;
     Object* pChild = nullptr;
-    if (!Read(listId, index, childId)) {
-        return;
-    }
-    const Ptr<List> pList = FindObjectOf<List>(listId, "ASSERT( pList )");
-    if (pList != nullptr &&
-        Require(pList->GetSize() == index, "ASSERT( pList->GetSize() == packet.index )", __LINE__) &&
-        FindReferred(childId, pChild) && MayChange(pList)) {
-        pList->Insert(pChild);
-        LeftMemory(pList);
+    if (ReadListPlace(place) &&
+        Require(place.mpList->GetSize() == place.mIndex, "ASSERT( pList->GetSize() == packet.index )",
+                __LINE__) &&
+        FindReferred(place.mChildId, pChild) && MayChange(place.mpList)) {
+        place.mpList->Insert(pChild);
+        LeftMemory(place.mpList);
     }
 }
 
 void PacketApplier::ApplyModifyListChild()
 {
-    std::uint32_t listId = 0;
-    std::uint16_t index = 0;
-    std::uint32_t childId = 0;
+    ListPlace place;
     Object* pChild = nullptr;
-    if (!Read(listId, index, childId)) {
-        return;
-    }
-    const Ptr<List> pList = FindObjectOf<List>(listId, "ASSERT( pList )");
-    if (pList != nullptr && Require(index < pList->GetSize(), "ASSERT( packet.index == index )", __LINE__) &&
-        FindReferred(childId, pChild) && MayChange(pList)) {
-        pList->SetAt(index, pChild);
+    if (ReadListPlace(place) &&
+        Require(place.mIndex < place.mpList->GetSize(), "ASSERT( packet.index == index )", __LINE__) &&
+        FindReferred(place.mChildId, pChild) && MayChange(place.mpList)) {
+        place.mpList->SetAt(place.mIndex, pChild);
     }
 }
 
@@ -592,6 +561,36 @@ bool PacketApplier::ReadElement(NewElement& rElement)
     rElement.mpObject = pId->mpOwner;
     rElement.mpArray = FindArray(*pId);
     return rElement.mpArray != nullptr;
+}
+
+bool PacketApplier::ReadListPlace(ListPlace& rPlace)
+{
+    std::uint32_t listId = 0;
+    if (!Read(listId, rPlace.mIndex, rPlace.mChildId)) {
+        return false;
+    }
+    rPlace.mpList = FindObjectOf<List>(listId, "ASSERT( pList )");
+    return rPlace.mpList != nullptr;
+}
+
+// The id is forgotten.
+bool PacketApplier::ReadRemovedName(NamedIdTable& rTable, const char* pText, RemovedName& rRemoved)
+{
+    std::uint32_t id = 0;
+    if (!Read(id)) {
+        return false;
+    }
+    NamedId* const pId = rTable.Find(id);
+    if (!Require(pId != nullptr, pText, __LINE__)) {
+        return false;
+    }
+    rRemoved.mpOwner = pId->mpOwner;
+    rRemoved.mName = pId->mName;
+    if (!MayChange(rRemoved.mpOwner)) {
+        return false;
+    }
+    rTable.Remove(pId);
+    return true;
 }
 
 // The object that gets the property. A property of any type takes each.

@@ -10,6 +10,7 @@
 
 #pragma once
 
+#include "QBase/List.h"
 #include "QBase/LoadGuard.h"
 #include "QBase/Memory.h"
 #include "QBase/ReplicationState.h"
@@ -62,6 +63,21 @@ private:
         Ptr<Property> mpArray;
     };
 
+    // The place in a list that kinds 13 and 14 set, and the child for it.
+    struct ListPlace
+    {
+        Ptr<List> mpList;
+        std::uint16_t mIndex = 0;
+        std::uint32_t mChildId = 0;
+    };
+
+    // The name that kinds 5 and 12 remove, and the object that has it, held while what it named goes.
+    struct RemovedName
+    {
+        Ptr<Object> mpOwner;
+        String mName;
+    };
+
     // What a stream that is not trusted may do and take. Each answers false after the stream was stopped.
     bool MayAddObject(const ClassInfoTable* pClass);
     bool MayChange(Object* pObject);
@@ -98,6 +114,8 @@ private:
     }
     bool ReadValue(Value::Type type, WireValue& rValue);
     bool ReadElement(NewElement& rElement);
+    bool ReadListPlace(ListPlace& rPlace);
+    bool ReadRemovedName(NamedIdTable& rTable, const char* pText, RemovedName& rRemoved);
 
     // Each answers null or false after Require reported what is missing.
     bool FindPlace(NewProperty& rNew, bool bArray, const char* pTypeText);

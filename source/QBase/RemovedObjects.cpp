@@ -2,6 +2,7 @@
 
 #include "QBase/ClassInfoTable.h"
 #include "QBase/List.h"
+#include "QBase/ObjectTargets.h"
 #include "QBase/Property.h"
 #include "QBase/PropertyList.h"
 #include "QBase/Table.h"
@@ -27,41 +28,15 @@ struct Node
 
 // An excluded property may answer what its object does not hold. What one does hold counts as a reference
 // from outside, so its object stays.
-bool MayRefer(const PropertyList::Entry& entry)
+bool MayHold(const PropertyList::Entry& entry)
 {
-    return !entry.mbExcluded && (entry.mType == Value::TYPE_OBJECT || entry.mType == Value::TYPE_VALUE);
-}
-
-template <typename Visitor>
-void VisitHeldObjects(Object* pObject, Visitor visit)
-{
-    for (const PropertyList::Entry& entry : PropertyList(pObject)) {
-        if (!MayRefer(entry)) {
-            continue;
-        }
-        if (!entry.mbArray) {
-            visit(entry.mpProperty->Get(pObject).AsObject());
-            continue;
-        }
-        for (int i = 0; i < entry.mpProperty->GetSize(pObject); ++i) {
-            visit(entry.mpProperty->GetAt(pObject, i).AsObject());
-        }
-    }
-    if (pObject->IsDerivedType(Table::ClassTable())) {
-        for (const auto& node : static_cast<Table*>(pObject)->GetEntries()) {
-            visit(node.GetValue());
-        }
-    } else if (pObject->IsDerivedType(List::ClassTable())) {
-        for (const Ptr<Object>& pChild : static_cast<List*>(pObject)->GetObjects()) {
-            visit(pChild);
-        }
-    }
+    return !entry.mbExcluded && MayRefer(entry);
 }
 
 void DropHeldObjects(Object* pObject)
 {
     for (const PropertyList::Entry& entry : PropertyList(pObject)) {
-        if (!MayRefer(entry)) {
+        if (!MayHold(entry)) {
             continue;
         }
         if (entry.mbArray) {
@@ -84,7 +59,7 @@ void FindReferences(std::vector<Node>& nodes)
         places.emplace(nodes[i].mpObject, i);
     }
     for (Node& node : nodes) {
-        VisitHeldObjects(node.mpObject, [&](const Object* pHeld) {
+        VisitTargets(node.mpObject, MayHold, [&](const Object* pHeld) {
             const auto found = places.find(pHeld);
             if (found != places.end()) {
                 ++nodes[found->second].mInnerReferences;
