@@ -204,7 +204,12 @@ class Trial
 public:
     Trial(int number, bool bOnce) : mNumber(number), mbOnce(bOnce) {}
 
-    // Does the work. What it reports are a few lines at most.
+    // Does the work, on a file maybe. What it reports are a few lines at most.
+    template <typename Work>
+    void Run(FaultyFile*, Work work)
+    {
+        Run(work);
+    }
     template <typename Work>
     void Run(Work work)
     {
@@ -226,26 +231,112 @@ private:
     std::vector<std::string> mReports;
 };
 
-// Lets each allocation of an attempt fail, once and for good, until there is none left to fail. The attempt
-// says whether it succeeded; if not, it has reported something.
-template <typename Attempt>
-void FailEachAllocation(Attempt attempt)
+// One attempt, of which one call of the file misbehaves.
+class FileTrial
 {
-    for (const bool bOnce : {true, false}) {
-        bool bFailed = true;
-        int numRefused = 0;
-        for (int number = 0; bFailed && !testing::Test::HasFailure(); ++number) {
-            SCOPED_TRACE("allocation " + std::to_string(number) + (bOnce ? "" : " and all later ones"));
-            Trial trial(number, bOnce);
-            const bool bDone = attempt(trial);
-            bFailed = trial.HasFailed();
-            if (!bDone) {
-                ++numRefused;
-                EXPECT_TRUE(trial.HasReported());
-            }
-        }
-        EXPECT_GT(numRefused, 0);
+public:
+    FileTrial(int call, FaultyFile::Fault fault) : mCall(call), mFault(fault) {}
+
+    template <typename Work>
+    void Run(FaultyFile* pFile, Work work)
+    {
+        CapturedMessages messages;
+        pFile->FailAt(mCall, mFault);
+        work();
+        mbFailed = pFile->HasFailed();
+        pFile->FailAt(1 << 30, FaultyFile::NONE);
+        mbReported = !messages.TakeAll().empty();
     }
+
+    bool HasFailed() const { return mbFailed; }
+    bool HasReported() const { return mbReported; }
+
+private:
+    int mCall;
+    FaultyFile::Fault mFault;
+    bool mbFailed = false;
+    bool mbReported = false;
+};
+
+// Lets each step of an attempt fail, until there is none left to fail: `makeTrial(number)` is the trial in
+// which the step behind the first `number` does. The attempt says whether it succeeded; if not, it has
+// reported something.
+template <typename MakeTrial, typename Attempt>
+void FailEachStep(const std::string& kind, MakeTrial makeTrial, Attempt attempt)
+{
+    bool bFailed = true;
+    int numRefused = 0;
+    for (int number = 0; bFailed && !testing::Test::HasFailure(); ++number) {
+        SCOPED_TRACE(kind + " " + std::to_string(number));
+        auto trial = makeTrial(number);
+        const bool bDone = attempt(trial);
+        bFailed = trial.HasFailed();
+        if (!bDone) {
+            ++numRefused;
+            EXPECT_TRUE(trial.HasReported());
+        }
+    }
+    EXPECT_GT(numRefused, 0);
+}
+
+// Each allocation, once and for good.
+constexpr auto FailEachAllocation = [](auto attempt) {
+    for (const bool bOnce : {true, false}) {
+        FailEachStep(
+            bOnce ? "one allocation" : "all allocations from",
+            [bOnce](int number) { return Trial(number, bOnce); }, attempt);
+    }
+};
+
+// Each call of a file, in each way.
+constexpr auto FailEachCall = [](auto attempt) {
+    for (const FaultyFile::Fault fault : {FaultyFile::SHORT, FaultyFile::NOTHING, FaultyFile::NEGATIVE}) {
+        FailEachStep(
+            "fault " + std::to_string(fault) + " at call",
+            [fault](int call) { return FileTrial(call, fault); }, attempt);
+    }
+};
+
+// A save is whole, or reports and answers false, and the next one is whole again.
+template <typename FailEach>
+void ExpectWholeSaves(FailEach failEach)
+{
+    const Ptr<Object> pGraph = MakeGraph();
+    for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
+        const std::string whole = Saved(pSerializer, pGraph);
+        failEach([&](auto& rTrial) {
+            const Ptr<FaultyFile> pFile = MakeFile();
+            bool bSaved = false;
+            rTrial.Run(pFile, [&] { bSaved = pSerializer->Serialize(pGraph, pFile); });
+            if (bSaved) {
+                EXPECT_EQ(BytesOf(pFile), whole);
+            }
+            return bSaved;
+        });
+        EXPECT_EQ(Saved(pSerializer, pGraph), whole);
+    }
+    StoredObjects::Dissolve(pGraph);
+}
+
+// A load gives the whole graph, or reports and gives nothing.
+template <typename FailEach>
+void ExpectWholeLoads(FailEach failEach)
+{
+    const Ptr<Object> pGraph = MakeGraph();
+    for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
+        const std::string whole = Saved(pSerializer, pGraph);
+        failEach([&](auto& rTrial) {
+            const Ptr<FaultyFile> pFile = FileOf(whole);
+            Ptr<Object> pLoaded;
+            rTrial.Run(pFile, [&] { pLoaded = pSerializer->Deserialize(pFile).AsObject(); });
+            if (pLoaded) {
+                EXPECT_TRUE(StoredObjects::AreSameGraph(pGraph, pLoaded));
+                StoredObjects::Dissolve(pLoaded);
+            }
+            return pLoaded != nullptr;
+        });
+    }
+    StoredObjects::Dissolve(pGraph);
 }
 
 // Answers with a new text each time, for which the getter needs memory.
@@ -356,40 +447,12 @@ private:
 
 TEST(FaultTest, ASaveForWhichMemoryRunsOutFailsOrIsWhole)
 {
-    const Ptr<Object> pGraph = MakeGraph();
-    for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
-        const std::string whole = Saved(pSerializer, pGraph);
-        FailEachAllocation([&](Trial& rTrial) {
-            const Ptr<FaultyFile> pFile = MakeFile();
-            bool bSaved = false;
-            rTrial.Run([&] { bSaved = pSerializer->Serialize(pGraph, pFile); });
-            if (bSaved) {
-                EXPECT_EQ(BytesOf(pFile), whole);
-            }
-            return bSaved;
-        });
-        EXPECT_EQ(Saved(pSerializer, pGraph), whole);
-    }
-    StoredObjects::Dissolve(pGraph);
+    ExpectWholeSaves(FailEachAllocation);
 }
 
 TEST(FaultTest, ALoadForWhichMemoryRunsOutGivesNothingOrTheWholeGraph)
 {
-    const Ptr<Object> pGraph = MakeGraph();
-    for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
-        const std::string whole = Saved(pSerializer, pGraph);
-        FailEachAllocation([&](Trial& rTrial) {
-            const Ptr<FaultyFile> pFile = FileOf(whole);
-            Ptr<Object> pLoaded;
-            rTrial.Run([&] { pLoaded = pSerializer->Deserialize(pFile).AsObject(); });
-            if (pLoaded) {
-                EXPECT_TRUE(StoredObjects::AreSameGraph(pGraph, pLoaded));
-                StoredObjects::Dissolve(pLoaded);
-            }
-            return pLoaded != nullptr;
-        });
-    }
-    StoredObjects::Dissolve(pGraph);
+    ExpectWholeLoads(FailEachAllocation);
 }
 
 TEST(FaultTest, APassForWhichMemoryRunsOutIsReportedAndForgotten)
@@ -480,60 +543,12 @@ TEST(FaultTest, ASnapshotForWhichMemoryRunsOutIsWholeOrReported)
 
 TEST(FaultTest, ASaveToAFileThatMisbehavesIsNeverASuccessThatLacksAByte)
 {
-    const Ptr<Object> pGraph = MakeGraph();
-    for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
-        const std::string whole = Saved(pSerializer, pGraph);
-        for (const FaultyFile::Fault fault : {FaultyFile::SHORT, FaultyFile::NOTHING, FaultyFile::NEGATIVE}) {
-            bool bFailed = true;
-            int numRefused = 0;
-            for (int call = 0; bFailed; ++call) {
-                const Ptr<FaultyFile> pFile = MakeFile();
-                CapturedMessages messages;
-                pFile->FailAt(call, fault);
-                const bool bSaved = pSerializer->Serialize(pGraph, pFile);
-                bFailed = pFile->HasFailed();
-                pFile->FailAt(1 << 30, FaultyFile::NONE);
-                if (bSaved) {
-                    EXPECT_EQ(BytesOf(pFile), whole) << "call " << call;
-                } else {
-                    ++numRefused;
-                    EXPECT_THAT(messages.TakeAll(), Not(IsEmpty())) << "call " << call;
-                }
-                messages.TakeAll();
-            }
-            EXPECT_GT(numRefused, 0);
-        }
-    }
-    StoredObjects::Dissolve(pGraph);
+    ExpectWholeSaves(FailEachCall);
 }
 
 TEST(FaultTest, ALoadFromAFileThatMisbehavesGivesNothingOrTheWholeGraph)
 {
-    const Ptr<Object> pGraph = MakeGraph();
-    for (const Ptr<Serializer>& pSerializer : BothSerializers()) {
-        const std::string whole = Saved(pSerializer, pGraph);
-        for (const FaultyFile::Fault fault : {FaultyFile::SHORT, FaultyFile::NOTHING, FaultyFile::NEGATIVE}) {
-            bool bFailed = true;
-            int numRefused = 0;
-            for (int call = 0; bFailed; ++call) {
-                const Ptr<FaultyFile> pFile = FileOf(whole);
-                CapturedMessages messages;
-                pFile->FailAt(call, fault);
-                const Ptr<Object> pLoaded = pSerializer->Deserialize(pFile).AsObject();
-                bFailed = pFile->HasFailed();
-                if (pLoaded) {
-                    EXPECT_TRUE(StoredObjects::AreSameGraph(pGraph, pLoaded)) << "call " << call;
-                    StoredObjects::Dissolve(pLoaded);
-                } else {
-                    ++numRefused;
-                    EXPECT_THAT(messages.TakeAll(), Not(IsEmpty())) << "call " << call;
-                }
-                messages.TakeAll();
-            }
-            EXPECT_GT(numRefused, 0);
-        }
-    }
-    StoredObjects::Dissolve(pGraph);
+    ExpectWholeLoads(FailEachCall);
 }
 
 // The first cut of a file that gives an object is the whole file; XML may lack its final line feed.
