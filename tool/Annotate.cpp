@@ -37,7 +37,7 @@ struct AnnotateOptions
 {
     std::string mPath;
     std::string mForm;
-    std::vector<std::string> mModules;
+    ModuleOptions mModules;
     bool mbGivenModulesOnly = false;
     bool mbJson = false;
 };
@@ -130,9 +130,7 @@ ByteForm ChooseForm(const AnnotateOptions& options, std::string_view bytes)
 
 int RunAnnotate(const AnnotateOptions& options)
 {
-    for (const std::string& module : options.mModules) {
-        RequireModule(module);
-    }
+    LoadModules(options.mModules);
     const std::string bytes = ReadInput(options.mPath);
     const ByteForm form = ChooseForm(options, bytes);
     Output output;
@@ -162,9 +160,7 @@ void AddAnnotate(CLI::App& rApp, int& rExitCode)
     pCommand->add_option("--as", pOptions->mForm, "What the bytes are, instead of recognising it")
         ->check(CLI::IsMember({"file", "frames", "connection"}));
     pCommand->add_flag("--json", pOptions->mbJson, "Print JSON, for programs: a line for each note");
-    pCommand->add_option("--module", pOptions->mModules, "Load this module first (repeatable)")
-        ->type_name("NAME")
-        ->expected(1);
+    AddModuleOptions(*pCommand, pOptions->mModules);
     pCommand->add_flag("--given-modules-only", pOptions->mbGivenModulesOnly,
                        "Load no module that only the file names");
     pCommand->footer(FOOTER);

@@ -35,7 +35,7 @@ The first prints, among others:
 struct ClassesOptions
 {
     std::string mModule;
-    std::vector<std::string> mModules;
+    ModuleOptions mModules;
     bool mbJson = false;
 };
 
@@ -79,9 +79,7 @@ void PrintClass(Output& rOutput, const SchemaClass& described)
 
 int RunClasses(const ClassesOptions& options)
 {
-    for (const std::string& module : options.mModules) {
-        RequireModule(module);
-    }
+    LoadModules(options.mModules);
     std::vector<std::string> modules{options.mModule};
     if (options.mModule.empty()) {
         modules = GetModuleNames();
@@ -111,9 +109,7 @@ void AddClasses(CLI::App& rApp, int& rExitCode)
         "classes", "List the classes of a module, or of all loaded ones, with properties and functions");
     const auto pOptions = std::make_shared<ClassesOptions>();
     pCommand->add_option("MODULE", pOptions->mModule, "Only this module, loaded when needed");
-    pCommand->add_option("--module", pOptions->mModules, "Load this module first (repeatable)")
-        ->type_name("NAME")
-        ->allow_extra_args(false);
+    AddModuleOptions(*pCommand, pOptions->mModules);
     pCommand->add_flag("--json", pOptions->mbJson, "Print JSON, for programs");
     pCommand->footer(FOOTER);
     pCommand->callback([pOptions, &rExitCode] { rExitCode = RunClasses(*pOptions); });

@@ -390,6 +390,7 @@ struct ConformOptions
     std::string mOld;
     std::string mNew;
     std::string mOnly;
+    ModuleOptions mModules;
     bool mbJson = false;
 };
 
@@ -438,6 +439,7 @@ int RunConform(const ConformOptions& options)
     if (options.mOld == "-" && options.mNew == "-") {
         throw Trouble("Failed to compare standard input with itself; name a file for OLD or for NEW");
     }
+    LoadModules(options.mModules);
     const Schema then = ReadSchema(options.mOld);
     const Schema now = options.mNew.empty() ? ReadLiveSchema(then) : ReadSchema(options.mNew);
     std::vector<Breach> breaches = FindBreaches(then, now);
@@ -481,6 +483,7 @@ void AddConform(CLI::App& rApp, int& rExitCode)
                          "The schema after it; without it, the classes as they are now");
     pCommand->add_option("--only", pOptions->mOnly, "Look at files, peers or callers alone")
         ->check(CLI::IsMember({"files", "peers", "callers"}));
+    AddModuleOptions(*pCommand, pOptions->mModules);
     pCommand->add_flag("--json", pOptions->mbJson, "Print JSON, for programs");
     pCommand->footer(FOOTER);
     pCommand->callback([pOptions, &rExitCode] { rExitCode = RunConform(*pOptions); });

@@ -1,6 +1,7 @@
 // quirl new-module: writes a module to begin with.
 
 #include "Commands.h"
+#include "Modules.h"
 #include "NewModule.h"
 #include "Output.h"
 #include "Report.h"
@@ -9,7 +10,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cstdio>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -26,13 +27,18 @@ namespace
 constexpr char FOOTER[] =
     R"TEXT(Writes a folder NAME with a module that builds and passes its own test at once: CMakeLists.txt, a header and a
 source for each class, a test and a README. Properties and functions are those of the --class before them; without
-one, of a class that is called like the module. Types are those that `quirl classes` prints; [] makes an array.
+one, of a class that is called like the module. Types are those that `quirl classes` prints; [] makes an array of a
+property. An argument of a function is a TYPE or a NAME:TYPE; there are five at most.
+A class of another module can be a base when that module is LINKABLE (see qbase_add_module), as those are that are
+written here. Its header is taken to be CLASS.h, and its namespace to be called like the module.
 Exit codes: 0 written, 2 trouble (nothing is written then).
 
 Examples:
   quirl new-module Rocket
   quirl new-module Rocket --class Engine:Object --property thrust:float --function Start \
-                          --class Stage:List --property "burnt:bool" --property "log:String[]")TEXT";
+                          --function "Push(force:float, times:int): bool" \
+                          --class Stage:List --property "burnt:bool" --property "log:String[]"
+  quirl new-module Shuttle --module Rocket --module-path Rocket/build/bin --class Wing:Rocket.Engine)TEXT";
 
 // Their order on the command line says to which class properties and functions belong.
 struct Words
@@ -61,14 +67,47 @@ NewProperty ParseProperty(const std::string& text)
     return {name, bArray ? type.substr(0, type.size() - 2) : type, bArray};
 }
 
-NewClass ParseClass(const std::string& text)
+std::string Trim(const std::string& text)
 {
-    auto [name, base] = Split(text);
-    constexpr std::string_view MODULE = "QBase.";
-    if (base.starts_with(MODULE)) {
-        base.erase(0, MODULE.size());
+    const std::size_t start = text.find_first_not_of(' ');
+    return start == text.npos ? std::string() : text.substr(start, text.find_last_not_of(' ') - start + 1);
+}
+
+NewArgument ParseArgument(const std::string& text)
+{
+    const auto [name, type] = Split(text);
+    return type.empty() ? NewArgument{{}, Trim(name)} : NewArgument{Trim(name), Trim(type)};
+}
+
+// NAME, NAME(ARGUMENT,...), NAME:TYPE or NAME(ARGUMENT,...):TYPE.
+NewFunction ParseFunction(const std::string& text)
+{
+    const std::size_t open = text.find('(');
+    const std::size_t close = text.rfind(')');
+    const std::string behind =
+        Trim(open == text.npos ? text.substr(std::min(text.find(':'), text.size()))
+                               : text.substr(close == text.npos ? text.size() : close + 1));
+    const bool bResult = behind.starts_with(":") && !Trim(behind.substr(1)).empty();
+    if ((open == text.npos) != (close == text.npos) || (open != text.npos && close < open) ||
+        (!behind.empty() && !bResult)) {
+        throw Trouble("Failed to read the function " + Quote(text) +
+                      " - it is no NAME(TYPE,...):TYPE; write \"Push(float, int): bool\", for example");
     }
-    return {name, base.empty() ? "Object" : base, {}, {}};
+    NewFunction function{Trim(text.substr(0, std::min(open, text.find(':')))), {}, "void"};
+    function.mResult = bResult ? Trim(behind.substr(1)) : function.mResult;
+    const std::string arguments = open == text.npos ? "" : Trim(text.substr(open + 1, close - open - 1));
+    for (std::size_t start = 0; !arguments.empty() && start <= arguments.size();) {
+        const std::size_t end = std::min(arguments.find(',', start), arguments.size());
+        function.mArguments.push_back(ParseArgument(arguments.substr(start, end - start)));
+        start = end + 1;
+    }
+    return function;
+}
+
+NewClass ParseClass(const NewModule& module, const std::string& text)
+{
+    const auto [name, base] = Split(text);
+    return {name, FindBase(module, base), {}, {}};
 }
 
 NewModule ParseModule(const std::string& name, const CLI::App& command, const Words& words)
@@ -79,23 +118,23 @@ NewModule ParseModule(const std::string& name, const CLI::App& command, const Wo
     std::size_t numFunctions = 0;
     for (const CLI::Option* const pOption : command.parse_order()) {
         if (pOption == words.mpClass) {
-            module.mClasses.push_back(ParseClass(pOption->results()[numClasses++]));
+            module.mClasses.push_back(ParseClass(module, pOption->results()[numClasses++]));
             continue;
         }
         if (pOption != words.mpProperty && pOption != words.mpFunction) {
             continue;
         }
         if (module.mClasses.empty()) {
-            module.mClasses.push_back({name, "Object", {}, {}});
+            module.mClasses.push_back(ParseClass(module, name));
         }
         if (pOption == words.mpProperty) {
             module.mClasses.back().mProperties.push_back(ParseProperty(pOption->results()[numProperties++]));
         } else {
-            module.mClasses.back().mFunctions.push_back(pOption->results()[numFunctions++]);
+            module.mClasses.back().mFunctions.push_back(ParseFunction(pOption->results()[numFunctions++]));
         }
     }
     if (module.mClasses.empty()) {
-        module.mClasses.push_back({name, "Object", {}, {}});
+        module.mClasses.push_back(ParseClass(module, name));
     }
     return module;
 }
@@ -134,13 +173,29 @@ std::string FindPrefix()
     return {};
 }
 
-void PrintNextCommand(const std::string& name)
+// Where the modules were found whose classes are bases.
+std::string FindFolders(const NewModule& module)
 {
+    std::string folders;
+    for (const std::string& foreign : GetForeignModules(module)) {
+        const std::string folder = GetModuleFolder(foreign);
+        std::error_code error;
+        if (!folder.empty()) {
+            folders += " -D" + foreign + "_FOLDER='" + fs::absolute(folder, error).generic_string() + "'";
+        }
+    }
+    return folders;
+}
+
+void PrintNextCommand(const NewModule& module)
+{
+    const std::string& name = module.mName;
     const std::string prefix = FindPrefix();
     Output output;
     output.WriteLine("Next: cmake -S " + name + " -B " + name + "/build" +
-                     (prefix.empty() ? "" : " -DCMAKE_PREFIX_PATH='" + prefix + "'") + " && cmake --build " +
-                     name + "/build && ctest --test-dir " + name + "/build --output-on-failure");
+                     (prefix.empty() ? "" : " -DCMAKE_PREFIX_PATH='" + prefix + "'") + FindFolders(module) +
+                     " && cmake --build " + name + "/build && ctest --test-dir " + name +
+                     "/build --output-on-failure");
     output.Finish();
 }
 
@@ -161,7 +216,7 @@ int RunNewModule(const NewModule& module)
         fs::remove_all(folder, error);
         throw;
     }
-    PrintNextCommand(module.mName);
+    PrintNextCommand(module);
     return EXIT_FINE;
 }
 
@@ -181,15 +236,21 @@ void AddNewModule(CLI::App& rApp, int& rExitCode)
     CLI::App* const pCommand =
         rApp.add_subcommand("new-module", "Write a module that builds and passes its own test");
     const auto pName = std::make_shared<std::string>();
+    const auto pModules = std::make_shared<ModuleOptions>();
     Words words;
     pCommand->add_option("NAME", *pName, "The name of the module and its folder")->required();
     words.mpClass = AddWords(pCommand, "--class", "NAME[:BASE]",
-                             "Add a class (repeatable); BASE is Object, Table, List or an earlier class");
+                             "Add a class (repeatable); BASE is a class of QBase, an earlier class, or "
+                             "MODULE.CLASS of a loaded module");
     words.mpProperty =
         AddWords(pCommand, "--property", "NAME:TYPE", "Add a property to the class (repeatable)");
-    words.mpFunction = AddWords(pCommand, "--function", "NAME", "Add a function to the class (repeatable)");
+    words.mpFunction =
+        AddWords(pCommand, "--function", "NAME[(TYPE,...)][:TYPE]",
+                 "Add a function to the class (repeatable), with its arguments and its result");
+    AddModuleOptions(*pCommand, *pModules);
     pCommand->footer(FOOTER);
-    pCommand->callback([pName, words, pCommand, &rExitCode] {
+    pCommand->callback([pName, pModules, words, pCommand, &rExitCode] {
+        LoadModules(*pModules);
         rExitCode = RunNewModule(ParseModule(*pName, *pCommand, words));
     });
 }

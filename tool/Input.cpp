@@ -1,6 +1,5 @@
 #include "Input.h"
 
-#include "Modules.h"
 #include "System.h"
 #include "Text.h"
 
@@ -117,11 +116,7 @@ Ptr<Serializer> MakeSerializer(Format format)
 
 void AddInputOptions(CLI::App& rCommand, InputOptions& rOptions)
 {
-    rCommand
-        .add_option("--module", rOptions.mModules,
-                    "Load this module first (repeatable); those named in the file are loaded when found")
-        ->type_name("NAME")
-        ->allow_extra_args(false);
+    AddModuleOptions(rCommand, rOptions.mModules, "; those named in the file are loaded when found");
     rCommand.add_flag("--given-modules-only", rOptions.mbGivenModulesOnly,
                       "Load no module that only the file names");
     AddLimitOptions(rCommand, rOptions.mLimits);
@@ -142,9 +137,7 @@ Input::Input(const std::string& path, const std::string* pBytes, const InputOpti
     : mPath(path), mFormat(Format::UNKNOWN), mbGivenModulesOnly(options.mbGivenModulesOnly),
       mLimits(MakeLimits(options.mLimits))
 {
-    for (const std::string& module : options.mModules) {
-        RequireModule(module);
-    }
+    LoadModules(options.mModules);
     const Progress progress("Loading " + GetDisplayName(path));
     const std::string read = pBytes == nullptr ? ReadInput(path) : std::string();
     const std::string& bytes = pBytes == nullptr ? read : *pBytes;
@@ -220,7 +213,7 @@ Object* RequireRoot(const Input& input)
         if (message.mText.starts_with(MISSING_CLASS)) {
             pAdvice =
                 "say --module NAME for the module of the missing class, whose library NAME_Release lies "
-                "beside quirl or where the system looks";
+                "beside quirl or where the system looks, or --module-path FOLDER for the folder it is in";
         } else if (message.mText.find(OUTSIDE_CLASS) != std::string::npos) {
             pAdvice = "say --trusted if you know where the file comes from";
         } else if (message.mText.find(OVER_LIMIT) != std::string::npos) {

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "Limits.h"
+#include "Modules.h"
 #include "Report.h"
 
 #include "QBase/Object.h"
@@ -52,7 +53,7 @@ QBase::Ptr<QBase::Serializer> MakeSerializer(Format format);
 
 struct InputOptions
 {
-    std::vector<std::string> mModules;
+    ModuleOptions mModules;
     std::string mFrom; // the name of a format; empty to recognise it
     bool mbGivenModulesOnly = false;
     LimitOptions mLimits;

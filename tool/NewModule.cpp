@@ -1,9 +1,11 @@
 #include "NewModule.h"
 
 #include "Report.h"
+#include "System.h"
 #include "Text.h"
 
 #include "QBase/ClassInfoTable.h"
+#include "QBase/Function.h"
 #include "QBase/Global.h"
 
 #include <algorithm>
@@ -27,23 +29,24 @@ struct TypeForm
     const char* mpType;   // in C++
     const char* mpHeader; // that has it; null for none
     const char* mpSample; // a value for the test, other than the first one
+    bool mbSmall;         // passed by value
 };
 
 constexpr TypeForm TYPES[] = {
-    {"int", "int", nullptr, "7"},
-    {"float", "float", nullptr, "0.5f"},
-    {"bool", "bool", nullptr, "true"},
-    {"String", "QBase::String", "QBase/String.h", "QBase::String(\"text\")"},
-    {"Object", "QBase::Ptr<QBase::Object>", "QBase/Ptr.h", ""},
-    {"Vector2", "QBase::Vector2", "QBase/Vector2.h", "QBase::Vector2(1, 2)"},
-    {"Vector3", "QBase::Vector3", "QBase/Vector3.h", "QBase::Vector3(1, 2, 3)"},
-    {"Vector4", "QBase::Vector4", "QBase/Vector4.h", "QBase::Vector4(1, 2, 3, 4)"},
-    {"Vector2i", "QBase::Vector2i", "QBase/Vector2.h", "QBase::Vector2i(1, 2)"},
-    {"Vector3i", "QBase::Vector3i", "QBase/Vector3.h", "QBase::Vector3i(1, 2, 3)"},
-    {"Vector4i", "QBase::Vector4i", "QBase/Vector4.h", "QBase::Vector4i(1, 2, 3, 4)"},
-    {"Color", "QBase::Color", "QBase/Color.h", "QBase::Color(1, 2, 3)"},
-    {"Quaternion", "QBase::Quaternion", "QBase/Quaternion.h", "QBase::Quaternion(1, 2, 3, 4)"},
-    {"Value", "QBase::Value", "QBase/Value.h", "QBase::Value(7)"},
+    {"int", "int", nullptr, "7", true},
+    {"float", "float", nullptr, "0.5f", true},
+    {"bool", "bool", nullptr, "true", true},
+    {"String", "QBase::String", "QBase/String.h", "QBase::String(\"text\")", false},
+    {"Object", "QBase::Ptr<QBase::Object>", "QBase/Ptr.h", "", false},
+    {"Vector2", "QBase::Vector2", "QBase/Vector2.h", "QBase::Vector2(1, 2)", false},
+    {"Vector3", "QBase::Vector3", "QBase/Vector3.h", "QBase::Vector3(1, 2, 3)", false},
+    {"Vector4", "QBase::Vector4", "QBase/Vector4.h", "QBase::Vector4(1, 2, 3, 4)", false},
+    {"Vector2i", "QBase::Vector2i", "QBase/Vector2.h", "QBase::Vector2i(1, 2)", false},
+    {"Vector3i", "QBase::Vector3i", "QBase/Vector3.h", "QBase::Vector3i(1, 2, 3)", false},
+    {"Vector4i", "QBase::Vector4i", "QBase/Vector4.h", "QBase::Vector4i(1, 2, 3, 4)", false},
+    {"Color", "QBase::Color", "QBase/Color.h", "QBase::Color(1, 2, 3)", false},
+    {"Quaternion", "QBase::Quaternion", "QBase/Quaternion.h", "QBase::Quaternion(1, 2, 3, 4)", false},
+    {"Value", "QBase::Value", "QBase/Value.h", "QBase::Value(7)", false},
 };
 
 const TypeForm* FindType(const std::string& name)
@@ -90,7 +93,32 @@ const std::set<std::string>& GetKeywords()
     return sKeywords;
 }
 
-// What every class has in C++ already; a table's and a list's reflected functions are asked of their classes.
+// What C has under its name everywhere, whatever stands around it.
+const std::set<std::string>& GetMacros()
+{
+    static const std::set<std::string> sMacros = {"EOF",    "FILE",  "NULL",    "assert", "errno",
+                                                  "linux",  "major", "makedev", "minor",  "offsetof",
+                                                  "stderr", "stdin", "stdout",  "unix"};
+    return sMacros;
+}
+
+// What CMake builds under its name, with tests and packages.
+const std::set<std::string>& GetReservedTargets()
+{
+    static const std::set<std::string> sTargets = {"ALL_BUILD",    "Continuous",
+                                                   "Experimental", "INSTALL",
+                                                   "Nightly",      "PACKAGE",
+                                                   "RUN_TESTS",    "ZERO_CHECK",
+                                                   "all",          "clean",
+                                                   "edit_cache",   "help",
+                                                   "install",      "list_install_components",
+                                                   "package",      "package_source",
+                                                   "preinstall",   "rebuild_cache",
+                                                   "test"};
+    return sTargets;
+}
+
+// What every class has in C++ already; reflected functions of other bases are asked of their classes.
 const std::set<std::string>& GetMembersOfObject()
 {
     static const std::set<std::string> sMembers = {"Access",
@@ -136,20 +164,7 @@ const std::set<std::string>& GetMembersOfObject()
                                                    "SetInstanceTable",
                                                    "ThisClass",
                                                    "sImplementor",
-                                                   "spClassTable",
-                                                   "GetEntries",
-                                                   "GetObjects",
-                                                   "GetTableSize",
-                                                   "GetSize",
-                                                   "Find",
-                                                   "Insert",
-                                                   "Remove",
-                                                   "Clear",
-                                                   "GetAt",
-                                                   "SetAt",
-                                                   "InsertAt",
-                                                   "RemoveAt",
-                                                   "Values"};
+                                                   "spClassTable"};
     return sMembers;
 }
 
@@ -174,7 +189,8 @@ bool IsLetter(char character)
 
 void CheckName(const std::string& name, const char* pWhat)
 {
-    const std::string failure = std::string("Failed to name a ") + pWhat + " " + Quote(name) + " - ";
+    const std::string failure =
+        std::string("Failed to name ") + (*pWhat == 'a' ? "an " : "a ") + pWhat + " " + Quote(name) + " - ";
     const bool bLetters =
         !name.empty() && IsLetter(name[0]) && std::all_of(name.begin(), name.end(), [](char character) {
             return IsLetter(character) || (character >= '0' && character <= '9') || character == '_';
@@ -187,6 +203,9 @@ void CheckName(const std::string& name, const char* pWhat)
     }
     if (GetKeywords().count(name) != 0) {
         throw Trouble(failure + "it is a word of C++; choose another");
+    }
+    if (GetMacros().count(name) != 0 || name.starts_with("QBASE_")) {
+        throw Trouble(failure + "it is a macro of C, C++ or QBase; choose another");
     }
 }
 
@@ -211,9 +230,79 @@ const NewClass* FindClass(const NewModule& module, const std::string& name, cons
     return nullptr;
 }
 
-bool IsBaseOfLibrary(const std::string& name)
+std::string GetMemberName(const NewProperty& property)
 {
-    return name == "Object" || name == "Table" || name == "List";
+    return (property.mType == "Object" && !property.mbArray ? "mp" : "m") + Capitalise(property.mName);
+}
+
+// --- Bases ---
+
+// A base is a class of the module, which is written here, or one that is registered.
+struct Base
+{
+    explicit Base(const std::string& text)
+        : mModule(text.substr(0, std::min(text.find('.'), text.size()))),
+          mClass(text.find('.') != text.npos ? text.substr(text.find('.') + 1) : std::string())
+    {
+        if (mClass.empty()) {
+            mClass.swap(mModule);
+        }
+    }
+
+    bool IsOwn() const { return mModule.empty(); }
+
+    // Borrowed; null when nothing of that name is registered.
+    const ClassInfoTable* Find() const
+    {
+        Object* const pModule = GetModuleTable()->Find(mModule.c_str());
+        Object* const pClass = pModule != nullptr && pModule->IsDerivedType(Table::ClassTable())
+                                   ? static_cast<Table*>(pModule)->Find(mClass.c_str())
+                                   : nullptr;
+        return pClass != nullptr && pClass->IsDerivedType(ClassInfoTable::ClassTable())
+                   ? static_cast<ClassInfoTable*>(pClass)
+                   : nullptr;
+    }
+
+    std::string mModule; // empty for a class of the module itself
+    std::string mClass;
+};
+
+// Where the class is declared. Most headers are called like their class.
+std::string GetHeader(const Base& base)
+{
+    static const std::map<std::string, std::string> sHeaders = {
+        {"ArrayPropertyCommon", "Property"}, {"ValuePropertyCommon", "Property"}, {"EnumInfoObject", "Enum"}};
+    const auto found = sHeaders.find(base.mClass);
+    const bool bWithLibrary = base.mModule == "QBase" || base.mModule == "QNet";
+    return (bWithLibrary ? base.mModule + "/" : "") +
+           (base.mModule == "QBase" && found != sHeaders.end() ? found->second : base.mClass) + ".h";
+}
+
+// Nobody can derive from these: the library makes them itself, or keeps them to itself.
+bool IsClosed(const Base& base)
+{
+    return (base.mModule == "QBase" &&
+            (base.mClass == "ClassInfoTable" || base.mClass == "Function" || base.mClass == "Property" ||
+             base.mClass == "ArrayPropertyCommon" || base.mClass == "ValuePropertyCommon")) ||
+           (base.mModule == "QNet" && base.mClass == "FrameStream");
+}
+
+// The class that is no longer of the module, up the line of bases.
+Base FindForeignBase(const NewModule& module, const NewClass& described)
+{
+    const NewClass* pClass = &described;
+    Base base(pClass->mBase);
+    while (base.IsOwn()) {
+        pClass = FindClass(module, base.mClass, pClass);
+        base = Base(pClass->mBase);
+    }
+    return base;
+}
+
+// A class whose base leaves functions open leaves them open too.
+bool IsAbstract(const NewModule& module, const NewClass& described)
+{
+    return FindForeignBase(module, described).Find()->IsAbstract();
 }
 
 // A name that is the class's already, from its base or another member, hides or repeats something.
@@ -226,39 +315,125 @@ public:
         while (const NewClass* const pBase = FindClass(module, pClass->mBase, pClass)) {
             pClass = pBase;
             for (const NewProperty& property : pBase->mProperties) {
-                mTaken.insert(Capitalise(property.mName));
+                Take(property);
             }
-            mTaken.insert(pBase->mFunctions.begin(), pBase->mFunctions.end());
+            for (const NewFunction& function : pBase->mFunctions) {
+                mTaken.insert(function.mName);
+            }
         }
+        TakeRegistered(Base(pClass->mBase).Find());
         mTaken.insert(described.mName);
-        mTaken.insert("m" + described.mName);
+        mTaken.insert(Base(described.mBase).mClass);
+        mTaken.insert(GetMembersOfObject().begin(), GetMembersOfObject().end());
     }
 
-    void Add(const std::string& name, const char* pWhat, const std::string& className)
+    void Add(const NewProperty& property, const std::string& className)
     {
-        CheckName(name, pWhat);
-        if (GetMembersOfObject().count(name) != 0 || !mTaken.insert(Capitalise(name)).second) {
+        CheckName(property.mName, "property");
+        Require(IsFree(property.mName) && IsFree(GetMemberName(property)), "property", property.mName,
+                className);
+        Take(property);
+    }
+
+    void Add(const NewFunction& function, const std::string& className)
+    {
+        CheckName(function.mName, "function");
+        Require(IsFree(function.mName), "function", function.mName, className);
+        mTaken.insert(function.mName);
+    }
+
+private:
+    bool IsFree(const std::string& name) const { return mTaken.count(name) == 0; }
+
+    static void Require(bool bHolds, const char* pWhat, const std::string& name, const std::string& className)
+    {
+        if (!bHolds) {
             throw Trouble(std::string("Failed to add the ") + pWhat + " " + Quote(name) + " to " + className +
                           " - it has that name already, itself or from its base; choose another");
         }
     }
 
-private:
+    // "speed" and "Speed" would share their member.
+    void Take(const NewProperty& property)
+    {
+        mTaken.insert(property.mName);
+        mTaken.insert(GetMemberName(property));
+    }
+
+    void TakeRegistered(const ClassInfoTable* pClass)
+    {
+        for (; pClass != nullptr; pClass = pClass->GetBaseClass()) {
+            for (const auto& node : pClass->GetEntries()) {
+                mTaken.insert(node.GetKey().c_str());
+            }
+        }
+    }
+
     std::set<std::string> mTaken;
 };
 
-void CheckType(const NewProperty& property)
+void CheckType(const std::string& type, const std::string& owner, bool bArrays)
 {
-    if (FindType(property.mType) != nullptr) {
+    if (FindType(type) != nullptr) {
         return;
     }
     std::string types;
-    for (const TypeForm& type : TYPES) {
-        types += (types.empty() ? "" : ", ") + std::string(type.mpName);
+    for (const TypeForm& form : TYPES) {
+        types += (types.empty() ? "" : ", ") + std::string(form.mpName);
     }
-    throw Trouble("Failed to give the property " + Quote(property.mName) + " the type " +
-                  Quote(property.mType) + " - there is none of that name; choose from " + types +
-                  ", with [] behind it for an array");
+    throw Trouble("Failed to give the " + owner + " the type " + Quote(type) +
+                  " - there is none of that name; choose from " + types +
+                  (bArrays ? ", with [] behind it for an array" : ""));
+}
+
+void CheckFunction(const NewFunction& function)
+{
+    const std::string owner = "function " + Quote(function.mName);
+    if (function.mResult != "void") {
+        CheckType(function.mResult, "result of the " + owner, false);
+    }
+    if (function.mArguments.size() > Function::MAX_ARGS) {
+        throw Trouble("Failed to add the " + owner + " - it has " +
+                      std::to_string(function.mArguments.size()) +
+                      " arguments, and calls carry 5 at most; put some together in a Vector4 or an Object");
+    }
+    std::set<std::string> names;
+    for (const NewArgument& argument : function.mArguments) {
+        CheckType(argument.mType, "argument " + std::to_string(names.size()) + " of the " + owner, false);
+        if (!argument.mName.empty()) {
+            CheckName(argument.mName, "argument");
+        }
+        const std::string name = argument.mName.empty() ? " " + std::to_string(names.size()) : argument.mName;
+        if (!names.insert(name).second) {
+            throw Trouble("Failed to add the " + owner + " - two of its arguments are called " +
+                          Quote(argument.mName) + "; give each a name of its own");
+        }
+    }
+}
+
+void CheckBase(const NewModule& module, const NewClass& described)
+{
+    const std::string failure =
+        "Failed to derive " + described.mName + " from " + Quote(described.mBase) + " - ";
+    const Base base(described.mBase);
+    if (base.IsOwn()) {
+        if (FindClass(module, base.mClass, &described) == nullptr) {
+            throw Trouble(failure + "a base is a class of QBase, a class named by an earlier --class, or "
+                                    "MODULE.CLASS of a module that --module loads; choose one of them");
+        }
+        return;
+    }
+    if (GetModuleTable()->Find(base.mModule.c_str()) == nullptr) {
+        throw Trouble(failure + "the module " + Quote(base.mModule) + " is not loaded; say --module " +
+                      ToPrintable(base.mModule));
+    }
+    if (base.Find() == nullptr) {
+        throw Trouble(failure + "the module has no such class; 'quirl classes " + base.mModule +
+                      "' lists those it has");
+    }
+    if (IsClosed(base)) {
+        throw Trouble(failure + "the library alone derives from it; choose another base");
+    }
 }
 
 // --- The files ---
@@ -269,14 +444,32 @@ std::string GetCppType(const NewProperty& property)
     return property.mbArray ? "QBase::Array<" + type + ">" : type;
 }
 
-std::string GetMemberName(const NewProperty& property)
-{
-    return (property.mType == "Object" && !property.mbArray ? "mp" : "m") + Capitalise(property.mName);
-}
-
 std::string GetCppBase(const NewClass& described)
 {
-    return IsBaseOfLibrary(described.mBase) ? "QBase::" + described.mBase : described.mBase;
+    const Base base(described.mBase);
+    return base.IsOwn() ? base.mClass : base.mModule + "::" + base.mClass;
+}
+
+std::string GetCppResult(const NewFunction& function)
+{
+    return function.mResult == "void" ? function.mResult : FindType(function.mResult)->mpType;
+}
+
+// As the library hands an argument over. What nothing uses yet has a name that says so, or none.
+std::string GetCppArguments(const NewFunction& function, bool bDefinition)
+{
+    std::string text;
+    for (const NewArgument& argument : function.mArguments) {
+        const TypeForm* const pType = FindType(argument.mType);
+        const std::string type = pType->mpType;
+        text += (text.empty() ? "" : ", ") +
+                std::string(bDefinition && !argument.mName.empty() ? "[[maybe_unused]] " : "") +
+                (argument.mType == "Object" ? "QBase::Object*"
+                 : pType->mbSmall           ? type
+                                            : "const " + type + "&") +
+                (argument.mName.empty() ? "" : " " + argument.mName);
+    }
+    return text;
 }
 
 // Lines of one text that ends with a line feed, put together piece by piece.
@@ -289,27 +482,46 @@ std::string Join(const std::set<std::string>& lines)
     return text;
 }
 
-std::string MakeHeader(const NewModule& module, const NewClass& described)
+std::set<std::string> GetIncludes(const NewClass& described)
 {
-    std::set<std::string> includes;
-    includes.insert("#include \"" + std::string(IsBaseOfLibrary(described.mBase) ? "QBase/" : "") +
-                    described.mBase + ".h\"");
-    for (const NewProperty& property : described.mProperties) {
-        if (property.mbArray) {
-            includes.insert("#include \"QBase/Array.h\"");
+    const Base base(described.mBase);
+    std::set<std::string> headers = {GetHeader(base)};
+    const auto addType = [&](const std::string& name) {
+        const TypeForm* const pType = FindType(name);
+        if (pType != nullptr && pType->mpHeader != nullptr) {
+            headers.insert(pType->mpHeader);
         }
-        if (const char* const pHeader = FindType(property.mType)->mpHeader) {
-            includes.insert("#include \"" + std::string(pHeader) + "\"");
+    };
+    for (const NewProperty& property : described.mProperties) {
+        addType(property.mType);
+        if (property.mbArray) {
+            headers.insert("QBase/Array.h");
         }
     }
+    for (const NewFunction& function : described.mFunctions) {
+        addType(function.mResult);
+        for (const NewArgument& argument : function.mArguments) {
+            addType(argument.mType == "Object" ? "" : argument.mType);
+        }
+    }
+    std::set<std::string> lines;
+    for (const std::string& header : headers) {
+        lines.insert("#include \"" + header + "\"");
+    }
+    return lines;
+}
+
+std::string MakeHeader(const NewModule& module, const NewClass& described)
+{
     std::string text = "// " + described.mName + ": say here what it is for.\n\n#pragma once\n\n" +
-                       Join(includes) + "\nnamespace " + module.mName + "\n{\n\nclass " + described.mName +
-                       " : public " + GetCppBase(described) + "\n{\n    QBASE_OBJECT(" + described.mName +
-                       ", " + GetCppBase(described) + ")\n";
+                       Join(GetIncludes(described)) + "\nnamespace " + module.mName + "\n{\n\nclass " +
+                       described.mName + " : public " + GetCppBase(described) + "\n{\n    QBASE_OBJECT(" +
+                       described.mName + ", " + GetCppBase(described) + ")\n";
     if (!described.mFunctions.empty()) {
         text += "\npublic:\n";
-        for (const std::string& function : described.mFunctions) {
-            text += "    void " + function + "();\n";
+        for (const NewFunction& function : described.mFunctions) {
+            text += "    " + GetCppResult(function) + " " + function.mName + "(" +
+                    GetCppArguments(function, false) + ");\n";
         }
     }
     text += "\nprotected:\n    explicit " + described.mName + "(const QBase::Value& value);\n";
@@ -323,24 +535,40 @@ std::string MakeHeader(const NewModule& module, const NewClass& described)
     return text + "};\n\n} // namespace " + module.mName + "\n";
 }
 
+// How the source tells the library of the class.
+std::string MakeImplement(const NewModule& module, const NewClass& described)
+{
+    const std::string names = "(" + module.mName + ", " + described.mName + ")\n";
+    const std::string known =
+        "// Files and scripts know the class as " + module.mName + "." + described.mName + ".\n";
+    if (!IsAbstract(module, described)) {
+        return known + "QBASE_IMPLEMENT" + names;
+    }
+    return known + "// " + Base(described.mBase).mClass +
+           " leaves functions open. When they are written here this is QBASE_IMPLEMENT.\n"
+           "QBASE_IMPLEMENT_ABSTRACT" +
+           names;
+}
+
 std::string MakeSource(const NewModule& module, const NewClass& described)
 {
     const std::string& name = described.mName;
     std::string text = "#include \"" + name + ".h\"\n\n#include \"QBase/Reflection.h\"\n\nnamespace " +
-                       module.mName + "\n{\n\n// Files and scripts know the class as " + module.mName + "." +
-                       name + ".\nQBASE_IMPLEMENT(" + module.mName + ", " + name + ")\n\nvoid " + name +
+                       module.mName + "\n{\n\n" + MakeImplement(module, described) + "\nvoid " + name +
                        "::Implement()\n{\n    Describe(\"Say here in one line what it is for\");\n";
     for (const NewProperty& property : described.mProperties) {
         text +=
             "    AddProperty<&" + name + "::" + GetMemberName(property) + ">(\"" + property.mName + "\");\n";
     }
-    for (const std::string& function : described.mFunctions) {
-        text += "    AddFunction<&" + name + "::" + function + ">(\"" + function + "\");\n";
+    for (const NewFunction& function : described.mFunctions) {
+        text += "    AddFunction<&" + name + "::" + function.mName + ">(\"" + function.mName + "\");\n";
     }
-    text +=
-        "}\n\n" + name + "::" + name + "(const QBase::Value& value) : " + described.mBase + "(value)\n{}\n";
-    for (const std::string& function : described.mFunctions) {
-        text += "\nvoid " + name + "::" + function + "()\n{\n    // Write here what it does.\n}\n";
+    text += "}\n\n" + name + "::" + name + "(const QBase::Value& value) : " + Base(described.mBase).mClass +
+            "(value)\n{}\n";
+    for (const NewFunction& function : described.mFunctions) {
+        text += "\n" + GetCppResult(function) + " " + name + "::" + function.mName + "(" +
+                GetCppArguments(function, true) + ")\n{\n    // Write here what it does.\n" +
+                (function.mResult == "void" ? "" : "    return {};\n") + "}\n";
     }
     return text + "\n} // namespace " + module.mName + "\n";
 }
@@ -354,6 +582,7 @@ constexpr char TEST_START[] =
 #include "QBase/Global.h"
 #include "QBase/MemoryFile.h"
 #include "QBase/Property.h"
+#include "QBase/Table.h"
 #include "QBase/Value.h"
 
 #include <cstdio>
@@ -395,7 +624,7 @@ constexpr char TEST_END[] = R"(
 
 std::string MakePropertyTest(const NewClass& described, const NewProperty& property)
 {
-    const std::string access = "p" + described.mName + "->FindProperty(\"" + property.mName + "\")";
+    const std::string access = "pObject->FindProperty(\"" + property.mName + "\")";
     const std::string place = described.mName + "." + property.mName;
     std::string text = "    Expect(" + access + " != nullptr, \"" + place + " is there\");\n";
     const std::string sample = FindType(property.mType)->mpSample;
@@ -403,13 +632,11 @@ std::string MakePropertyTest(const NewClass& described, const NewProperty& prope
         return text;
     }
     if (property.mbArray) {
-        return text + "    " + access + "->Insert(p" + described.mName + ", " + sample + ");\n    Expect(" +
-               access + "->GetAt(p" + described.mName + ", 0) == Value(" + sample + "), \"" + place +
-               " keeps what is inserted\");\n";
+        return text + "    " + access + "->Insert(pObject, " + sample + ");\n    Expect(" + access +
+               "->GetAt(pObject, 0) == Value(" + sample + "), \"" + place + " keeps what is inserted\");\n";
     }
-    return text + "    " + access + "->Set(p" + described.mName + ", " + sample + ");\n    Expect(" + access +
-           "->Get(p" + described.mName + ") == Value(" + sample + "), \"" + place +
-           " keeps what is set\");\n";
+    return text + "    " + access + "->Set(pObject, " + sample + ");\n    Expect(" + access +
+           "->Get(pObject) == Value(" + sample + "), \"" + place + " keeps what is set\");\n";
 }
 
 std::string MakeLoadedTest(const NewClass& described, const NewProperty& property)
@@ -424,21 +651,46 @@ std::string MakeLoadedTest(const NewClass& described, const NewProperty& propert
            " comes back from a file\");\n";
 }
 
+// What a function answers shows which one was called.
+std::string MakeFunctionTest(const NewClass& described, const NewFunction& function)
+{
+    static const std::map<std::string, std::string> sCodes = {
+        {"void", "VOID"},         {"int", "INT"},
+        {"float", "FLOAT"},       {"bool", "BOOL"},
+        {"String", "STRING"},     {"Object", "OBJECT"},
+        {"Vector2", "VECTOR2"},   {"Vector3", "VECTOR3"},
+        {"Vector4", "VECTOR4"},   {"Vector2i", "VECTOR2I"},
+        {"Vector3i", "VECTOR3I"}, {"Vector4i", "VECTOR4I"},
+        {"Color", "COLOR"},       {"Quaternion", "QUATERNION"}};
+    const std::string place = described.mName + "." + function.mName;
+    std::string call = "pObject->Call(\"" + function.mName + "\"";
+    for (const NewArgument& argument : function.mArguments) {
+        const std::string sample = FindType(argument.mType)->mpSample;
+        call += ", " + (sample.empty() ? "Value(pObject)" : sample);
+    }
+    call += ")";
+    const auto code = sCodes.find(function.mResult); // a "Value" may be of any type
+    return "    Expect(pObject->FindFunction(\"" + function.mName + "\") != nullptr, \"" + place +
+           " is there\");\n    " +
+           (code == sCodes.end() ? call
+                                 : "Expect(" + call + ".GetType() == Value::TYPE_" + code->second + ", \"" +
+                                       place + " answers\")") +
+           ";\n";
+}
+
 std::string MakeClassTest(const NewModule& module, const NewClass& described)
 {
     const std::string& name = described.mName;
-    std::string text = "\nvoid Test" + name + "()\n{\n    const Ptr<Object> p" + name + " = Construct(\"" +
-                       module.mName + "\", \"" + name + "\");\n    Expect(p" + name + " != nullptr, \"" +
-                       name + " can be constructed\");\n    if (p" + name +
-                       " == nullptr) {\n        return;\n    }\n";
+    std::string text = "\nvoid Test" + name + "()\n{\n    const Ptr<Object> pObject = Construct(\"" +
+                       module.mName + "\", \"" + name + "\");\n    Expect(pObject != nullptr, \"" + name +
+                       " can be constructed\");\n    if (pObject == nullptr) {\n        return;\n    }\n";
     for (const NewProperty& property : described.mProperties) {
         text += MakePropertyTest(described, property);
     }
-    for (const std::string& function : described.mFunctions) {
-        text += "    Expect(p" + name + "->FindFunction(\"" + function + "\") != nullptr, \"" + name + "." +
-                function + " is there\");\n    p" + name + "->Call(\"" + function + "\");\n";
+    for (const NewFunction& function : described.mFunctions) {
+        text += MakeFunctionTest(described, function);
     }
-    text += "    const Ptr<Object> pLoaded = SaveAndLoad(p" + name + ");\n    Expect(pLoaded != nullptr, \"" +
+    text += "    const Ptr<Object> pLoaded = SaveAndLoad(pObject);\n    Expect(pLoaded != nullptr, \"" +
             name + " can be saved and loaded\");\n";
     std::string loaded;
     for (const NewProperty& property : described.mProperties) {
@@ -450,11 +702,20 @@ std::string MakeClassTest(const NewModule& module, const NewClass& described)
     return text + "}\n";
 }
 
+// Of a class that leaves functions open there are no objects.
+std::string MakeAbstractTest(const NewModule& module, const NewClass& described)
+{
+    const std::string& name = described.mName;
+    return "\nvoid Test" + name + "()\n{\n    Expect(LoadModule(\"" + module.mName + "\")->Find(\"" + name +
+           "\") != nullptr, \"" + name + " is registered\");\n}\n";
+}
+
 std::string MakeTest(const NewModule& module)
 {
     std::string text = TEST_START;
     for (const NewClass& described : module.mClasses) {
-        text += MakeClassTest(module, described);
+        text += IsAbstract(module, described) ? MakeAbstractTest(module, described)
+                                              : MakeClassTest(module, described);
     }
     text += "\n} // namespace\n\nint main()\n{\n    if (LoadModule(\"" + module.mName +
             "\") == nullptr) {\n        std::printf(\"FAILED: the module " + module.mName +
@@ -465,6 +726,36 @@ std::string MakeTest(const NewModule& module)
     return text + TEST_END;
 }
 
+// How the build finds the module and what its classes, which are bases here, are declared in.
+std::string MakeFind(const NewModule& module, const std::string& foreign)
+{
+    std::set<std::string> headers;
+    for (const NewClass& described : module.mClasses) {
+        const Base base(described.mBase);
+        if (base.mModule == foreign) {
+            headers.insert(GetHeader(base));
+        }
+    }
+    const std::string folder = "${" + foreign + "_FOLDER}";
+    return "\n# The module " + foreign +
+           ", whose classes are bases here and which is LINKABLE: its library, and the " +
+           "folder of its headers.\nset(" + foreign + "_FOLDER ${PROJECT_SOURCE_DIR}/../" + foreign +
+           "/build/bin CACHE PATH \"The folder of " + foreign + "_Release\")\nfind_library(" + foreign +
+           "_LIBRARY NAMES " + foreign + "_Release${CMAKE_SHARED_LIBRARY_SUFFIX} " + foreign +
+           "_Release HINTS " + folder + " REQUIRED)\nfind_path(" + foreign + "_HEADERS " + *headers.begin() +
+           " HINTS " + folder + " " + folder + "/.. " + folder + "/../.. REQUIRED)\n";
+}
+
+// How the build uses it.
+std::string MakeUse(const NewModule& module, const std::string& foreign)
+{
+    if (foreign == "QNet") {
+        return "target_link_libraries(" + module.mName + " PRIVATE QBase::QNet)\n";
+    }
+    return "target_include_directories(" + module.mName + " PRIVATE ${" + foreign +
+           "_HEADERS})\ntarget_link_libraries(" + module.mName + " PRIVATE ${" + foreign + "_LIBRARY})\n";
+}
+
 std::string MakeCMake(const NewModule& module)
 {
     const std::string& name = module.mName;
@@ -472,13 +763,23 @@ std::string MakeCMake(const NewModule& module)
     for (const NewClass& described : module.mClasses) {
         sources += " " + described.mName + ".cpp";
     }
+    std::string components;
+    std::string find;
+    std::string use;
+    for (const std::string& foreign : GetForeignModules(module)) {
+        components += foreign == "QNet" ? " COMPONENTS net" : "";
+        find += foreign == "QNet" ? "" : MakeFind(module, foreign);
+        use += MakeUse(module, foreign);
+    }
     return "# The module " + name +
            ", and a program that tests it.\ncmake_minimum_required(VERSION 3.25)\nproject(" + name +
-           " LANGUAGES CXX)\n\nfind_package(QBase 2.1 CONFIG REQUIRED)\n\n" +
-           "# A module is looked for beside the program that loads it.\n" +
-           "set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)\n\nqbase_add_module(" + name +
-           sources + ")\n\ninclude(CTest)\nif(BUILD_TESTING)\n    add_executable(" + name + "Test test/" +
-           name + "Test.cpp)\n    target_link_libraries(" + name +
+           " LANGUAGES CXX)\n\nfind_package(QBase 2.1 CONFIG REQUIRED" + components + ")\n" + find +
+           "\n# A module is looked for beside the program that loads it.\n" +
+           "set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)\n\n" +
+           "# LINKABLE: classes of other modules may have classes of this one as bases.\nqbase_add_module(" +
+           name + " LINKABLE" + sources + ")\n" + use +
+           "\ninclude(CTest)\nif(BUILD_TESTING)\n    add_executable(" + name + "Test test/" + name +
+           "Test.cpp)\n    target_link_libraries(" + name +
            "Test PRIVATE QBase::QBase)\n    qbase_link_modules(" + name + "Test " + name +
            ")\n    add_test(NAME " + name + " COMMAND " + name + "Test)\nendif()\n";
 }
@@ -501,23 +802,56 @@ program in `test` uses them as others will.
 std::string MakeReadMe(const NewModule& module)
 {
     const std::string& name = module.mName;
-    std::string text = "# " + name + "\n" + README_START + "    LD_LIBRARY_PATH=build/bin quirl classes " +
-                       name + "\n\n| Class | Base | Where |\n|---|---|---|\n";
+    std::string text = "# " + name + "\n" + README_START + "    quirl classes " + name +
+                       " --module-path build/bin\n\n| Class | Base | Where |\n|---|---|---|\n";
     for (const NewClass& described : module.mClasses) {
-        text += "| `" + name + "." + described.mName + "` | `" + described.mBase + "` | `" + described.mName +
-                ".h`, `" + described.mName + ".cpp` |\n";
+        const Base base(described.mBase);
+        text += "| `" + name + "." + described.mName + "` | `" + (base.IsOwn() ? name : base.mModule) + "." +
+                base.mClass + "` | `" + described.mName + ".h`, `" + described.mName + ".cpp` |\n";
     }
     return text + README_END;
 }
 
 } // namespace
 
+std::string FindBase(const NewModule& module, const std::string& text)
+{
+    const std::string own = module.mName + ".";
+    if (text.empty()) {
+        return "QBase.Object";
+    }
+    if (text.starts_with(own)) {
+        return text.substr(own.size());
+    }
+    const std::string ofLibrary = "QBase." + text;
+    return text.find('.') == text.npos && Base(ofLibrary).Find() != nullptr ? ofLibrary : text;
+}
+
+std::set<std::string> GetForeignModules(const NewModule& module)
+{
+    std::set<std::string> modules;
+    for (const NewClass& described : module.mClasses) {
+        const Base base(described.mBase);
+        if (!base.IsOwn() && base.mModule != "QBase") {
+            modules.insert(base.mModule);
+        }
+    }
+    return modules;
+}
+
 void CheckModule(const NewModule& module)
 {
+    const std::string failure = "Failed to name a module " + Quote(module.mName) + " - ";
     CheckName(module.mName, "module");
     if (ToLower(module.mName) == "qbase" || ToLower(module.mName) == "qnet" || module.mName == "std") {
-        throw Trouble("Failed to name a module " + Quote(module.mName) +
-                      " - there is one; choose another name");
+        throw Trouble(failure + "there is one; choose another name");
+    }
+    if (GetReservedTargets().count(module.mName) != 0) {
+        throw Trouble(failure + "CMake builds something of its own under that name; choose another name");
+    }
+    if (IsNameOfSystem(module.mName)) {
+        throw Trouble(failure + "C has something of that name, and no namespace can have it; choose another "
+                                "name, one that begins with a capital letter for example");
     }
     std::set<std::string> names; // of files, which some systems do not tell apart by case
     for (const NewClass& described : module.mClasses) {
@@ -530,19 +864,15 @@ void CheckModule(const NewModule& module)
             throw Trouble("Failed to add the class " + Quote(described.mName) +
                           " twice, whatever the case of its letters; give each --class a name of its own");
         }
-        if (!IsBaseOfLibrary(described.mBase) && FindClass(module, described.mBase, &described) == nullptr) {
-            throw Trouble(
-                "Failed to derive " + described.mName + " from " + Quote(described.mBase) +
-                " - a base is Object, Table, List or a class named by an earlier --class; choose one "
-                "of them, and change the class by hand when it is to be another's");
-        }
+        CheckBase(module, described);
         MemberNames members(module, described);
         for (const NewProperty& property : described.mProperties) {
-            members.Add(property.mName, "property", described.mName);
-            CheckType(property);
+            members.Add(property, described.mName);
+            CheckType(property.mType, "property " + Quote(property.mName), true);
         }
-        for (const std::string& function : described.mFunctions) {
-            members.Add(function, "function", described.mName);
+        for (const NewFunction& function : described.mFunctions) {
+            members.Add(function, described.mName);
+            CheckFunction(function);
         }
     }
 }

@@ -2,15 +2,16 @@
 // that make it one.
 //
 //     NewModule module = {"Rocket", {}};
-//     module.mClasses.push_back({"Engine", "Object", {{"thrust", "float", false}}, {"Start"}});
-//     CheckModule(module);                        // throws Trouble for a name that no compiler would take
-//     for (const NewFile& file : MakeFiles(module))
+//     module.mClasses.push_back({"Engine", "QBase.Object", {{"thrust", "float", false}}, {{"Start", {},
+//     "void"}}}); CheckModule(module);                        // throws Trouble for a name that no compiler
+//     would take for (const NewFile& file : MakeFiles(module))
 //         ...
 //
 // The files build against the installed package and pass their own test as they are.
 
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -24,12 +25,25 @@ struct NewProperty
     bool mbArray = false;
 };
 
+struct NewArgument
+{
+    std::string mName; // may be empty
+    std::string mType;
+};
+
+struct NewFunction
+{
+    std::string mName;
+    std::vector<NewArgument> mArguments;
+    std::string mResult; // "void" for none
+};
+
 struct NewClass
 {
     std::string mName;
-    std::string mBase; // a class of QBase or one of the module
+    std::string mBase; // the name of an earlier class of the module, or "Module.Class" of a registered one
     std::vector<NewProperty> mProperties;
-    std::vector<std::string> mFunctions;
+    std::vector<NewFunction> mFunctions;
 };
 
 struct NewModule
@@ -43,6 +57,13 @@ struct NewFile
     std::string mPath; // from the module's folder
     std::string mText;
 };
+
+/// The base that a user means: nothing is QBase.Object, and a name without a module is QBase's where QBase
+/// has a class of that name.
+std::string FindBase(const NewModule& module, const std::string& text);
+
+/// The registered modules, other than QBase, whose classes are bases.
+std::set<std::string> GetForeignModules(const NewModule& module);
 
 /// Throws Trouble for a name, type or base that would not compile, and says what would.
 void CheckModule(const NewModule& module);

@@ -26,6 +26,18 @@ bool IsTerminal(std::FILE* pFile);
 /// The folder that the running program lies in; empty when nobody knows.
 std::string GetProgramFolder();
 
+bool IsFolder(const std::string& path);
+
+/// The folders that an environment variable lists, as PATH does. Those without a name are left out.
+std::vector<std::string> GetFolderList(const char* pVariable);
+
+/// Loads the library of that name, which is its file's without what the system puts around it, from the
+/// folder. False when the folder has none, and when it does not load; `rReason` then says why.
+bool LoadLibraryFrom(const std::string& folder, const std::string& name, std::string& rReason);
+
+/// Whether the C library has something global of that name.
+bool IsNameOfSystem(const std::string& name);
+
 /// Opens a file for reading. Null on failure; `rReason` then says why.
 std::FILE* OpenForReading(const std::string& path, std::string& rReason);
 

@@ -48,7 +48,7 @@ constexpr std::chrono::seconds SAVE_TIME(1); // between two savings of a graph t
 struct WatchOptions
 {
     std::string mAddress;
-    std::vector<std::string> mModules;
+    ModuleOptions mModules;
     bool mbGivenModulesOnly = false;
     LimitOptions mLimits;
     bool mbJson = false;
@@ -68,9 +68,7 @@ public:
 
     int Run()
     {
-        for (const std::string& module : mOptions.mModules) {
-            RequireModule(module);
-        }
+        LoadModules(mOptions.mModules);
         mNetwork.SetLimits(MakeLimits(mOptions.mLimits));
         Capture();
         mNetwork.Join(ParseAddress(mOptions.mAddress));
@@ -212,9 +210,7 @@ void AddWatch(CLI::App& rApp, int& rExitCode)
         ->add_option("--relay-address", pOptions->mRelayAddress,
                      "Where others may come from, this machine unless given; 0.0.0.0 is everywhere")
         ->type_name("ADDRESS");
-    pCommand->add_option("--module", pOptions->mModules, "Load this module first (repeatable)")
-        ->type_name("NAME")
-        ->allow_extra_args(false);
+    AddModuleOptions(*pCommand, pOptions->mModules);
     pCommand->add_flag("--given-modules-only", pOptions->mbGivenModulesOnly,
                        "Load no module that only the source names");
     AddLimitOptions(*pCommand, pOptions->mLimits);

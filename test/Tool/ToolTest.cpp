@@ -330,6 +330,63 @@ TEST_F(ToolTest, AMissingModuleSaysWhereItsLibraryBelongs)
     EXPECT_EQ(result.mExitCode, 2);
     EXPECT_THAT(result.mErrors, StartsWith("quirl: error: Failed to load module 'Missing': "));
     EXPECT_THAT(result.mErrors, HasSubstr("beside the program quirl"));
+    EXPECT_THAT(result.mErrors, HasSubstr("or say --module-path FOLDER for the folder it is in"));
+}
+
+TEST_F(ToolTest, GivenFoldersAreWhereModulesAreLookedForFirst)
+{
+    const std::string suffix = LIBRARY_SUFFIX;
+    fs::create_directory(PathOf("empty"));
+    fs::create_directory(PathOf("modules"));
+    fs::copy_file(BinaryPath("Solar_Release" + suffix), PathOf("modules/Zoo_Release") + suffix);
+    fs::copy_file(BinaryPath("Solar_Release" + suffix), PathOf("modules/libAttic_Release") + suffix);
+    for (const char* pName : {"Zoo", "Attic"}) {
+        EXPECT_THAT(Quirl({"classes", pName}).mErrors, HasSubstr("beside the program quirl"));
+        EXPECT_THAT(Quirl({"classes", pName, "--module-path", "empty", "--module-path", "modules"}).mErrors,
+                    HasSubstr("its library has no classes under that name"));
+    }
+    mFolder.Write(("modules/Solar_Release" + suffix).c_str(), "This is no library.");
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"classes", "--module", "Solar"},
+                                                  {"annotate", "--module", "Solar", "x"},
+                                                  {"show", "--module", "Solar", "x"},
+                                                  {"watch", "--module", "Solar", "localhost:1"},
+                                                  {"conform", "--module", "Solar", "x"},
+                                                  {"new-module", "--module", "Solar", "Rocket"}}) {
+        std::vector<std::string> wordsWithPath = words;
+        wordsWithPath.insert(wordsWithPath.end(), {"--module-path", "modules"});
+        const Outcome result = Quirl(wordsWithPath);
+        EXPECT_EQ(result.mExitCode, 2) << words[0];
+        EXPECT_THAT(result.mErrors, StartsWith("quirl: error: Failed to load module 'Solar': ")) << words[0];
+        EXPECT_THAT(result.mErrors, EndsWith("; build it again, or name another folder by --module-path\n"))
+            << words[0];
+    }
+    const Outcome fromFile = Quirl({"show", mSolar, "--module-path", "modules"});
+    EXPECT_EQ(fromFile.mExitCode, 2);
+    EXPECT_THAT(fromFile.mErrors, HasSubstr("or --module-path FOLDER for the folder it is in"));
+    EXPECT_EQ(Quirl({"show", mSolar, "--module-path", "empty"}).mExitCode, 0);
+}
+
+TEST_F(ToolTest, AModuleFolderThatIsNoneIsTrouble)
+{
+    mFolder.Write("file", "");
+    for (const char* pFolder : {"nowhere", "file", ""}) {
+        const Outcome result = Quirl({"classes", "--module-path", pFolder});
+        EXPECT_EQ(result.mExitCode, 2);
+        EXPECT_EQ(result.mErrors, "quirl: error: Failed to look for modules in '" + std::string(pFolder) +
+                                      "' - there is no such folder; check the path\n");
+    }
+}
+
+TEST_F(ToolTest, SeveralModulesAreLoadedByEveryCommandThatLoadsOne)
+{
+    WriteSmall();
+    ASSERT_EQ(Quirl({"convert", "small.QXml", "small.qobj"}).mExitCode, 0);
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"annotate", "small.qobj"}, {"show", "small.qobj"}, {"classes", "QBase"}}) {
+        std::vector<std::string> all = words;
+        all.insert(all.end(), {"--module", "Solar", "--module", "Harbour"});
+        EXPECT_EQ(Quirl(all).mExitCode, 0) << words[0];
+    }
 }
 
 // --- classes ---

@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 #include <system_error>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/stat.h>
@@ -105,6 +108,46 @@ std::string GetProgramFolder()
 bool IsTerminal(std::FILE* pFile)
 {
     return isatty(fileno(pFile)) != 0;
+}
+
+bool IsFolder(const std::string& path)
+{
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::vector<std::string> GetFolderList(const char* pVariable)
+{
+    const char* const pList = std::getenv(pVariable);
+    std::vector<std::string> folders;
+    std::istringstream list(pList != nullptr ? pList : "");
+    for (std::string folder; std::getline(list, folder, ':');) {
+        if (!folder.empty()) {
+            folders.push_back(folder);
+        }
+    }
+    return folders;
+}
+
+bool LoadLibraryFrom(const std::string& folder, const std::string& name, std::string& rReason)
+{
+    for (const char* const pPrefix : {"", "lib"}) {
+        const std::string path = folder + "/" + pPrefix + name + ".so";
+        if (access(path.c_str(), F_OK) != 0) {
+            continue;
+        }
+        if (dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL) != nullptr) {
+            return true;
+        }
+        rReason = dlerror();
+        return false;
+    }
+    return false;
+}
+
+bool IsNameOfSystem(const std::string& name)
+{
+    return dlsym(RTLD_DEFAULT, name.c_str()) != nullptr;
 }
 
 std::FILE* OpenForReading(const std::string& path, std::string& rReason)

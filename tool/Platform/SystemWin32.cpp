@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
+#include <sstream>
+#include <system_error>
 
 #include <windows.h>
 
@@ -88,6 +90,52 @@ bool IsTerminal(std::FILE* pFile)
 {
     DWORD mode = 0; // only a console has one
     return GetConsoleMode(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(pFile))), &mode) != 0;
+}
+
+bool IsFolder(const std::string& path)
+{
+    const DWORD attributes = GetFileAttributesW(ToWide(path).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+std::vector<std::string> GetFolderList(const char* pVariable)
+{
+    wchar_t text[32768]; // the longest that there is
+    const DWORD length =
+        GetEnvironmentVariableW(ToWide(pVariable).c_str(), text, static_cast<DWORD>(std::size(text)));
+    std::vector<std::string> folders;
+    std::istringstream list(length > 0 && length < std::size(text) ? ToNarrow(text) : std::string());
+    for (std::string folder; std::getline(list, folder, ';');) {
+        if (!folder.empty()) {
+            folders.push_back(folder);
+        }
+    }
+    return folders;
+}
+
+bool LoadLibraryFrom(const std::string& folder, const std::string& name, std::string& rReason)
+{
+    for (const char* const pPrefix : {"", "lib"}) {
+        // What the library needs may lie beside it; the system looks there for a whole path alone.
+        wchar_t path[32768];
+        const std::wstring given = ToWide(folder + "\\" + pPrefix + name + ".dll");
+        const DWORD length =
+            GetFullPathNameW(given.c_str(), static_cast<DWORD>(std::size(path)), path, nullptr);
+        if (length == 0 || length >= std::size(path) || GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) {
+            continue;
+        }
+        if (LoadLibraryExW(path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH) != nullptr) {
+            return true;
+        }
+        rReason = std::system_category().message(static_cast<int>(GetLastError()));
+        return false;
+    }
+    return false;
+}
+
+bool IsNameOfSystem(const std::string& name)
+{
+    return GetProcAddress(GetModuleHandleW(L"msvcrt.dll"), name.c_str()) != nullptr;
 }
 
 std::FILE* OpenForReading(const std::string& path, std::string& rReason)

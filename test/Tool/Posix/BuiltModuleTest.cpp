@@ -38,15 +38,18 @@ TEST_F(BuiltModuleTest, AModuleOfEveryTypeBuildsAgainstTheInstalledPackageAndPas
             "' --prefix '" + package + "' --component $part >/dev/null; done");
     ASSERT_EQ(installed.mExitCode, 0) << installed.mOutput;
 
-    const Outcome written =
-        Run("package/bin/quirl new-module Rocket --class Engine:Object --property thrust:float "
-            "--property stages:int --property lit:bool --property name:String --property next:Object "
-            "--property size:Vector2 --property place:Vector3 --property plane:Vector4 "
-            "--property cell:Vector2i --property box:Vector3i --property part:Vector4i "
-            "--property tint:Color --property turn:Quaternion --property any:Value "
-            "--function Start --function Stop "
-            "--class Booster:Engine --property names:String[] --property parts:Object[] "
-            "--property lamps:bool[] --class Tank:Table --function Fill --class Crew:List");
+    const Outcome written = Run(
+        "package/bin/quirl new-module Rocket --class Engine:Object --property thrust:float "
+        "--property stages:int --property lit:bool --property name:String --property next:Object "
+        "--property size:Vector2 --property place:Vector3 --property plane:Vector4 "
+        "--property cell:Vector2i --property box:Vector3i --property part:Vector4i "
+        "--property tint:Color --property turn:Quaternion --property any:Value "
+        "--function Start --function Stop --function 'Push(force:float, times:int): bool' "
+        "--function 'Mix(String,Object,Vector3,Value,Color):Object' --function 'Turn(Quaternion):Vector2i' "
+        "--function Ask:Value --function GetTitle:String "
+        "--class Booster:Engine --property names:String[] --property parts:Object[] "
+        "--property lamps:bool[] --class Tank:Table --function Fill --class Crew:List "
+        "--class Loaded --class Sheet:Resource --property width:int --class Feed:IOStream");
     ASSERT_EQ(written.mExitCode, 0) << written.mOutput;
     const std::string next =
         "Next: cmake -S Rocket -B Rocket/build -DCMAKE_PREFIX_PATH='" + package +
@@ -57,7 +60,27 @@ TEST_F(BuiltModuleTest, AModuleOfEveryTypeBuildsAgainstTheInstalledPackageAndPas
         Run("export CXXFLAGS='-Wall -Wextra -Wpedantic -Werror' CMAKE_BUILD_TYPE=Debug; " + next.substr(6));
     EXPECT_EQ(built.mExitCode, 0) << built.mOutput;
     EXPECT_THAT(built.mOutput, HasSubstr("100% tests passed, 0 tests failed out of 1"));
-    EXPECT_THAT(Run("LD_LIBRARY_PATH=Rocket/build/bin package/bin/quirl classes Rocket").mOutput,
-                HasSubstr("class Rocket.Booster : Rocket.Engine  // Say here in one line what it is for\n"
-                          "  lamps: bool[]\n"));
+    for (const char* pCommand :
+         {"package/bin/quirl classes Rocket --module-path Rocket/build/bin",
+          "QUIRL_MODULE_PATH=nowhere::Rocket/build/bin package/bin/quirl classes Rocket"}) {
+        const Outcome classes = Run(pCommand);
+        EXPECT_THAT(classes.mOutput,
+                    HasSubstr("class Rocket.Booster : Rocket.Engine  // Say here in one line what it is for\n"
+                              "  lamps: bool[]\n"));
+        EXPECT_THAT(classes.mOutput, HasSubstr("class Rocket.Sheet : QBase.Resource (abstract)  // Say"));
+        EXPECT_THAT(classes.mOutput, HasSubstr("  Push(float, int): bool\n"));
+    }
+
+    const std::string folder = PathOf("Rocket/build/bin");
+    const Outcome derived = Run("package/bin/quirl new-module Shuttle --module Rocket --module-path "
+                                "Rocket/build/bin --class Wing:Rocket.Engine --property span:float");
+    const std::string nextButOne = "Next: cmake -S Shuttle -B Shuttle/build -DCMAKE_PREFIX_PATH='" + package +
+                                   "' -DRocket_FOLDER='" + folder +
+                                   "' && cmake --build Shuttle/build && ctest --test-dir Shuttle/build "
+                                   "--output-on-failure\n";
+    ASSERT_EQ(derived.mOutput, nextButOne);
+    const Outcome both = Run("export CXXFLAGS='-Wall -Wextra -Wpedantic -Werror' CMAKE_BUILD_TYPE=Debug; " +
+                             nextButOne.substr(6));
+    EXPECT_EQ(both.mExitCode, 0) << both.mOutput;
+    EXPECT_THAT(both.mOutput, HasSubstr("100% tests passed, 0 tests failed out of 1"));
 }
