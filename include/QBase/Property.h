@@ -26,6 +26,31 @@ namespace QBase
 
 class EnumInfoObject;
 
+// PropertyField reaches the member that a property is nothing but a name for, without a Value in between: for
+// those who read or set the properties of many objects. Get and Set, or the operations of an array, do
+// nothing else than read and change the member.
+//
+// A single value is what a Value of the property's type holds: an int, a float and so on, a String, a pointer
+// or Ptr to an object. An array is an Array of these.
+struct PropertyField
+{
+    /// The member of an object that has the property. All such objects have it at the same distance.
+    void* (*mpLocate)(Object* pObject);
+
+    /// The object behind a single pointer or one among the elements; no function for other types. Borrowed.
+    Object* (*mpGetObject)(const void* pPointer);
+
+    /// The first element, and how many there are, one behind the other. Borrowed until the next change. No
+    /// functions for a single value.
+    const void* (*mpGetElements)(const void* pArray, int& rSize);
+
+    /// Appends elements of a plain type from anywhere; any byte but 0 is a true "bool". No function for texts
+    /// and objects.
+    void (*mpAppend)(void* pArray, const void* pElements, int count);
+
+    std::size_t mElementSize; // in bytes
+};
+
 class QBASE_API Property : public Object
 {
     QBASE_OBJECT(Property, Object)
@@ -82,6 +107,10 @@ public:
 
     /// The class whose objects have this property; null for a dynamic one, which asks for no object.
     ClassInfoTable* GetOwnerClass() const { return mpOwnerClass; }
+
+    /// The member behind the property; null for a property that is more than a member, or less. Never
+    /// changes.
+    virtual const PropertyField* GetField() const;
 
 protected:
     Property();

@@ -56,6 +56,8 @@
 #include "QBase/Object.h"
 #include "QBase/Property.h"
 
+#include <cstring>
+#include <memory>
 #include <tuple>
 #include <typeinfo>
 #include <utility>
@@ -413,6 +415,78 @@ private:
     bool mbExcluded;
 };
 
+// A type whose Values hold nothing but what a T is.
+template <typename T>
+concept Direct = requires
+{
+    requires ValueTraits<T>::IS_DIRECT;
+};
+
+// FieldOf makes the PropertyField of a member of class C.
+template <typename C, auto Member>
+struct FieldOf
+{
+    using M = typename MemberOf<decltype(Member)>::Type;
+
+    static void* Locate(Object* pObject) { return std::addressof(static_cast<C*>(pObject)->*Member); }
+
+    template <typename T>
+    static Object* GetObject(const void* pPointer)
+    {
+        return static_cast<Object*>(*static_cast<const T*>(pPointer));
+    }
+
+    static const void* GetElements(const void* pArray, int& rSize)
+    {
+        const M& elements = *static_cast<const M*>(pArray);
+        rSize = elements.GetSize();
+        return elements.begin();
+    }
+
+    template <typename T>
+    static void Append(void* pArray, const void* pElements, int count)
+    {
+        const unsigned char* pNext = static_cast<const unsigned char*>(pElements);
+        for (int i = 0; i < count; ++i, pNext += sizeof(T)) {
+            if constexpr (std::is_same_v<T, bool>) {
+                static_cast<M*>(pArray)->Insert(*pNext != 0);
+            } else {
+                T element;
+                std::memcpy(static_cast<void*>(std::addressof(element)), pNext, sizeof(T));
+                static_cast<M*>(pArray)->Insert(element);
+            }
+        }
+    }
+
+    template <typename T, bool bArray>
+    static constexpr PropertyField Make()
+    {
+        constexpr bool bPlain = TypeOf<T>() != Value::TYPE_STRING && TypeOf<T>() != Value::TYPE_OBJECT;
+        PropertyField field{&Locate, nullptr, nullptr, nullptr, sizeof(T)};
+        if constexpr (TypeOf<T>() == Value::TYPE_OBJECT) {
+            field.mpGetObject = &GetObject<T>;
+        }
+        if constexpr (bArray) {
+            field.mpGetElements = &GetElements;
+        }
+        if constexpr (bArray && bPlain) {
+            field.mpAppend = &Append<T>;
+        }
+        return field;
+    }
+
+    template <typename T, bool bArray>
+    static const PropertyField* Get()
+    {
+        if constexpr (Direct<T>) {
+            static constexpr PropertyField FIELD = Make<T, bArray>();
+            return &FIELD;
+        } else {
+            return nullptr;
+        }
+    }
+};
+
 // FieldProperty is a single value in a member.
 template <typename C, auto Member>
 class FieldProperty final : public ValuePropertyCommon
@@ -427,6 +501,7 @@ public:
     Value::Type GetType() const override { return TypeOf<T>(); }
     bool IsExcluded() const override { return mbExcluded; }
     EnumInfoObject* GetEnumInfo() override { return EnumInfoFor<T>(); }
+    const PropertyField* GetField() const override { return FieldOf<C, Member>::template Get<T, false>(); }
     Value Get(Object* pObject) override { return ValueTraits<T>::Make(static_cast<C*>(pObject)->*Member); }
     bool GetIfChanged(Object* pObject, const Value& known, Value& rValue) override
     {
@@ -461,6 +536,7 @@ public:
     Value::Type GetType() const override { return TypeOf<T>(); }
     bool IsExcluded() const override { return mbExcluded; }
     EnumInfoObject* GetEnumInfo() override { return EnumInfoFor<T>(); }
+    const PropertyField* GetField() const override { return FieldOf<C, Member>::template Get<T, true>(); }
 
     void Insert(Object* pObject, const Value& value) override
     {

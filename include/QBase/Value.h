@@ -354,7 +354,8 @@ QBASE_API bool IsObjectOf(const Object* pObject, const ClassInfoTable* pClassTab
 
 // ValueTraits ties a C++ type to its type code and says how to take it from a Value and make one of it.
 // A payload type has TYPE, Get and Make; a type without a specialisation has no place in reflected
-// signatures, and the registration templates say so in a sentence.
+// signatures, and the registration templates say so in a sentence. IS_DIRECT is true where a Value holds just
+// what a T is: the same bytes, text or object. Members of such types can be reached without a Value.
 template <typename T>
 struct ValueTraits
 {
@@ -365,6 +366,7 @@ template <typename T, Value::Type TypeCode>
 struct PlainValueTraits
 {
     static constexpr bool IS_PAYLOAD = true;
+    static constexpr bool IS_DIRECT = true;
     static constexpr Value::Type TYPE = TypeCode;
     static T Get(const Value& value)
     {
@@ -415,6 +417,7 @@ template <>
 struct ValueTraits<int>
 {
     static constexpr bool IS_PAYLOAD = true;
+    static constexpr bool IS_DIRECT = true;
     static constexpr Value::Type TYPE = Value::TYPE_INT;
     static int Get(const Value& value)
     {
@@ -427,6 +430,7 @@ template <>
 struct ValueTraits<float>
 {
     static constexpr bool IS_PAYLOAD = true;
+    static constexpr bool IS_DIRECT = true;
     static constexpr Value::Type TYPE = Value::TYPE_FLOAT;
     static float Get(const Value& value)
     {
@@ -439,6 +443,7 @@ template <>
 struct ValueTraits<bool>
 {
     static constexpr bool IS_PAYLOAD = true;
+    static constexpr bool IS_DIRECT = true;
     static constexpr Value::Type TYPE = Value::TYPE_BOOL;
     static bool Get(const Value& value)
     {
@@ -451,6 +456,7 @@ template <>
 struct ValueTraits<String>
 {
     static constexpr bool IS_PAYLOAD = true;
+    static constexpr bool IS_DIRECT = true;
     static constexpr Value::Type TYPE = Value::TYPE_STRING;
     static String Get(const Value& value) { return value.AsString(); }
     static Value Make(const String& value) { return Value(value); }
@@ -460,6 +466,7 @@ template <>
 struct ValueTraits<Object*>
 {
     static constexpr bool IS_PAYLOAD = true;
+    static constexpr bool IS_DIRECT = true;
     static constexpr Value::Type TYPE = Value::TYPE_OBJECT;
     static Object* Get(const Value& value) { return value.AsObject(); }
     static Value Make(Object* pObject) { return Value(pObject); }
@@ -479,6 +486,7 @@ requires std::is_enum_v<E>
 struct ValueTraits<E>
 {
     static constexpr bool IS_PAYLOAD = sizeof(E) <= sizeof(std::int32_t);
+    static constexpr bool IS_DIRECT = sizeof(E) == sizeof(std::int32_t);
     static constexpr Value::Type TYPE = Value::TYPE_ENUM;
     static E Get(const Value& value) { return static_cast<E>(value.Get<int>()); }
     static Value Make(E value) { return Value(value); }
@@ -489,6 +497,7 @@ template <typename T>
 requires(!std::is_same_v<T, Object> && std::is_convertible_v<T*, Object*>) struct ValueTraits<T*>
 {
     static constexpr bool IS_PAYLOAD = true;
+    static constexpr bool IS_DIRECT = true;
     static constexpr Value::Type TYPE = Value::TYPE_OBJECT;
     static T* Get(const Value& value)
     {
@@ -503,6 +512,7 @@ template <typename T>
 struct ValueTraits<Ptr<T>>
 {
     static constexpr bool IS_PAYLOAD = true;
+    static constexpr bool IS_DIRECT = true;
     static constexpr Value::Type TYPE = Value::TYPE_OBJECT;
     static Ptr<T> Get(const Value& value) { return Ptr<T>(ValueTraits<T*>::Get(value)); }
     static Value Make(const Ptr<T>& pObject) { return Value(pObject); }

@@ -85,6 +85,11 @@ Property::WriteAccess Property::GetWriteAccess() const
     return WRITABLE;
 }
 
+const PropertyField* Property::GetField() const
+{
+    return nullptr;
+}
+
 bool Property::CheckObject(Object* pObject, const char* pOperation) const
 {
     if (mpOwnerClass == nullptr || (pObject != nullptr && pObject->IsDerivedType(mpOwnerClass))) {

@@ -3,6 +3,7 @@
 #include "QBase/DynamicProperty.h"
 #include "QBase/Enum.h"
 #include "QBase/Function.h"
+#include "QBase/Reflection.h"
 
 #include "Support/Assertions.h"
 #include "Support/CapturedMessages.h"
@@ -14,6 +15,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <vector>
 
 using namespace QBase;
@@ -89,6 +91,60 @@ void ExpectToTellChanges(Property* pSingle, Property* pArray, Object* pObject, c
     EXPECT_TRUE(pArray->GetAtIfChanged(pObject, 1, Value::Null, read));
     EXPECT_EQ(read, values.mFirst);
     pArray->Clear(pObject);
+}
+
+// A member of each kind behind which there is more than a name, and one that stands behind another base.
+class Odd : public Burdened
+{
+    QBASE_OBJECT(Odd, Burdened)
+
+public:
+    enum Small : unsigned char
+    {
+        NONE,
+        SOME
+    };
+
+    int GetNumber() const { return mNumber; }
+    void SetNumber(int number) { mNumber = number; }
+
+    int mNumber = 0;
+    Small mSmall = NONE;
+    Value mAny;
+    Array<Small> mSmalls;
+    Ptr<Burdened> mFriend;
+    Array<Ptr<Burdened>> mFriends;
+
+    static constexpr int LIMIT = 7;
+
+protected:
+    explicit Odd(const Value& value) : Burdened(value) {}
+};
+
+QBASE_IMPLEMENT(Test, Odd)
+
+void Odd::Implement()
+{
+    AddProperty<&Odd::GetNumber, &Odd::SetNumber>("Number");
+    AddProperty<&Odd::GetNumber>("ReadOnlyNumber");
+    AddProperty<&Odd::mSmall>("Small");
+    AddProperty<&Odd::mAny>("Any");
+    AddProperty<&Odd::mSmalls>("Smalls");
+    AddProperty<&Odd::mFriend>("Friend");
+    AddProperty<&Odd::mFriends>("Friends");
+    AddConstant<LIMIT>("LIMIT");
+}
+
+// Whether a member or an element is what the Value holds.
+void ExpectToBe(const PropertyField& field, const void* pElement, const Value& value)
+{
+    if (value.GetType() == Value::TYPE_STRING) {
+        EXPECT_EQ(*static_cast<const String*>(pElement), value.AsString());
+    } else if (value.GetType() == Value::TYPE_OBJECT) {
+        EXPECT_EQ(field.mpGetObject(pElement), value.AsObject());
+    } else {
+        EXPECT_EQ(std::memcmp(pElement, ValueBits::GetPayload(value), field.mElementSize), 0);
+    }
 }
 
 } // namespace
@@ -413,4 +469,90 @@ TEST_F(PropertyTest, AChangeIsToldForEveryTypeOfDynamicProperties)
         const Ptr<Property> pArray = CreateDynamicArray(values.mFirst.GetType());
         ExpectToTellChanges(pSingle, pArray, nullptr, values);
     }
+}
+
+TEST_F(PropertyTest, AMemberOfEveryTypeIsReachedWhereItStands)
+{
+    const Ptr<Object> pObject = StoredObjects::Everything::Construct(Value::Null);
+    for (const TwoValues& values : ValuesOfEveryType(mpSpecimen, pObject)) {
+        SCOPED_TRACE(values.mpSingle);
+        Property* const pSingle = pObject->FindProperty(values.mpSingle);
+        const PropertyField* const pField = pSingle->GetField();
+        ASSERT_NE(pField, nullptr);
+        pSingle->Set(pObject, values.mSecond);
+        ExpectToBe(*pField, pField->mpLocate(pObject), values.mSecond);
+        EXPECT_EQ(pField->mpGetObject != nullptr, pSingle->GetType() == Value::TYPE_OBJECT);
+        EXPECT_EQ(pField->mpGetElements, nullptr);
+        EXPECT_EQ(pField->mpAppend, nullptr);
+        pSingle->Set(pObject, Value::Null);
+    }
+}
+
+TEST_F(PropertyTest, TheElementsOfAnArrayOfEveryTypeLieOneBehindTheOther)
+{
+    const Ptr<Object> pObject = StoredObjects::Everything::Construct(Value::Null);
+    for (const TwoValues& values : ValuesOfEveryType(mpSpecimen, pObject)) {
+        if (values.mpArray == nullptr) {
+            continue;
+        }
+        SCOPED_TRACE(values.mpArray);
+        Property* const pArray = pObject->FindProperty(values.mpArray);
+        const PropertyField* const pField = pArray->GetField();
+        ASSERT_NE(pField, nullptr);
+        int size = -1;
+        pField->mpGetElements(pField->mpLocate(pObject), size);
+        EXPECT_EQ(size, 0);
+        pArray->Insert(pObject, values.mFirst);
+        pArray->Insert(pObject, values.mSecond);
+        const void* const pElements = pField->mpGetElements(pField->mpLocate(pObject), size);
+        EXPECT_EQ(size, 2);
+        ExpectToBe(*pField, pElements, values.mFirst);
+        ExpectToBe(*pField, static_cast<const char*>(pElements) + pField->mElementSize, values.mSecond);
+        pArray->Clear(pObject);
+    }
+}
+
+TEST_F(PropertyTest, ElementsOfPlainTypesAreAppendedFromTheirBytes)
+{
+    const Ptr<StoredObjects::Everything> pObject = StoredObjects::Everything::Construct(Value::Null);
+    const auto append = [&](const char* pName, const void* pElements, int count) {
+        const PropertyField& field = *pObject->FindProperty(pName)->GetField();
+        field.mpAppend(field.mpLocate(pObject), pElements, count);
+    };
+    pObject->mInts.Insert(1);
+    const int numbers[] = {2, 3};
+    append("ints", numbers, 2);
+    EXPECT_THAT(pObject->mInts, testing::ElementsAre(1, 2, 3));
+    append("bools", "\0\x80\x01", 3);
+    EXPECT_THAT(pObject->mBools, testing::ElementsAre(false, true, true));
+    append("Colors", "\1\2\3\4", 1);
+    EXPECT_EQ(pObject->mColors.GetAt(0), Color(1, 2, 3, 4));
+    EXPECT_EQ(pObject->FindProperty("Strings")->GetField()->mpAppend, nullptr);
+    EXPECT_EQ(pObject->FindProperty("Objects")->GetField()->mpAppend, nullptr);
+}
+
+TEST_F(PropertyTest, OnlyAPropertyThatIsNothingButAMemberHasAField)
+{
+    const Ptr<Odd> pOdd = Odd::Construct(Value::Null);
+    for (const char* const pName : {"Number", "ReadOnlyNumber", "Small", "Any", "Smalls", "LIMIT"}) {
+        EXPECT_EQ(pOdd->FindProperty(pName)->GetField(), nullptr) << pName;
+    }
+    EXPECT_EQ(pOdd->AddPropertyValue("Dynamic", Value::TYPE_INT)->GetField(), nullptr);
+    EXPECT_EQ(pOdd->AddPropertyArray("DynamicArray", Value::TYPE_INT)->GetField(), nullptr);
+}
+
+TEST_F(PropertyTest, AFieldFindsObjectsThatDoNotBeginWithTheirObjectPart)
+{
+    const Ptr<Odd> pOdd = Odd::Construct(Value::Null);
+    const Ptr<Odd> pOther = Odd::Construct(Value::Null);
+    pOdd->mFriend = pOther;
+    pOdd->mFriends.Insert(nullptr);
+    pOdd->mFriends.Insert(pOther);
+    const PropertyField& single = *pOdd->FindProperty("Friend")->GetField();
+    EXPECT_EQ(single.mpGetObject(single.mpLocate(pOdd)), static_cast<Object*>(pOther));
+    const PropertyField& array = *pOdd->FindProperty("Friends")->GetField();
+    int size = 0;
+    const char* const pElements = static_cast<const char*>(array.mpGetElements(array.mpLocate(pOdd), size));
+    EXPECT_EQ(array.mpGetObject(pElements), nullptr);
+    EXPECT_EQ(array.mpGetObject(pElements + array.mElementSize), static_cast<Object*>(pOther));
 }
