@@ -7,6 +7,7 @@
 #include "QBase/StoredProperty.h"
 #include "QBase/Table.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace QBase
@@ -67,12 +68,6 @@ bool BinaryReader::ReadAllContents()
         }
     }
     return true;
-}
-
-// Whether the object at hand, or its contents, left memory enough.
-bool BinaryReader::CheckMemory() const
-{
-    return IsFine(mGuard.CheckMemory(mGraph.GetAt(mPosition)));
 }
 
 bool BinaryReader::CheckNesting()
@@ -141,12 +136,16 @@ bool BinaryReader::ReadObjects(int count)
         return Fail("invalid object count"); // now that the texts are known
     }
     mRecords.reserve(static_cast<std::size_t>(count));
+    mGraph.Reserve(static_cast<std::size_t>(count));
     for (mPosition = 0; mPosition < count; ++mPosition) {
-        int moduleIndex = 0;
-        int nameIndex = 0;
-        ObjectRecord record{};
-        if (!ReadTextIndex(moduleIndex) || !ReadTextIndex(nameIndex) ||
-            !mBytes.ReadInt(record.mPropertyCount) || !mBytes.ReadInt(record.mChildCount)) {
+        const unsigned char* const pRecord = mBytes.Take(OBJECT_SIZE);
+        if (pRecord == nullptr) {
+            return FailShort();
+        }
+        const int moduleIndex = ValueBytes::LoadInt(pRecord);
+        const int nameIndex = ValueBytes::LoadInt(pRecord + 4);
+        const ObjectRecord record{ValueBytes::LoadInt(pRecord + 8), ValueBytes::LoadInt(pRecord + 12)};
+        if (!CheckIndex(moduleIndex, mTexts.size()) || !CheckIndex(nameIndex, mTexts.size())) {
             return false;
         }
         Ptr<Object> pObject = ConstructObject(moduleIndex, nameIndex);
@@ -173,7 +172,8 @@ bool BinaryReader::ReadContents()
     Class& rClass = mClasses.Find(pObject);
     LoadedContents contents(pObject, rClass);
     for (int place = 0; place < record.mPropertyCount; ++place) {
-        if (!ReadProperty(pObject, rClass, place)) {
+        const Slot* const pSlot = TakeExpectedHeader(pObject, rClass, static_cast<std::size_t>(place));
+        if (pSlot != nullptr ? !ReadMember(pObject, *pSlot) : !ReadProperty(pObject, rClass, place)) {
             return false;
         }
     }
@@ -194,6 +194,23 @@ bool BinaryReader::ReadContents()
     return true;
 }
 
+// Most records have the name and the flags that the one at their place had in an object of the class before.
+// Takes no more than these two, and nothing of any other record.
+const BinaryReader::Slot* BinaryReader::TakeExpectedHeader(const Object* pObject, const Class& loadedClass,
+                                                           std::size_t place)
+{
+    const unsigned char* const pHeader = mBytes.Peek(PROPERTY_SIZE);
+    if (place >= loadedClass.mSlots.size() || pHeader == nullptr || pObject->GetInstanceTable() != nullptr) {
+        return nullptr;
+    }
+    const Slot& slot = loadedClass.mSlots[place];
+    if (ValueBytes::LoadInt(pHeader) != slot.mNameIndex || pHeader[4] != slot.mFlags) {
+        return nullptr;
+    }
+    mBytes.Take(PROPERTY_SIZE);
+    return &slot;
+}
+
 bool BinaryReader::ReadProperty(Object* pObject, Class& rClass, int place)
 {
     int nameIndex = 0;
@@ -208,24 +225,128 @@ bool BinaryReader::ReadProperty(Object* pObject, Class& rClass, int place)
     if (!ValueBytes::IsStorable(type)) {
         return Fail("invalid property type");
     }
-    const PropertyRecord record{nameIndex, GetText(nameIndex), static_cast<Value::Type>(type),
-                                (flags & FLAG_ARRAY) != 0, (flags & FLAG_DYNAMIC) != 0};
-    Property* const pFound = FindProperty(pObject, rClass, place, record);
+    const PropertyRecord record{nameIndex,
+                                GetText(nameIndex),
+                                flags,
+                                static_cast<Value::Type>(type),
+                                (flags & FLAG_ARRAY) != 0,
+                                (flags & FLAG_DYNAMIC) != 0};
+    const Slot& slot = FindSlot(pObject, rClass, place, record);
+    if (slot.mFlags == flags) {
+        return ReadMember(pObject, slot);
+    }
     if (record.mbArray) {
-        return ReadArray(pObject, record, pFound);
+        return ReadArray(pObject, record, slot.mpProperty);
     }
     LentValue value;
     if (!ValueBytes::Read(mBytes, record.mType, value.mValue, *this)) {
         return record.mType == Value::TYPE_STRING || record.mType == Value::TYPE_OBJECT ? false : FailShort();
     }
-    StoredProperty property(pObject, record.mName, record.mType, false, pFound);
+    StoredProperty property(pObject, record.mName, record.mType, false, slot.mpProperty);
     const bool bOverwrites = property.HoldsObjects();
-    const Ptr<Property> pKept = bOverwrites ? pFound : nullptr; // what gives way may have a destructor
+    const Ptr<Property> pKept =
+        bOverwrites ? slot.mpProperty : nullptr; // what gives way may have a destructor
     property.Set(value.mValue);
     if (bOverwrites || !property.IsKept(value.mValue)) {
         mGraph.NoteLoss();
     }
     NoteReference(record.mType, property);
+    return true;
+}
+
+// What follows the header of a record whose values the member takes as they are.
+bool BinaryReader::ReadMember(Object* pObject, const Slot& slot)
+{
+    if (slot.mbArray) {
+        return ReadMemberArray(pObject, slot);
+    }
+    if (slot.mType == Value::TYPE_OBJECT) {
+        return ReadMemberObject(pObject, slot);
+    }
+    if (slot.mType == Value::TYPE_STRING) {
+        int index = 0;
+        if (!ReadTextIndex(index)) {
+            return false;
+        }
+        *static_cast<String*>(slot.mMember.Locate(pObject)) = GetText(index);
+        return true;
+    }
+    const unsigned char* const pValue = mBytes.Take(ValueBytes::GetSize(slot.mType));
+    if (pValue == nullptr) {
+        return FailShort();
+    }
+    slot.mMember.SetPlain(pObject, pValue);
+    return true;
+}
+
+bool BinaryReader::ReadMemberObject(Object* pObject, const Slot& slot)
+{
+    LentValue target;
+    if (!ReadObject(mBytes, target.mValue)) {
+        return false;
+    }
+    const void* const pMember = slot.mMember.Locate(pObject);
+    const bool bOverwrites = slot.mMember.GetObject(pMember) != nullptr;
+    slot.mpProperty->Set(pObject, target.mValue);
+    if (bOverwrites || slot.mMember.GetObject(pMember) != target.mValue.AsObject()) {
+        mGraph.NoteLoss();
+    }
+    mGraph.NoteReference(mPosition, mLastObject);
+    return true;
+}
+
+bool BinaryReader::ReadMemberArray(Object* pObject, const Slot& slot)
+{
+    int count = 0;
+    if (!mBytes.ReadCount(count, ValueBytes::GetSize(slot.mType))) {
+        return Fail("invalid array size");
+    }
+    const bool bObjects = slot.mType == Value::TYPE_OBJECT;
+    if (slot.mMember.GetSize(pObject) > 0) {
+        if (bObjects) {
+            mGraph.NoteLoss();
+        }
+        slot.mpProperty->Clear(pObject);
+    }
+    if (bObjects || slot.mType == Value::TYPE_STRING ? !ReadElements(pObject, slot, count)
+                                                     : !ReadPlainElements(pObject, slot, count)) {
+        return false;
+    }
+    if (slot.mMember.GetSize(pObject) != count) {
+        mGraph.NoteLoss();
+    }
+    return true;
+}
+
+// Texts or objects.
+bool BinaryReader::ReadElements(Object* pObject, const Slot& slot, int count)
+{
+    for (int i = 0; i < count; ++i) {
+        LentValue value;
+        if (!ValueBytes::Read(mBytes, slot.mType, value.mValue, *this)) {
+            return false; // a bad index: there are bytes enough
+        }
+        slot.mpProperty->Insert(pObject, value.mValue);
+        if (slot.mType == Value::TYPE_OBJECT) {
+            mGraph.NoteReference(mPosition, mLastObject);
+        }
+    }
+    return true;
+}
+
+bool BinaryReader::ReadPlainElements(Object* pObject, const Slot& slot, int count)
+{
+    constexpr int PART = 4096; // elements at hand at a time, however long the array is
+    for (int done = 0; done < count; done += PART) {
+        const int part = std::min(PART, count - done);
+        const std::size_t size = ValueBytes::GetSize(slot.mType) * static_cast<std::size_t>(part);
+        unsigned char* const pElements = mBytes.Take(size);
+        if (pElements == nullptr) {
+            return false; // the file has said so: there are bytes enough
+        }
+        ValueBytes::ToPayloads(slot.mType, pElements, part);
+        slot.mMember.Append(pObject, pElements, part);
+    }
     return true;
 }
 
@@ -369,26 +490,46 @@ void BinaryReader::NoteReference(Value::Type type, const StoredProperty& propert
     }
 }
 
-// What Object::FindProperty answers. Objects without properties of their own share the look-ups.
-Property* BinaryReader::FindProperty(Object* pObject, Class& rClass, int place, const PropertyRecord& record)
+// What the object has under the record's name. Objects without properties of their own share the look-ups.
+// The answer is valid until the next call.
+const BinaryReader::Slot& BinaryReader::FindSlot(Object* pObject, Class& rClass, int place,
+                                                 const PropertyRecord& record)
 {
-    if (pObject->GetInstanceTable() != nullptr) {
-        return FindOrAddStoredProperty(pObject, record.mName, record.mType, record.mbArray, record.mbDynamic);
-    }
-    const std::size_t slot = static_cast<std::size_t>(place);
-    if (slot < rClass.mSlots.size() && rClass.mSlots[slot].mNameIndex == record.mNameIndex &&
-        (rClass.mSlots[slot].mpProperty != nullptr || !record.mbDynamic)) {
-        return rClass.mSlots[slot].mpProperty;
+    const std::size_t index = static_cast<std::size_t>(place);
+    if (pObject->GetInstanceTable() == nullptr && index < rClass.mSlots.size()) {
+        const Slot& slot = rClass.mSlots[index];
+        if (slot.mNameIndex == record.mNameIndex && (slot.mpProperty != nullptr || !record.mbDynamic)) {
+            return slot;
+        }
     }
     Property* const pProperty =
         FindOrAddStoredProperty(pObject, record.mName, record.mType, record.mbArray, record.mbDynamic);
-    if (pObject->GetInstanceTable() == nullptr) {
-        if (slot >= rClass.mSlots.size()) {
-            rClass.mSlots.resize(slot + 1);
-        }
-        rClass.mSlots[slot] = {record.mNameIndex, pProperty};
+    if (pObject->GetInstanceTable() != nullptr) {
+        mOwnSlot.mpProperty = pProperty;
+        return mOwnSlot;
     }
-    return pProperty;
+    if (index >= rClass.mSlots.size()) {
+        rClass.mSlots.resize(index + 1);
+    }
+    return rClass.mSlots[index] = MakeSlot(pObject, record, pProperty);
+}
+
+BinaryReader::Slot BinaryReader::MakeSlot(Object* pObject, const PropertyRecord& record, Property* pProperty)
+{
+    Slot slot;
+    slot.mNameIndex = record.mNameIndex;
+    slot.mpProperty = pProperty;
+    const StoredProperty property(pObject, record.mName, record.mType, record.mbArray, pProperty);
+    if (!property.Fits() || pProperty->GetType() != record.mType) {
+        return slot;
+    }
+    slot.mMember = StoredMember(pProperty, pObject);
+    if (slot.mMember.IsKnown()) {
+        slot.mFlags = record.mFlags;
+        slot.mType = record.mType;
+        slot.mbArray = record.mbArray;
+    }
+    return slot;
 }
 
 // -1 stands for nothing; any other index has to be inside the table.

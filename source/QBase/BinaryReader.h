@@ -18,6 +18,7 @@
 #include "QBase/LoadedClasses.h"
 #include "QBase/PositionIndex.h"
 #include "QBase/Property.h"
+#include "QBase/StoredMember.h"
 #include "QBase/ValueBytes.h"
 
 #include <string>
@@ -54,11 +55,17 @@ private:
         std::string mTrouble;      // why there must be no objects of the class; mostly empty
     };
 
+    static constexpr int NO_FLAGS = -1; // no record's
+
     // What the class of an object has under the name at one place of its record.
     struct Slot
     {
-        int mNameIndex = -2;      // no name's
-        Ptr<Property> mpProperty; // null for a name that the class does not know
+        int mNameIndex = -2;                  // no name's
+        Ptr<Property> mpProperty;             // null for a name that the class does not know
+        int mFlags = NO_FLAGS;                // of the record whose values the member takes as they are
+        Value::Type mType = Value::TYPE_VOID; // theirs
+        bool mbArray = false;
+        StoredMember mMember;
     };
     using Class = LoadedClasses<Slot>::Class;
 
@@ -72,6 +79,7 @@ private:
     {
         int mNameIndex;
         const String& mName;
+        int mFlags;
         Value::Type mType;
         bool mbArray;
         bool mbDynamic;
@@ -83,9 +91,18 @@ private:
     bool ReadObjects(int count);
     bool ReadContents();
     bool ReadAllContents();
-    bool CheckMemory() const;
+    bool CheckMemory() const
+    {
+        return QBASE_LIKELY(mGuard.HasMemory()) || IsFine(mGuard.DescribeMemory(mGraph.GetAt(mPosition)));
+    }
     bool CheckNesting();
     bool ReadProperty(Object* pObject, Class& rClass, int place);
+    const Slot* TakeExpectedHeader(const Object* pObject, const Class& loadedClass, std::size_t place);
+    bool ReadMember(Object* pObject, const Slot& slot);
+    bool ReadMemberObject(Object* pObject, const Slot& slot);
+    bool ReadMemberArray(Object* pObject, const Slot& slot);
+    bool ReadElements(Object* pObject, const Slot& slot, int count);
+    bool ReadPlainElements(Object* pObject, const Slot& slot, int count);
     bool ReadArray(Object* pObject, const PropertyRecord& record, Property* pProperty);
     bool ReadChild(Object* pObject, const Class& loadedClass);
     bool ReadText(FileBytes& rBytes, Value& rText);
@@ -95,7 +112,8 @@ private:
 
     Ptr<Object> ConstructObject(int moduleIndex, int nameIndex);
     void NoteReference(Value::Type type, const StoredProperty& property);
-    Property* FindProperty(Object* pObject, Class& rClass, int place, const PropertyRecord& record);
+    const Slot& FindSlot(Object* pObject, Class& rClass, int place, const PropertyRecord& record);
+    static Slot MakeSlot(Object* pObject, const PropertyRecord& record, Property* pProperty);
     const String& GetText(int index) const
     {
         return index < 0 ? String::Null : mTexts[static_cast<std::size_t>(index)];
@@ -121,6 +139,7 @@ private:
     int mLastStoredClass = 0;
 
     LoadedClasses<Slot> mClasses;
+    Slot mOwnSlot; // of an object with properties of its own
 };
 
 } // namespace QBase

@@ -58,12 +58,7 @@ bool Save(Object* pObject, File* pFile)
         return false;
     }
     BinaryWriter writer;
-    const ByteBuffer* const pBytes = writer.Write(pObject);
-    if (pBytes == nullptr) {
-        return false;
-    }
-    const int size = static_cast<int>(pBytes->GetSize()); // the writer makes no more than that
-    return pFile->Write(pBytes->GetData(), size) == size;
+    return writer.Write(pObject) && writer.WriteToFile(pFile);
 }
 
 Value Load(File* pFile, const LoadLimits& limits)

@@ -1,5 +1,6 @@
 #include "QBase/BinaryWriter.h"
 
+#include "QBase/File.h"
 #include "QBase/StoredSize.h"
 
 namespace QBase
@@ -11,7 +12,9 @@ using ValueBytes::WriteInt;
 namespace
 {
 
-constexpr std::size_t OBJECT_SIZE = 16; // of a record in the object table
+constexpr std::size_t COUNTS_SIZE = 8;   // of the two counts in front
+constexpr std::size_t OBJECT_SIZE = 16;  // of a record in the object table
+constexpr std::size_t PROPERTY_SIZE = 5; // of what a record says before the value
 
 bool ReportTooLarge()
 {
@@ -20,37 +23,58 @@ bool ReportTooLarge()
     return false;
 }
 
-} // namespace
-
-const ByteBuffer* BinaryWriter::Write(Object* pObject)
+bool WriteAll(File* pFile, const unsigned char* pBytes, std::size_t numBytes)
 {
-    if (!mWalk.Run(pObject)) {
-        return nullptr;
-    }
-    const std::size_t frontSize = 8 + mTextBytes + mObjects.GetSize();
-    if (frontSize + mBody.GetSize() > GetLargestStoredSize()) {
-        ReportTooLarge();
-        return nullptr;
-    }
-    ByteBuffer front;
-    front.MakeRoom(frontSize);
-    WriteInt(front, static_cast<int>(mTexts.size()));
-    WriteInt(front, static_cast<int>(mObjects.GetSize() / OBJECT_SIZE));
-    for (const String& text : mTexts) {
-        ValueBytes::WriteString(front, text);
-    }
-    front.Append(mObjects.GetText());
-    mBody.Prepend(front.GetText());
-    return &mBody;
+    const int count = static_cast<int>(numBytes); // the writer makes no more than that
+    return pFile->Write(pBytes, count) == count;
 }
 
-bool BinaryWriter::BeginObject(Object*, GraphClass& rClass)
+bool WriteBlocks(File* pFile, ByteBlocks& rBlocks)
+{
+    for (const ByteBlocks::Block& block : rBlocks.Finish()) {
+        if (!WriteAll(pFile, block.mpData.get(), block.mSize)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+bool BinaryWriter::Write(Object* pObject)
+{
+    if (!mWalk.Run(pObject)) {
+        return false;
+    }
+    const std::size_t size = COUNTS_SIZE + mTextBytes + mObjects.GetSize() + mBody.GetSize();
+    return size <= GetLargestStoredSize() || ReportTooLarge();
+}
+
+// What stands before the objects' records is known last.
+bool BinaryWriter::WriteToFile(File* pFile)
+{
+    ByteBuffer texts;
+    texts.MakeRoom(COUNTS_SIZE + mTextBytes);
+    WriteInt(texts, static_cast<int>(mTexts.size()));
+    WriteInt(texts, mNumObjects);
+    for (const String& text : mTexts) {
+        ValueBytes::WriteString(texts, text);
+    }
+    return WriteAll(pFile, texts.GetData(), texts.GetSize()) && WriteBlocks(pFile, mObjects) &&
+           WriteBlocks(pFile, mBody);
+}
+
+bool BinaryWriter::BeginObject(GraphClass& rClass)
 {
     // The texts in line before this object have their numbers by now.
-    WriteInt(mObjects, NumberText(rClass.mModule, rClass.mModuleTag));
-    WriteInt(mObjects, NumberText(rClass.mName, rClass.mNameTag));
-    WriteInt(mObjects, 0); // both counts come at the end
-    WriteInt(mObjects, 0);
+    const int module = NumberText(rClass.mModule, rClass.mModuleTag);
+    const int name = NumberText(rClass.mName, rClass.mNameTag);
+    unsigned char* const pRecord = mObjects.MakeRoom(OBJECT_SIZE);
+    StoreInt(pRecord, module);
+    StoreInt(pRecord + 4, name);
+    mpCounts = pRecord + 8; // which come at the end
+    mObjects.Advance(OBJECT_SIZE);
+    ++mNumObjects;
     mNumProperties = 0;
     mNumChildren = 0;
     return true;
@@ -59,14 +83,13 @@ bool BinaryWriter::BeginObject(Object*, GraphClass& rClass)
 bool BinaryWriter::BeginProperty(GraphProperty& rProperty, Value::Type type, int count)
 {
     ++mNumProperties;
-    if (rProperty.mTag >= 0) {
-        WriteInt(mBody, rProperty.mTag);
-    } else {
+    if (rProperty.mTag < 0) {
         rProperty.mTag = WriteTextIndex(rProperty.mName);
+    } else {
+        WriteInt(mBody, rProperty.mTag);
     }
-    unsigned char* const pFlags = mBody.MakeRoom(5);
-    *pFlags =
-        static_cast<unsigned char>(type * 4 + (rProperty.mbDynamic ? 2 : 0) + (rProperty.mbArray ? 1 : 0));
+    unsigned char* const pFlags = mBody.MakeRoom(1);
+    *pFlags = GetFlags(rProperty, type);
     mBody.Advance(1);
     if (rProperty.mbArray) {
         WriteInt(mBody, count);
@@ -74,19 +97,44 @@ bool BinaryWriter::BeginProperty(GraphProperty& rProperty, Value::Type type, int
     return true;
 }
 
-bool BinaryWriter::WriteEntry(const String& name, Value&& object)
+bool BinaryWriter::WritePlainProperty(GraphProperty& rProperty, const void* pPayload)
 {
-    ++mNumChildren;
-    WriteTextIndex(name);
-    WriteObject(mBody, std::move(object));
+    if (QBASE_UNLIKELY(rProperty.mTag < 0)) {
+        BeginProperty(rProperty, rProperty.mType, 1);
+        WritePlain(rProperty.mType, pPayload, -1);
+        return true;
+    }
+    ++mNumProperties;
+    unsigned char* const pRecord = mBody.MakeRoom(PROPERTY_SIZE + Value::PAYLOAD_SIZE);
+    StoreInt(pRecord, rProperty.mTag);
+    pRecord[4] = GetFlags(rProperty, rProperty.mType);
+    ValueBytes::CopyPayload(rProperty.mType, pRecord + PROPERTY_SIZE,
+                            static_cast<const unsigned char*>(pPayload));
+    mBody.Advance(PROPERTY_SIZE + ValueBytes::GetSize(rProperty.mType));
     return true;
 }
 
-void BinaryWriter::WriteItem(int index, Value&& object)
+// -1 is the number of null, and of an object until the walk has been there.
+void BinaryWriter::WriteObject(Object* pObject, int)
+{
+    unsigned char* const pNumber = mBody.MakeRoom(4);
+    StoreInt(pNumber, pObject != nullptr ? mWalk.Refer(pObject, mBody.GetPlace()) : -1);
+    mBody.Advance(4);
+}
+
+bool BinaryWriter::WriteEntry(const String& name, Object* pObject)
+{
+    ++mNumChildren;
+    WriteTextIndex(name);
+    WriteObject(pObject, -1);
+    return true;
+}
+
+void BinaryWriter::WriteItem(int index, Object* pObject)
 {
     ++mNumChildren;
     WriteInt(mBody, index);
-    WriteObject(mBody, std::move(object));
+    WriteObject(pObject, index);
 }
 
 bool BinaryWriter::EndObject()
@@ -94,65 +142,56 @@ bool BinaryWriter::EndObject()
     if (mBody.GetSize() > GetLargestStoredSize()) {
         return ReportTooLarge();
     }
-    unsigned char* const pCounts = mObjects.GetData() + mObjects.GetSize() - 8;
-    StoreInt(pCounts, mNumProperties);
-    StoreInt(pCounts + 4, mNumChildren);
+    StoreInt(mpCounts, mNumProperties);
+    StoreInt(mpCounts + 4, mNumChildren);
     return true;
 }
 
 void BinaryWriter::Resolve(unsigned hole, int position)
 {
-    StoreInt(mBody.GetData() + hole, position);
-}
-
-void BinaryWriter::WriteText(ByteBuffer&, Value&& text)
-{
-    WriteTextIndex(text.AsString());
-}
-
-void BinaryWriter::WriteObject(ByteBuffer&, Value&& object)
-{
-    int number = -1; // that of null, and of an object until the walk has been there
-    if (object.AsObject() != nullptr) {
-        number = mWalk.Refer(std::move(object), GetHole());
-    }
-    WriteInt(mBody, number);
+    StoreInt(mBody.GetAt(hole), position);
 }
 
 // Texts are numbered in the order of the walk. A text behind a reference has to wait until the walk comes
 // back from there, unless it has a number already. Answers the number, or -1.
 int BinaryWriter::WriteTextIndex(const String& text)
 {
-    const String& canonical = Canonical(text);
-    int number = mTextIndex.Find(PositionIndex::KeyOf(canonical.c_str()));
+    int number = mTextIndex.Find(KeyOf(text));
     if (number == PositionIndex::NONE && !mWalk.IsObjectInLine()) {
-        number = FindOrAddText(canonical);
+        number = FindOrAddText(text);
     }
+    unsigned char* const pNumber = mBody.MakeRoom(4);
     if (number == PositionIndex::NONE) {
-        mWalk.AddText(canonical, GetHole());
+        mWalk.AddText(text, mBody.GetPlace());
     }
-    WriteInt(mBody, number);
+    StoreInt(pNumber, number);
+    mBody.Advance(4);
     return number;
 }
 
 int BinaryWriter::NumberText(const String& text, int& rTag)
 {
     if (rTag < 0) {
-        rTag = FindOrAddText(Canonical(text));
+        rTag = FindOrAddText(text);
     }
     return rTag;
 }
 
+// The null string and an empty one are the same text.
 int BinaryWriter::FindOrAddText(const String& text)
 {
-    const std::uint64_t key = PositionIndex::KeyOf(text.c_str());
-    int number = mTextIndex.Find(key);
-    if (number == PositionIndex::NONE) {
+    int number = mTextIndex.Find(KeyOf(text));
+    if (number != PositionIndex::NONE) {
+        return number;
+    }
+    if (text.empty() && KeyOf(text) != KeyOf(String::Null)) {
+        number = FindOrAddText(String::Null);
+    } else {
         number = static_cast<int>(mTexts.size());
-        mTextIndex.Insert(key, number);
         mTexts.push_back(text);
         mTextBytes += 4 + text.size();
     }
+    mTextIndex.Insert(KeyOf(text), number);
     return number;
 }
 

@@ -1,57 +1,70 @@
 // BinaryWriter turns one object graph into the bytes that follow the header of a binary file.
 //
 //     BinaryWriter writer;
-//     writer.Write(pObject, bytes); // once
+//     if (writer.Write(pObject))    // once
+//         writer.WriteToFile(pFile);
 
 #pragma once
 
+#include "QBase/ByteBlocks.h"
 #include "QBase/GraphWalk.h"
 
 namespace QBase
 {
+
+class File;
 
 class BinaryWriter
 {
 public:
     BinaryWriter() : mWalk(*this) {}
 
-    /// The bytes of the graph; null after a report. Borrowed.
-    const ByteBuffer* Write(Object* pObject);
+    /// Collects the bytes of the graph; false after a report.
+    bool Write(Object* pObject);
+
+    /// False when the file does not take them all.
+    bool WriteToFile(File* pFile);
 
 private:
     friend class GraphWalk<BinaryWriter>;
-    template <typename References>
-    friend void ValueBytes::Write(ByteBuffer& rBytes, Value&& value, References& rReferences);
 
-    // One text of the graph. The null string and an empty one are the same.
-    static const String& Canonical(const String& text) { return text.empty() ? String::Null : text; }
+    // Texts are interned: each has one address.
+    static std::uint64_t KeyOf(const String& text) { return PositionIndex::KeyOf(&text.buffer_utf8()); }
 
-    bool BeginObject(Object* pObject, GraphClass& rClass);
+    bool BeginObject(GraphClass& rClass);
     bool BeginProperty(GraphProperty& rProperty, Value::Type type, int count);
-    void WriteValue(Value&& value, int) { ValueBytes::Write(mBody, std::move(value), *this); }
+    void WritePlain(Value::Type type, const void* pPayload, int)
+    {
+        ValueBytes::WritePlain(mBody, type, pPayload);
+    }
+    void WriteText(const String& text, int) { WriteTextIndex(text); }
+    void WriteObject(Object* pObject, int);
     void EndProperty(GraphProperty&) {}
-    bool WriteEntry(const String& name, Value&& object);
-    void WriteItem(int index, Value&& object);
+    bool WritePlainProperty(GraphProperty& rProperty, const void* pPayload);
+    bool WriteEntry(const String& name, Object* pObject);
+    void WriteItem(int index, Object* pObject);
     bool EndObject();
     void Resolve(unsigned hole, int position);
     void ResolveText(unsigned hole, const String& text) { Resolve(hole, FindOrAddText(text)); }
 
-    // Where the next byte goes. An object's own part beyond the limit ends the walk when it is finished.
-    unsigned GetHole() const { return static_cast<unsigned>(mBody.GetSize()); }
-
-    void WriteText(ByteBuffer& rBytes, Value&& text);
-    void WriteObject(ByteBuffer& rBytes, Value&& object);
+    static unsigned char GetFlags(const GraphProperty& property, Value::Type type)
+    {
+        return static_cast<unsigned char>(type * 4 + (property.mbDynamic ? 2 : 0) +
+                                          (property.mbArray ? 1 : 0));
+    }
     int WriteTextIndex(const String& text);
     int NumberText(const String& text, int& rTag);
     int FindOrAddText(const String& text);
 
     GraphWalk<BinaryWriter> mWalk;
-    ByteBuffer mObjects;        // the object table
-    ByteBuffer mBody;           // the properties and children of all objects; in the end, everything
-    std::vector<String> mTexts; // the string table
-    std::size_t mTextBytes = 0; // that it will take
-    PositionIndex mTextIndex;   // by the address of the interned text
-    int mNumProperties = 0;     // of the present object
+    ByteBlocks mObjects; // the object table
+    ByteBlocks mBody;    // the properties and children of all objects
+    int mNumObjects = 0;
+    unsigned char* mpCounts = nullptr; // of properties and children, in the present object's record
+    std::vector<String> mTexts;        // the string table
+    std::size_t mTextBytes = 0;        // that it will take
+    PositionIndex mTextIndex;          // by KeyOf
+    int mNumProperties = 0;            // of the present object
     int mNumChildren = 0;
 };
 

@@ -17,7 +17,7 @@ BuiltGraph::~BuiltGraph()
         return;
     }
     for (std::size_t i = 0; i < mObjects.size(); ++i) {
-        if (mIsOurs[i]) {
+        if (IsOurs(i)) {
             Unlink(mObjects[i]);
         }
     }
@@ -36,33 +36,36 @@ Value BuiltGraph::HandOver()
 // not hold is there anything to look for.
 void BuiltGraph::ReleaseUnreachable()
 {
-    if (!mbLoss && std::find(mIsReached.begin(), mIsReached.end(), false) == mIsReached.end()) {
+    const auto isReached = [](unsigned char marks) { return (marks & REACHED) != 0; };
+    if (!mbLoss && std::all_of(mMarks.begin(), mMarks.end(), isReached)) {
         return;
     }
     const int size = GetSize();
     IndexPositions();
-    mIsReached.assign(mIsReached.size(), false);
-    mIsReached[0] = true;
+    for (unsigned char& rMarks : mMarks) {
+        rMarks &= OURS;
+    }
+    mMarks[0] |= REACHED;
     std::vector<int> reached{0};
     Spread(reached);
 
     // An object that somebody else holds, beside this list and the other unreached ones, stays as it is.
     std::vector<int> references(static_cast<std::size_t>(size), 1);
     for (int position = 0; position < size; ++position) {
-        if (!mIsReached[static_cast<std::size_t>(position)]) {
+        if (!IsReached(static_cast<std::size_t>(position))) {
             VisitPositions(position, [&](int target) { ++references[static_cast<std::size_t>(target)]; });
         }
     }
     for (int position = 0; position < size; ++position) {
         const std::size_t i = static_cast<std::size_t>(position);
-        if (!mIsReached[i] && (!mIsOurs[i] || mObjects[i]->GetReferenceCount() > references[i])) {
-            mIsReached[i] = true;
+        if (!IsReached(i) && (!IsOurs(i) || mObjects[i]->GetReferenceCount() > references[i])) {
+            mMarks[i] |= REACHED;
             reached.push_back(position);
         }
     }
     Spread(reached);
     for (std::size_t i = 0; i < mObjects.size(); ++i) {
-        if (!mIsReached[i]) {
+        if (!IsReached(i)) {
             Unlink(mObjects[i]);
         }
     }
@@ -75,8 +78,8 @@ void BuiltGraph::Spread(std::vector<int>& rReached)
         const int position = rReached.back();
         rReached.pop_back();
         VisitPositions(position, [&](int target) {
-            if (!mIsReached[static_cast<std::size_t>(target)]) {
-                mIsReached[static_cast<std::size_t>(target)] = true;
+            if (!IsReached(static_cast<std::size_t>(target))) {
+                mMarks[static_cast<std::size_t>(target)] |= REACHED;
                 rReached.push_back(target);
             }
         });

@@ -39,12 +39,19 @@ public:
         }
     }
 
+    /// Makes room for that many objects.
+    void Reserve(std::size_t size)
+    {
+        mObjects.reserve(size);
+        mMarks.reserve(size);
+    }
+
     /// Holds an object, which is not null.
     void Add(Ptr<Object> pObject)
     {
         StopWithoutMemory();
-        mIsOurs.push_back(pObject->GetReferenceCount() == 1);
-        mIsReached.push_back(mObjects.empty());
+        const int ours = pObject->GetReferenceCount() == 1 ? OURS : 0;
+        mMarks.push_back(static_cast<unsigned char>(ours | (mObjects.empty() ? REACHED : 0)));
         mObjects.push_back(std::move(pObject));
     }
 
@@ -55,7 +62,7 @@ public:
     void NoteReference(int from, int to)
     {
         if (from < to) {
-            mIsReached[static_cast<std::size_t>(to)] = true;
+            mMarks[static_cast<std::size_t>(to)] |= REACHED;
         }
     }
 
@@ -70,6 +77,13 @@ public:
     Value HandOver();
 
 private:
+    // What is known of an object.
+    static constexpr unsigned char OURS = 1; // no object that a class's Construct gave out before
+    static constexpr unsigned char REACHED =
+        2; // an object before it refers to it; hence the root leads to it
+
+    bool IsOurs(std::size_t position) const { return (mMarks[position] & OURS) != 0; }
+    bool IsReached(std::size_t position) const { return (mMarks[position] & REACHED) != 0; }
     void ReleaseUnreachable();
     void Spread(std::vector<int>& rReached);
     void IndexPositions();
@@ -79,11 +93,10 @@ private:
     static void Unlink(Object* pObject, Property* pProperty);
 
     std::vector<Ptr<Object>> mObjects;
-    std::vector<bool> mIsOurs;    // false for an object that a class's Construct gave out before
-    std::vector<bool> mIsReached; // true for one that an object before it refers to; hence from the root
-    PositionIndex mPositions;     // of the objects, once somebody asks for them
+    std::vector<unsigned char> mMarks; // by position; at least as many as there are objects
+    PositionIndex mPositions;          // of the objects, once somebody asks for them
     int mNumIndexed = 0;
-    bool mbLoss = false; // mIsReached may say too much
+    bool mbLoss = false; // marks may say REACHED too often
     bool mbHandedOver = false;
     unsigned mNumFailures; // when the load began
 };

@@ -51,15 +51,6 @@ public:
 
     void Append(std::string_view text) { Append(text.data(), text.size()); }
 
-    /// Puts bytes in front of those that are there.
-    void Prepend(std::string_view text)
-    {
-        MakeRoom(text.size());
-        std::memmove(mpData + text.size(), mpData, mSize);
-        std::memcpy(mpData, text.data(), text.size());
-        mSize += text.size();
-    }
-
     /// Forgets the bytes from `size` on.
     void Truncate(std::size_t size) { mSize = size; }
 

@@ -43,6 +43,9 @@ public:
         return pBytes;
     }
 
+    /// The next `size` bytes without taking them; null when fewer are at hand, though the file may have them.
+    const unsigned char* Peek(std::size_t size) const { return size <= GetSizeAtHand() ? mpNext : nullptr; }
+
     /// Goes back by `size` bytes, which were taken just before.
     void PutBack(std::size_t size) { mpNext -= size; }
 

@@ -5,12 +5,14 @@
 //
 //     class Sink
 //     {
-//         bool BeginObject(Object* pObject, GraphClass& rClass); // the next position in the order
+//         bool BeginObject(GraphClass& rClass); // the next position in the order
 //         bool BeginProperty(GraphProperty& rProperty, Value::Type type, int count); // count 1 without array
-//         void WriteValue(Value&& value, int index);             // index -1 without array
+//         void WritePlain(Value::Type type, const void* pPayload, int index);        // index -1 without
+//         array void WriteText(const String& text, int index); void WriteObject(Object* pObject, int index);
 //         void EndProperty(GraphProperty& rProperty);
-//         bool WriteEntry(const String& name, Value&& object);   // of a table
-//         void WriteItem(int index, Value&& object);             // of a list
+//         bool WritePlainProperty(GraphProperty& rProperty, const void* pPayload); // all three for one value
+//         bool WriteEntry(const String& name, Object* pObject); // of a table
+//         void WriteItem(int index, Object* pObject);           // of a list
 //         bool EndObject();
 //         void Resolve(unsigned tag, int position);
 //         void ResolveText(unsigned tag, const String& text);
@@ -23,17 +25,20 @@
 // walk then goes there in its turn and says, by Resolve, which position it has. Texts can stand in the same
 // line.
 //
-// Everything that was reached is kept alive until the walk is destroyed. There is no recursion: depth and
-// width are limited by memory only.
+// Properties that are nothing but members are read where they stand; others through their Get. Everything
+// that was reached is kept alive until the walk is destroyed. There is no recursion: depth and width are
+// limited by memory only.
 
 #pragma once
 
 #include "QBase/ClassInfoTable.h"
 #include "QBase/Error.h"
 #include "QBase/List.h"
+#include "QBase/ObjectNumbers.h"
 #include "QBase/PositionIndex.h"
 #include "QBase/Property.h"
 #include "QBase/PropertyList.h"
+#include "QBase/StoredMember.h"
 #include "QBase/StringConverter.h"
 #include "QBase/Table.h"
 #include "QBase/ValueBytes.h"
@@ -51,9 +56,11 @@ namespace QBase
 // One property that counts, as all objects of a class have it. The tags are for the Sink: -1 at first.
 struct GraphProperty
 {
-    GraphProperty(Property* pProperty, const String& name)
-        : mpProperty(pProperty), mName(name), mType(pProperty->GetType()), mbArray(pProperty->IsArray()),
-          mbDynamic(pProperty->IsDynamic())
+    GraphProperty(const PropertyList::Entry& entry, Object* pObject)
+        : mpProperty(entry.mpProperty), mName(entry.mName), mType(entry.mType), mbArray(entry.mbArray),
+          mbDynamic(entry.mpProperty->IsDynamic()), mMember(entry.mpProperty, pObject),
+          mbPlainMember(mMember.IsKnown() && !mbArray && mType != Value::TYPE_STRING &&
+                        mType != Value::TYPE_OBJECT)
     {}
 
     Property* mpProperty; // borrowed from a PropertyList
@@ -62,6 +69,8 @@ struct GraphProperty
     bool mbArray;
     bool mbDynamic;
     int mTag = -1;
+    StoredMember mMember;
+    bool mbPlainMember; // most are: a single value of a plain type
 };
 
 struct GraphClass
@@ -98,12 +107,12 @@ public:
 
     /// The position of an object, which is not null, if it was reached already. Otherwise NONE, and the
     /// object is put in line under a tag of the Sink's. For the Sink, while an object is written.
-    int Refer(Value&& object, unsigned tag);
+    int Refer(Object* pObject, unsigned tag);
 
     /// Puts a text in line.
     void AddText(const String& text, unsigned tag)
     {
-        mSteps.push_back({nullptr, tag, static_cast<unsigned>(mTexts.size())});
+        mSteps.push_back({~static_cast<int>(mTexts.size()), tag});
         mTexts.push_back(text);
     }
 
@@ -116,37 +125,47 @@ public:
     unsigned GetPresentTag() const { return mPresentTag; }
 
 private:
-    // A place in line.
+    // A place in line: of an object by its number, of a text by the complement of its place in mTexts.
     struct Step
     {
-        Object* mpObject; // holds one reference; null for a text
+        int mTarget;
         unsigned mTag;
-        unsigned mText; // in mTexts
     };
 
+    // The places in line behind one object, which are given up when the walk has been everywhere.
     struct Frame
     {
-        std::size_t mNext; // in mSteps
+        std::size_t mFirst; // in mSteps
+        std::size_t mNext;
         std::size_t mEnd;
+        std::size_t mFirstText; // in mTexts
     };
 
-    int Arrive(Object* pObject);
+    int NumberObject(Object* pObject);
+    void HoldObjects();
+    int Arrive(int number);
     bool WriteObject(Object* pObject);
     bool WriteProperties(Object* pObject, GraphClass& rClass);
     bool WriteProperty(Object* pObject, GraphProperty& rProperty);
+    bool WriteMember(Object* pObject, GraphProperty& rProperty);
+    bool WriteValue(Object* pObject, GraphProperty& rProperty);
     bool WriteArray(Object* pObject, GraphProperty& rProperty);
+    void WriteElement(Value::Type type, const Value& value, int index);
     bool WriteChildren(Object* pObject, const GraphClass& graphClass);
     GraphClass& FindClass(const Object* pObject);
 
     Sink& mSink;
-    std::optional<KeepAlive> mKeepRoot; // outlives the steps, which may hold the root as well
-    std::vector<Step> mSteps;
-    std::vector<String> mTexts; // that wait, or waited
+    std::optional<KeepAlive> mKeepRoot; // outlives what the walk holds, the root among it
+    std::vector<Step> mSteps;           // those of each frame behind those of the frame before
+    std::vector<String> mTexts;
     std::vector<Frame> mFrames;
-    PositionIndex mPositions; // of the objects reached
+
+    ObjectNumbers mNumbers;      // of the objects that somebody referred to
+    std::vector<int> mPositions; // by number, in the order of the walk; NONE for one that waits in line
+    int mNumReached = 0;
     unsigned mPresentTag = NO_TAG;
-    int mNumObjects = 0;
     bool mbObjectWaits = false;
+    bool mbHolds = false; // one reference on each of the objects
 
     std::vector<std::unique_ptr<GraphClass>> mClasses;
     PositionIndex mClassIndex;
@@ -161,22 +180,24 @@ bool GraphWalk<Sink>::Run(Object* pRoot)
         return true;
     }
     mKeepRoot.emplace(pRoot);
-    if (Arrive(pRoot) == PositionIndex::NONE) {
+    if (Arrive(NumberObject(pRoot)) == PositionIndex::NONE) {
         return false;
     }
     while (!mFrames.empty()) {
         Frame& rFrame = mFrames.back();
         if (rFrame.mNext == rFrame.mEnd) {
+            mSteps.resize(rFrame.mFirst);
+            mTexts.resize(rFrame.mFirstText);
             mFrames.pop_back();
             continue;
         }
         const Step step = mSteps[rFrame.mNext++];
-        if (step.mpObject == nullptr) {
-            mSink.ResolveText(step.mTag, mTexts[step.mText]);
+        if (step.mTarget < 0) {
+            mSink.ResolveText(step.mTag, mTexts[static_cast<std::size_t>(~step.mTarget)]);
             continue;
         }
         mPresentTag = step.mTag;
-        const int position = Arrive(step.mpObject);
+        const int position = Arrive(step.mTarget);
         if (position == PositionIndex::NONE) {
             return false;
         }
@@ -188,43 +209,67 @@ bool GraphWalk<Sink>::Run(Object* pRoot)
 template <typename Sink>
 GraphWalk<Sink>::~GraphWalk()
 {
-    for (const Step& step : mSteps) {
-        if (step.mpObject != nullptr) {
-            Object::DropReference(step.mpObject);
+    if (mbHolds) {
+        for (Object* const pObject : mNumbers.GetObjects()) {
+            Object::DropReference(pObject);
         }
     }
 }
 
 template <typename Sink>
-int GraphWalk<Sink>::Refer(Value&& object, unsigned tag)
+int GraphWalk<Sink>::Refer(Object* pObject, unsigned tag)
 {
-    const int position = mPositions.Find(PositionIndex::KeyOf(object.AsObject()));
+    const int number = NumberObject(pObject);
+    const int position = mPositions[static_cast<std::size_t>(number)];
     if (position == PositionIndex::NONE) {
-        mSteps.push_back({nullptr, tag, 0});
-        mSteps.back().mpObject = ValueBits::TakeObject(std::move(object));
+        mSteps.push_back({number, tag});
         mbObjectWaits = true;
     }
     return position;
 }
 
-// The position of the object, which is written and gets its frame when it was not reached before.
 template <typename Sink>
-int GraphWalk<Sink>::Arrive(Object* pObject)
+int GraphWalk<Sink>::NumberObject(Object* pObject)
 {
-    const std::uint64_t key = PositionIndex::KeyOf(pObject);
-    const int known = mPositions.Find(key);
-    if (known != PositionIndex::NONE) {
-        return known;
+    const int number = mNumbers.FindOrAdd(pObject);
+    if (static_cast<std::size_t>(number) == mPositions.size()) {
+        if (mbHolds) {
+            Object::AddReference(pObject);
+        }
+        mPositions.push_back(PositionIndex::NONE);
     }
-    const int position = mNumObjects++;
-    mPositions.Insert(key, position);
+    return number;
+}
+
+// To be called before anything that may let go of objects.
+template <typename Sink>
+void GraphWalk<Sink>::HoldObjects()
+{
+    if (!mbHolds) {
+        for (Object* const pObject : mNumbers.GetObjects()) {
+            Object::AddReference(pObject);
+        }
+        mbHolds = true;
+    }
+}
+
+// The position of an object, which is written and gets its frame when it was not reached before.
+template <typename Sink>
+int GraphWalk<Sink>::Arrive(int number)
+{
+    int& rPosition = mPositions[static_cast<std::size_t>(number)];
+    if (rPosition != PositionIndex::NONE) {
+        return rPosition;
+    }
+    const int position = rPosition = mNumReached++;
     const std::size_t firstStep = mSteps.size();
+    const std::size_t firstText = mTexts.size();
     mbObjectWaits = false;
-    if (!WriteObject(pObject)) {
+    if (!WriteObject(mNumbers.GetAt(number))) {
         return PositionIndex::NONE;
     }
     if (mSteps.size() > firstStep) {
-        mFrames.push_back({firstStep, mSteps.size()});
+        mFrames.push_back({firstStep, firstStep, mSteps.size(), firstText});
     }
     return position;
 }
@@ -233,8 +278,8 @@ template <typename Sink>
 bool GraphWalk<Sink>::WriteObject(Object* pObject)
 {
     GraphClass& rClass = FindClass(pObject);
-    return mSink.BeginObject(pObject, rClass) && WriteProperties(pObject, rClass) &&
-           WriteChildren(pObject, rClass) && mSink.EndObject();
+    return mSink.BeginObject(rClass) && WriteProperties(pObject, rClass) && WriteChildren(pObject, rClass) &&
+           mSink.EndObject();
 }
 
 template <typename Sink>
@@ -244,13 +289,15 @@ bool GraphWalk<Sink>::WriteProperties(Object* pObject, GraphClass& rClass)
         if (rClass.mpList == nullptr) {
             rClass.mpList = std::make_unique<PropertyList>(pObject);
             for (const PropertyList::Entry& entry : *rClass.mpList) {
-                if (!entry.mpProperty->IsExcluded()) {
-                    rClass.mProperties.emplace_back(entry.mpProperty, entry.mName);
+                if (!entry.mbExcluded) {
+                    rClass.mProperties.emplace_back(entry, pObject);
                 }
             }
         }
         for (GraphProperty& rProperty : rClass.mProperties) {
-            if (!WriteProperty(pObject, rProperty)) {
+            if (rProperty.mbPlainMember
+                    ? !mSink.WritePlainProperty(rProperty, rProperty.mMember.Locate(pObject))
+                    : !WriteProperty(pObject, rProperty)) {
                 return false;
             }
         }
@@ -258,10 +305,10 @@ bool GraphWalk<Sink>::WriteProperties(Object* pObject, GraphClass& rClass)
     }
     const PropertyList list(pObject);
     for (const PropertyList::Entry& entry : list) {
-        if (entry.mpProperty->IsExcluded()) {
+        if (entry.mbExcluded) {
             continue;
         }
-        GraphProperty property(entry.mpProperty, entry.mName);
+        GraphProperty property(entry, pObject);
         if (!WriteProperty(pObject, property)) {
             return false;
         }
@@ -272,10 +319,40 @@ bool GraphWalk<Sink>::WriteProperties(Object* pObject, GraphClass& rClass)
 template <typename Sink>
 bool GraphWalk<Sink>::WriteProperty(Object* pObject, GraphProperty& rProperty)
 {
-    if (rProperty.mbArray) {
-        return WriteArray(pObject, rProperty);
+    if (rProperty.mMember.IsKnown()) {
+        return WriteMember(pObject, rProperty);
     }
-    Value value = rProperty.mpProperty->Get(pObject);
+    HoldObjects();
+    return rProperty.mbArray ? WriteArray(pObject, rProperty) : WriteValue(pObject, rProperty);
+}
+
+template <typename Sink>
+bool GraphWalk<Sink>::WriteMember(Object* pObject, GraphProperty& rProperty)
+{
+    const StoredMember& member = rProperty.mMember;
+    int size = 1;
+    const void* pElement = rProperty.mbArray ? member.GetElements(pObject, size) : member.Locate(pObject);
+    int index = rProperty.mbArray ? 0 : -1;
+    if (!mSink.BeginProperty(rProperty, rProperty.mType, size)) {
+        return false;
+    }
+    for (int i = 0; i < size; ++i, ++index, pElement = member.GetNext(pElement)) {
+        if (rProperty.mType == Value::TYPE_STRING) {
+            mSink.WriteText(*static_cast<const String*>(pElement), index);
+        } else if (rProperty.mType == Value::TYPE_OBJECT) {
+            mSink.WriteObject(member.GetObject(pElement), index);
+        } else {
+            mSink.WritePlain(rProperty.mType, pElement, index);
+        }
+    }
+    mSink.EndProperty(rProperty);
+    return true;
+}
+
+template <typename Sink>
+bool GraphWalk<Sink>::WriteValue(Object* pObject, GraphProperty& rProperty)
+{
+    const Value value = rProperty.mpProperty->Get(pObject);
     const Value::Type type = value.GetType();
     if (!ValueBytes::IsStorable(type)) {
         ReportUnstorable(pObject, rProperty, type);
@@ -284,7 +361,7 @@ bool GraphWalk<Sink>::WriteProperty(Object* pObject, GraphProperty& rProperty)
     if (!mSink.BeginProperty(rProperty, type, 1)) {
         return false;
     }
-    mSink.WriteValue(std::move(value), -1);
+    WriteElement(type, value, -1);
     mSink.EndProperty(rProperty);
     return true;
 }
@@ -318,10 +395,22 @@ bool GraphWalk<Sink>::WriteArray(Object* pObject, GraphProperty& rProperty)
             ReportMixedArray(pObject, rProperty, element.GetType());
             return false;
         }
-        mSink.WriteValue(std::move(element), i);
+        WriteElement(type, element, i);
     }
     mSink.EndProperty(rProperty);
     return true;
+}
+
+template <typename Sink>
+void GraphWalk<Sink>::WriteElement(Value::Type type, const Value& value, int index)
+{
+    if (type == Value::TYPE_STRING) {
+        mSink.WriteText(value.AsString(), index);
+    } else if (type == Value::TYPE_OBJECT) {
+        mSink.WriteObject(value.AsObject(), index);
+    } else {
+        mSink.WritePlain(type, ValueBits::GetPayload(value), index);
+    }
 }
 
 template <typename Sink>
@@ -329,14 +418,14 @@ bool GraphWalk<Sink>::WriteChildren(Object* pObject, const GraphClass& graphClas
 {
     if (graphClass.mbTable) {
         for (const auto& node : static_cast<Table*>(pObject)->GetEntries()) {
-            if (!mSink.WriteEntry(node.GetKey(), Value(node.GetValue()))) {
+            if (!mSink.WriteEntry(node.GetKey(), node.GetValue())) {
                 return false;
             }
         }
     } else if (graphClass.mbList) {
         int index = 0;
         for (const Ptr<Object>& pItem : static_cast<List*>(pObject)->GetObjects()) {
-            mSink.WriteItem(index++, Value(pItem));
+            mSink.WriteItem(index++, pItem);
         }
     }
     return true;

@@ -50,9 +50,11 @@ public:
     }
 
     /// Whether there was memory for the latest object, or for its contents.
+    bool HasMemory() const { return ThreadMemory::GetBytes() <= mMemoryEnd; }
+    std::string DescribeMemory(Object* pObject) const;
     std::string CheckMemory(Object* pObject) const
     {
-        return ThreadMemory::GetBytes() > mMemoryEnd ? DescribeMemory(pObject) : std::string();
+        return HasMemory() ? std::string() : DescribeMemory(pObject);
     }
 
     /// Leaves bytes out that were taken since the beginning.
@@ -66,7 +68,6 @@ private:
     bool IsListed(const std::string& className) const;
     static std::string DescribeOutside(const std::string& className);
     std::string DescribeLength(std::size_t length) const;
-    std::string DescribeMemory(Object* pObject) const;
 
     LoadLimits mLimits; // a copy: what is loaded may change those of the serializer
     bool mbTrusted;

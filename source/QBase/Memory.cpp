@@ -89,7 +89,7 @@ constinit ThreadTally* spThreadTallies = nullptr; // guarded by the lock
 QBASE_FAST_THREAD_LOCAL constinit thread_local ThreadTally* spTally = nullptr;
 constinit thread_local bool sbTallyClosed = false;
 constinit thread_local unsigned sNumFailures = 0; // of this thread's requests
-constinit thread_local std::int64_t sForeignBytes = 0;
+QBASE_FAST_THREAD_LOCAL constinit thread_local std::int64_t sForeignBytes = 0;
 
 // Guards the list of tallies and everything about the trace. Never destroyed: blocks are freed until the
 // last moment of the program.

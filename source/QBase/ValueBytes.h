@@ -114,7 +114,9 @@ inline std::int32_t LoadInt(const unsigned char* p)
         static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[3]) << 24);
 }
 
-inline void WriteInt(ByteBuffer& rBytes, std::int32_t value)
+/// Appends to a ByteBuffer or ByteBlocks.
+template <typename Bytes>
+void WriteInt(Bytes& rBytes, std::int32_t value)
 {
     StoreInt(rBytes.MakeRoom(4), value);
     rBytes.Advance(4);
@@ -151,6 +153,43 @@ inline void ConvertPayload(Value::Type type, unsigned char* pTo, const unsigned 
             pTo[i] = pFrom[bBytewise ? i : i ^ 3];
         }
     }
+}
+
+/// The same between a payload and bytes of which neither has more than the type's own.
+inline void CopyPayload(Value::Type type, unsigned char* pTo, const unsigned char* pFrom)
+{
+    switch (GetSize(type)) { // each a copy of a known size, which takes an instruction or two
+    case 1:
+        return ConvertPayload(type, pTo, pFrom, 1);
+    case 4:
+        return ConvertPayload(type, pTo, pFrom, 4);
+    case 8:
+        return ConvertPayload(type, pTo, pFrom, 8);
+    case 12:
+        return ConvertPayload(type, pTo, pFrom, 12);
+    default:
+        return ConvertPayload(type, pTo, pFrom, Value::PAYLOAD_SIZE);
+    }
+}
+
+/// Turns the bytes of values of a plain type, one behind the other, into payloads in place.
+inline void ToPayloads(Value::Type type, unsigned char* pBytes, int count)
+{
+    if constexpr (std::endian::native != std::endian::little) {
+        for (int i = 0; i < count; ++i, pBytes += GetSize(type)) {
+            unsigned char bytes[Value::PAYLOAD_SIZE];
+            std::memcpy(bytes, pBytes, GetSize(type));
+            ConvertPayload(type, pBytes, bytes, GetSize(type));
+        }
+    }
+}
+
+/// Appends a value of a plain type, given as its payload, to a ByteBuffer or ByteBlocks.
+template <typename Bytes>
+void WritePlain(Bytes& rBytes, Value::Type type, const void* pPayload)
+{
+    CopyPayload(type, rBytes.MakeRoom(Value::PAYLOAD_SIZE), static_cast<const unsigned char*>(pPayload));
+    rBytes.Advance(GetSize(type));
 }
 
 /// Appends a value of a storable type.

@@ -5,6 +5,7 @@
 #include "QBase/ValueText.h"
 
 #include <charconv>
+#include <cstring>
 
 namespace QBase
 {
@@ -19,39 +20,41 @@ void AppendInt(ByteBuffer& rBuffer, int value)
 }
 
 template <typename T>
-void AppendValue(ByteBuffer& rBuffer, const T& value)
+void AppendValue(ByteBuffer& rBuffer, const void* pPayload)
 {
+    T value;
+    std::memcpy(static_cast<void*>(&value), pPayload, sizeof(value));
     char* const p = reinterpret_cast<char*>(rBuffer.MakeRoom(ValueText::MAX_SIZE));
     rBuffer.Advance(static_cast<std::size_t>(ValueText::Write(p, value) - p));
 }
 
 // The text of a value that is neither a text nor an object.
-void AppendPlain(ByteBuffer& rBuffer, const Value& value)
+void AppendPlain(ByteBuffer& rBuffer, Value::Type type, const void* pPayload)
 {
-    switch (value.GetType()) {
+    switch (type) {
     case Value::TYPE_INT:
     case Value::TYPE_ENUM:
-        return AppendValue(rBuffer, value.Get<int>());
+        return AppendValue<int>(rBuffer, pPayload);
     case Value::TYPE_FLOAT:
-        return AppendValue(rBuffer, value.Get<float>());
+        return AppendValue<float>(rBuffer, pPayload);
     case Value::TYPE_BOOL:
-        return AppendValue(rBuffer, value.Get<bool>());
+        return AppendValue<bool>(rBuffer, pPayload);
     case Value::TYPE_VECTOR2:
-        return AppendValue(rBuffer, value.Get<Vector2>());
+        return AppendValue<Vector2>(rBuffer, pPayload);
     case Value::TYPE_VECTOR3:
-        return AppendValue(rBuffer, value.Get<Vector3>());
+        return AppendValue<Vector3>(rBuffer, pPayload);
     case Value::TYPE_VECTOR4:
-        return AppendValue(rBuffer, value.Get<Vector4>());
+        return AppendValue<Vector4>(rBuffer, pPayload);
     case Value::TYPE_VECTOR2I:
-        return AppendValue(rBuffer, value.Get<Vector2i>());
+        return AppendValue<Vector2i>(rBuffer, pPayload);
     case Value::TYPE_VECTOR3I:
-        return AppendValue(rBuffer, value.Get<Vector3i>());
+        return AppendValue<Vector3i>(rBuffer, pPayload);
     case Value::TYPE_VECTOR4I:
-        return AppendValue(rBuffer, value.Get<Vector4i>());
+        return AppendValue<Vector4i>(rBuffer, pPayload);
     case Value::TYPE_COLOR:
-        return AppendValue(rBuffer, value.Get<Color>());
+        return AppendValue<Color>(rBuffer, pPayload);
     default:
-        return AppendValue(rBuffer, value.Get<Quaternion>());
+        return AppendValue<Quaternion>(rBuffer, pPayload);
     }
 }
 
@@ -76,7 +79,7 @@ bool XmlWriter::Write(Object* pObject, ByteBuffer& rDocument)
     return mWalk.Run(pObject) && WriteDocument(rDocument);
 }
 
-bool XmlWriter::BeginObject(Object*, GraphClass& rClass)
+bool XmlWriter::BeginObject(GraphClass& rClass)
 {
     ObjectRecord record{rClass.mModule, rClass.mName, 0, 0, 0, 0, 2};
     MakePath(record);
@@ -102,31 +105,49 @@ bool XmlWriter::BeginProperty(GraphProperty& rProperty, Value::Type type, int co
     return true;
 }
 
-// The element's tag is open: ">" and the value, or nothing but "/>".
-void XmlWriter::WriteValue(Value&& value, int index)
+void XmlWriter::WritePlain(Value::Type type, const void* pPayload, int index)
 {
-    const bool bElement = index >= 0;
-    const std::string_view name = bElement ? "Value" : "Property";
-    if (bElement) {
-        mBody.Append("            <Value");
-    }
-    if (value.GetType() == Value::TYPE_OBJECT
-            ? value.AsObject() == nullptr
-            : value.GetType() == Value::TYPE_STRING && value.AsString().empty()) {
+    BeginValue(index);
+    mBody.Append(">");
+    AppendPlain(mBody, type, pPayload);
+    EndValue(index);
+}
+
+void XmlWriter::WriteText(const String& text, int index)
+{
+    BeginValue(index);
+    if (text.empty()) {
         mBody.Append("/>\n");
         return;
     }
     mBody.Append(">");
-    if (value.GetType() == Value::TYPE_OBJECT) {
-        WriteReference(std::move(value), bElement ? Way::ELEMENT : Way::PROPERTY, index, *mpPropertyName);
-    } else if (value.GetType() == Value::TYPE_STRING) {
-        XmlText::AppendEscaped(mBody, value.AsString().buffer_utf8(), XmlText::CONTENT);
-    } else {
-        AppendPlain(mBody, value);
+    XmlText::AppendEscaped(mBody, text.buffer_utf8(), XmlText::CONTENT);
+    EndValue(index);
+}
+
+void XmlWriter::WriteObject(Object* pObject, int index)
+{
+    BeginValue(index);
+    if (pObject == nullptr) {
+        mBody.Append("/>\n");
+        return;
     }
-    mBody.Append("</");
-    mBody.Append(name);
-    mBody.Append(">\n");
+    mBody.Append(">");
+    WriteReference(pObject, index >= 0 ? Way::ELEMENT : Way::PROPERTY, index, *mpPropertyName);
+    EndValue(index);
+}
+
+// The tag of the value's element is open behind this: that of an array's element, or that of the property.
+void XmlWriter::BeginValue(int index)
+{
+    if (index >= 0) {
+        mBody.Append("            <Value");
+    }
+}
+
+void XmlWriter::EndValue(int index)
+{
+    mBody.Append(index >= 0 ? "</Value>\n" : "</Property>\n");
 }
 
 void XmlWriter::EndProperty(GraphProperty&)
@@ -136,32 +157,41 @@ void XmlWriter::EndProperty(GraphProperty&)
     }
 }
 
-bool XmlWriter::WriteEntry(const String& name, Value&& object)
+bool XmlWriter::WritePlainProperty(GraphProperty& rProperty, const void* pPayload)
+{
+    if (!BeginProperty(rProperty, rProperty.mType, 1)) {
+        return false;
+    }
+    WritePlain(rProperty.mType, pPayload, -1);
+    return true;
+}
+
+bool XmlWriter::WriteEntry(const String& name, Object* pObject)
 {
     if (name.empty()) {
         return ReportNoName(mObjects.back().mModule, mObjects.back().mClass, "an entry");
     }
     mBody.Append("        <Child Name=\"");
     XmlText::AppendEscaped(mBody, name.buffer_utf8(), XmlText::ATTRIBUTE);
-    WriteChild(std::move(object), Way::ENTRY, 0, name);
+    WriteChild(pObject, Way::ENTRY, 0, name);
     return true;
 }
 
-void XmlWriter::WriteItem(int index, Value&& object)
+void XmlWriter::WriteItem(int index, Object* pObject)
 {
     mBody.Append("        <Child Index=\"");
     AppendInt(mBody, index);
-    WriteChild(std::move(object), Way::ITEM, index, String::Null);
+    WriteChild(pObject, Way::ITEM, index, String::Null);
 }
 
-void XmlWriter::WriteChild(Value&& object, Way::Kind kind, int index, const String& name)
+void XmlWriter::WriteChild(Object* pObject, Way::Kind kind, int index, const String& name)
 {
-    if (object.AsObject() == nullptr) {
+    if (pObject == nullptr) {
         mBody.Append("\"/>\n");
         return;
     }
     mBody.Append("\">");
-    WriteReference(std::move(object), kind, index, name);
+    WriteReference(pObject, kind, index, name);
     mBody.Append("</Child>\n");
 }
 
@@ -172,9 +202,9 @@ bool XmlWriter::EndObject()
     return true;
 }
 
-void XmlWriter::WriteReference(Value&& object, Way::Kind kind, int index, const String& name)
+void XmlWriter::WriteReference(Object* pObject, Way::Kind kind, int index, const String& name)
 {
-    const int position = mWalk.Refer(std::move(object), static_cast<unsigned>(mWays.size()));
+    const int position = mWalk.Refer(pObject, static_cast<unsigned>(mWays.size()));
     mWays.push_back({kind, static_cast<int>(mObjects.size()) - 1, index, name, mBody.GetSize(), position});
 }
 
@@ -191,7 +221,7 @@ bool XmlWriter::WriteDocument(ByteBuffer& rDocument) const
     rDocument.Append("\">\n");
     rDocument.MakeRoom(mBody.GetSize() + 2 * mPaths.GetSize() + mObjects.size() * 64);
     for (std::size_t position = 0; position < mObjects.size(); ++position) {
-        WriteObject(rDocument, position);
+        WriteObjectElement(rDocument, position);
         if (rDocument.GetSize() > GetLargestStoredSize()) {
             return ReportTooLarge();
         }
@@ -200,7 +230,7 @@ bool XmlWriter::WriteDocument(ByteBuffer& rDocument) const
     return true;
 }
 
-void XmlWriter::WriteObject(ByteBuffer& rDocument, std::size_t position) const
+void XmlWriter::WriteObjectElement(ByteBuffer& rDocument, std::size_t position) const
 {
     const ObjectRecord& object = mObjects[position];
     rDocument.Append("    <Object Module=\"");

@@ -57,20 +57,25 @@ private:
         int mPosition;    // of the other
     };
 
-    bool BeginObject(Object* pObject, GraphClass& rClass);
+    bool BeginObject(GraphClass& rClass);
     bool BeginProperty(GraphProperty& rProperty, Value::Type type, int count);
-    void WriteValue(Value&& value, int index);
+    void WritePlain(Value::Type type, const void* pPayload, int index);
+    void WriteText(const String& text, int index);
+    void WriteObject(Object* pObject, int index);
     void EndProperty(GraphProperty& rProperty);
-    bool WriteEntry(const String& name, Value&& object);
-    void WriteItem(int index, Value&& object);
+    bool WritePlainProperty(GraphProperty& rProperty, const void* pPayload);
+    bool WriteEntry(const String& name, Object* pObject);
+    void WriteItem(int index, Object* pObject);
     bool EndObject();
     void Resolve(unsigned way, int position) { mWays[way].mPosition = position; }
     void ResolveText(unsigned, const String&) {}
 
-    void WriteChild(Value&& object, Way::Kind kind, int index, const String& name);
-    void WriteReference(Value&& object, Way::Kind kind, int index, const String& name);
+    void BeginValue(int index);
+    void EndValue(int index);
+    void WriteChild(Object* pObject, Way::Kind kind, int index, const String& name);
+    void WriteReference(Object* pObject, Way::Kind kind, int index, const String& name);
     bool WriteDocument(ByteBuffer& rDocument) const;
-    void WriteObject(ByteBuffer& rDocument, std::size_t position) const;
+    void WriteObjectElement(ByteBuffer& rDocument, std::size_t position) const;
 
     void MakePath(ObjectRecord& rObject);
     void AppendWay(const Way& way);

@@ -253,6 +253,23 @@ TEST(BinarySerializerTest, AnArrayHasItsCountBeforeTheElements)
                                                         "01 00")));
 }
 
+TEST(BinarySerializerTest, ALongArrayIsItsElementsOneBehindTheOther)
+{
+    const Ptr<Everything> pObject = Everything::Construct(Value::Null);
+    std::string elements;
+    for (int i = 0; i < 20000; ++i) {
+        pObject->mVector3s.Insert(Vector3(static_cast<float>(i), 0.0f, 0.0f));
+        const float x = static_cast<float>(i);
+        char bytes[4];
+        std::memcpy(bytes, &x, 4);
+        elements += std::string(bytes, 4) + std::string(8, '\0');
+    }
+    const std::string bytes = Saved(pObject);
+    EXPECT_THAT(bytes, HasSubstr(Bytes("1D" /* Vector3, array */) + Int(20000) + elements));
+    const Value loaded = Loaded(bytes);
+    EXPECT_TRUE(AreSameGraph(pObject, loaded.AsObject()));
+}
+
 TEST(BinarySerializerTest, EqualTextsShareOneEntryAndEmptyOnesAreTheNullString)
 {
     const Ptr<Everything> pObject = Everything::Construct(Value::Null);
@@ -334,27 +351,30 @@ TEST(BinarySerializerTest, SerializeAndDeserializeCanBeCalledByName)
     EXPECT_EQ(loaded.AsObject()->GetClassTable(), Object::ClassTable());
 }
 
-TEST(BinarySerializerTest, SavingTakesTwoWritesAndLoadingASmallGraphTwoReads)
+TEST(BinarySerializerTest, SavingASmallGraphTakesFourWritesAndLoadingItTwoReads)
 {
     const Ptr<CountingFile> pFile = new CountingFile;
     const Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
     const TwoPairs pairs;
     EXPECT_TRUE(pSerializer->Serialize(pairs.mpA, pFile));
     const int rest = pFile->GetSize() - 8;
-    EXPECT_THAT(pFile->mWrites, ElementsAre(8, rest));
+    const int records = 4 * 9 + 3 * 9; // of four properties and of three
+    EXPECT_THAT(pFile->mWrites, ElementsAre(8, rest - 2 * 16 - records, 2 * 16, records));
     pFile->SeekStart(0);
     const Value loaded = pSerializer->Deserialize(pFile);
     EXPECT_THAT(pFile->mReads, ElementsAre(8, rest));
     Dissolve(loaded.AsObject());
 }
 
-TEST(BinarySerializerTest, ALargeGraphIsReadInFewBlocksEachByteOnce)
+TEST(BinarySerializerTest, ALargeGraphIsWrittenAndReadInFewBlocksEachByteOnce)
 {
     const Ptr<CountingFile> pFile = new CountingFile;
     const Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
     const Ptr<List> pList = ListOfPairs(50000);
     EXPECT_TRUE(pSerializer->Serialize(pList, pFile));
     const int size = pFile->GetSize();
+    EXPECT_EQ(std::accumulate(pFile->mWrites.begin(), pFile->mWrites.end(), 0), size);
+    EXPECT_LE(pFile->mWrites.size(), static_cast<std::size_t>(size) / 60000 + 8);
     pFile->SeekStart(0);
     const Value loaded = pSerializer->Deserialize(pFile);
     EXPECT_TRUE(AreSameGraph(pList, loaded.AsObject()));

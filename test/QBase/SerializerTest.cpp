@@ -10,12 +10,14 @@
 #include "Support/CapturedConsole.h"
 #include "Support/CountedAllocations.h"
 #include "Support/SavedGraphs.h"
+#include "Support/Specimen.h"
 #include "Support/StoredObjects.h"
 #include "Support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -99,6 +101,88 @@ QBASE_IMPLEMENT(StoredObjects, Victim)
 
 void Victim::Implement()
 {}
+
+// Its class gets one more property while the program runs.
+class Growing : public Object
+{
+    QBASE_OBJECT(Growing, Object)
+
+public:
+    static void AddLate() { AddProperty<&Growing::mLate>("Late"); }
+    static void RemoveLate() { ClassTable()->Remove("Late"); }
+
+    int mEarly = 1;
+    int mLate = 2;
+
+protected:
+    explicit Growing(const Value& value) : Object(value) {}
+};
+
+QBASE_IMPLEMENT(StoredObjects, Growing)
+
+void Growing::Implement()
+{
+    AddProperty<&Growing::mEarly>("Early");
+}
+
+// A getter of which does something to the graph that is being saved.
+class Meddler : public Object
+{
+    QBASE_OBJECT(Meddler, Object)
+
+public:
+    int GetNumber()
+    {
+        if (mAct) {
+            mAct();
+        }
+        return 7;
+    }
+    void SetNumber(int) {}
+
+    std::function<void()> mAct;
+
+protected:
+    explicit Meddler(const Value& value) : Object(value) {}
+};
+
+QBASE_IMPLEMENT(StoredObjects, Meddler)
+
+void Meddler::Implement()
+{
+    AddProperty<&Meddler::GetNumber, &Meddler::SetNumber>("Number");
+}
+
+// Its Object part is not the first, and it refers to objects of its own class.
+class Wagon : public Burdened
+{
+    QBASE_OBJECT(Wagon, Burdened)
+
+public:
+    enum Load : unsigned char
+    {
+        NOTHING,
+        COAL = 200
+    };
+
+    int mNumber = 0;
+    Load mLoad = NOTHING;
+    Ptr<Wagon> mNext;
+    Array<Ptr<Wagon>> mOthers;
+
+protected:
+    explicit Wagon(const Value& value) : Burdened(value) {}
+};
+
+QBASE_IMPLEMENT(StoredObjects, Wagon)
+
+void Wagon::Implement()
+{
+    AddProperty<&Wagon::mNumber>("Number");
+    AddProperty<&Wagon::mLoad>("Load");
+    AddProperty<&Wagon::mNext>("Next");
+    AddProperty<&Wagon::mOthers>("Others");
+}
 
 } // namespace
 
@@ -269,6 +353,158 @@ TEST(SerializerTest, ALoadedGraphIsSavedAgainAsTheSameBytes)
         const Value loaded = Loaded(pSerializer, bytes);
         EXPECT_EQ(Saved(pSerializer, loaded.AsObject()), bytes);
         EXPECT_TRUE(AreSameGraph(pTable, loaded.AsObject()));
+    }
+}
+
+TEST(SerializerTest, AClassThatChangesBetweenTwoSavesIsStoredAsItIsThen)
+{
+    for (Serializer* const pSerializer : BothSerializers()) {
+        const Ptr<Growing> pGrowing = Growing::Construct(Value::Null);
+        pGrowing->mLate = 9;
+        const std::string before = Saved(pSerializer, pGrowing);
+        Growing::AddLate();
+        const std::string between = Saved(pSerializer, pGrowing);
+        const Value loaded = Loaded(pSerializer, between);
+        EXPECT_EQ(loaded.Get<Growing*>()->mLate, 9);
+        Growing::RemoveLate();
+        EXPECT_NE(between, before);
+        EXPECT_EQ(Saved(pSerializer, pGrowing), before);
+
+        CapturedMessages messages;
+        const Value reloaded = Loaded(pSerializer, between);
+        EXPECT_THAT(messages.TakeAll(),
+                    ElementsAre("WARNING: Ignoring deserialized value StoredObjects.Growing.Late, "
+                                "property is invalid."));
+        EXPECT_EQ(reloaded.Get<Growing*>()->mLate, 2);
+        EXPECT_EQ(reloaded.Get<Growing*>()->mEarly, 1);
+    }
+}
+
+TEST(SerializerTest, ObjectsOfOneClassWithAndWithoutPropertiesOfTheirOwnAreStoredEachAsItIs)
+{
+    const Ptr<List> pList = List::Construct(Value::Null);
+    for (int i = 0; i < 6; ++i) {
+        const Ptr<Pair> pPair = Pair::Construct(Value::Null);
+        pPair->mNumber = i;
+        pPair->mFirst = pList->GetSize() > 0 ? pList->GetAt(i - 1) : nullptr;
+        if (i % 2 == 1) {
+            pPair->AddPropertyValueFromValue("Extra", i);
+        }
+        pList->Insert(pPair);
+    }
+    for (Serializer* const pSerializer : BothSerializers()) {
+        const Value loaded = Loaded(pSerializer, Saved(pSerializer, pList));
+        EXPECT_TRUE(AreSameGraph(pList, loaded.AsObject()));
+    }
+}
+
+TEST(SerializerTest, APropertyOfTheObjectsOwnHidesThatOfItsClass)
+{
+    const Ptr<List> pList = List::Construct(Value::Null);
+    for (int i = 0; i < 3; ++i) {
+        const Ptr<Pair> pPair = Pair::Construct(Value::Null);
+        pPair->mNumber = i;
+        pList->Insert(pPair);
+    }
+    Object* const pHiding = pList->GetAt(1);
+    pHiding->AddPropertyValueFromValue("Other", "own");
+    pHiding->GetInstanceTable()->Insert("Number", pHiding->FindProperty("Other"));
+    for (Serializer* const pSerializer : BothSerializers()) {
+        CapturedMessages messages;
+        const Value loaded = Loaded(pSerializer, Saved(pSerializer, pList));
+        EXPECT_THAT(messages.TakeAll(),
+                    ElementsAre("WARNING: Ignoring deserialized value StoredObjects.Pair.Number, property is "
+                                "of different type."));
+        List* const pLoaded = loaded.Get<List*>();
+        ASSERT_NE(pLoaded, nullptr);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(static_cast<Pair*>(pLoaded->GetAt(i))->mNumber, i == 1 ? 0 : i);
+        }
+        EXPECT_EQ(pLoaded->GetAt(1)->FindProperty("Other")->Get(pLoaded->GetAt(1)), Value("own"));
+    }
+}
+
+TEST(SerializerTest, WhatAGetterLetsGoDuringASaveIsSavedAllTheSame)
+{
+    for (Serializer* const pSerializer : BothSerializers()) {
+        const Ptr<List> pRoot = List::Construct(Value::Null);
+        const Ptr<Meddler> pMeddler = Meddler::Construct(Value::Null);
+        pRoot->Insert(pMeddler);
+        for (int i = 0; i < 100; ++i) {
+            const Ptr<Pair> pPair = Pair::Construct(Value::Null);
+            pPair->mNumber = i;
+            pPair->mFirst = i % 2 == 0 ? Pair::Construct(Value::Null) : nullptr;
+            pRoot->Insert(pPair);
+        }
+        pMeddler->mAct = [&] { pRoot->Clear(); };
+        const Value loaded = Loaded(pSerializer, Saved(pSerializer, pRoot));
+        EXPECT_EQ(pRoot->GetSize(), 0);
+        ASSERT_NE(loaded.AsObject(), nullptr);
+        EXPECT_EQ(CountObjects(loaded.AsObject()), 152);
+    }
+}
+
+TEST(SerializerTest, WhatAGetterChangesDuringASaveIsSavedAsItIsWhenTheWalkGetsThere)
+{
+    for (Serializer* const pSerializer : BothSerializers()) {
+        const Ptr<List> pRoot = List::Construct(Value::Null);
+        const Ptr<Everything> pBefore = Everything::Construct(Value::Null);
+        const Ptr<Meddler> pMeddler = Meddler::Construct(Value::Null);
+        const Ptr<Everything> pBehind = Everything::Construct(Value::Null);
+        for (Object* const pObject :
+             {static_cast<Object*>(pBefore), static_cast<Object*>(pMeddler), static_cast<Object*>(pBehind)}) {
+            pRoot->Insert(pObject);
+        }
+        pMeddler->mAct = [&] {
+            for (Everything* const pObject :
+                 {static_cast<Everything*>(pBefore), static_cast<Everything*>(pBehind)}) {
+                pObject->mInt = 5;
+                pObject->mString = "changed";
+                pObject->mInts.Insert(6);
+                pObject->mObject = Pair::Construct(Value::Null);
+                pObject->mObjects.Insert(pObject->mObject);
+            }
+        };
+        const Value loaded = Loaded(pSerializer, Saved(pSerializer, pRoot));
+        List* const pLoaded = loaded.Get<List*>();
+        ASSERT_NE(pLoaded, nullptr);
+        EXPECT_TRUE(AreSameGraph(pLoaded->GetAt(0), Ptr<Object>(Everything::Construct(Value::Null))));
+        EXPECT_TRUE(AreSameGraph(pLoaded->GetAt(2), pBehind));
+    }
+}
+
+TEST(SerializerTest, ObjectsThatDoNotBeginWithTheirObjectPartComeBack)
+{
+    const Ptr<Wagon> pFirst = Wagon::Construct(Value::Null);
+    const Ptr<Wagon> pSecond = Wagon::Construct(Value::Null);
+    pFirst->mNumber = 1;
+    pFirst->mLoad = Wagon::COAL; // in fewer bytes than a stored "Enum" has
+    pFirst->mNext = pSecond;
+    pFirst->mOthers.Insert(nullptr);
+    pFirst->mOthers.Insert(pSecond);
+    pSecond->mNumber = 2;
+    for (Serializer* const pSerializer : BothSerializers()) {
+        const Value loaded = Loaded(pSerializer, Saved(pSerializer, pFirst));
+        EXPECT_TRUE(AreSameGraph(pFirst, loaded.AsObject()));
+        const Wagon* const pLoaded = loaded.Get<Wagon*>();
+        ASSERT_NE(pLoaded, nullptr);
+        EXPECT_EQ(pLoaded->mLoad, Wagon::COAL);
+        EXPECT_EQ(pLoaded->mNext->mNumber, 2);
+        EXPECT_EQ(pLoaded->mOthers.GetAt(1), pLoaded->mNext);
+    }
+}
+
+TEST(SerializerTest, AReferenceToAnObjectOfAnotherClassIsReportedAndNotTaken)
+{
+    const Document document = {{{"StoredObjects", "Wagon", {{"Next", Value::TYPE_OBJECT, {1}}}},
+                                {"StoredObjects", "Pair", {{"Number", Value::TYPE_INT, {4}}}}}};
+    for (Serializer* const pSerializer : BothSerializers()) {
+        CapturedMessages messages;
+        const Value loaded = Loaded(pSerializer, document.In(pSerializer));
+        EXPECT_THAT(messages.TakeError(), EndsWith("Failed to set property - object is 'StoredObjects.Pair', "
+                                                   "expected 'StoredObjects.Wagon'"));
+        ASSERT_NE(loaded.AsObject(), nullptr);
+        EXPECT_EQ(loaded.Get<Wagon*>()->mNext, nullptr);
     }
 }
 

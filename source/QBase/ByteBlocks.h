@@ -1,0 +1,94 @@
+// ByteBlocks collects bytes that nobody needs in one piece, in blocks that never move: however many they get,
+// none is copied. Its memory is outside the library's allocator.
+//
+//     ByteBlocks blocks;
+//     unsigned char* p = blocks.MakeRoom(16);      // up to 16 bytes may be written there
+//     const unsigned place = blocks.GetPlace();    // of the first of them
+//     blocks.Advance(7);                           // 7 of them were
+//     blocks.GetAt(place)[0] = 1;
+//     for (const ByteBlocks::Block& block : blocks.Finish()) ... // the bytes in their order
+
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace QBase
+{
+
+class ByteBlocks
+{
+public:
+    struct Block
+    {
+        std::unique_ptr<unsigned char[]> mpData;
+        std::size_t mSize;
+    };
+
+    /// The end of the bytes, with room for `size` more, which are few. Out of memory it throws, like the
+    /// standard containers.
+    unsigned char* MakeRoom(std::size_t size)
+    {
+        if (static_cast<std::size_t>(mpEnd - mpNext) < size) {
+            AddBlock();
+        }
+        return mpNext;
+    }
+
+    void Advance(std::size_t size) { mpNext += size; }
+
+    /// Where the room is that was made last, for GetAt.
+    unsigned GetPlace() const
+    {
+        return static_cast<unsigned>((mBlocks.size() - 1) * LARGEST_BLOCK + GetSizeOfLast());
+    }
+    unsigned char* GetAt(unsigned place)
+    {
+        return mBlocks[place / LARGEST_BLOCK].mpData.get() + place % LARGEST_BLOCK;
+    }
+
+    std::size_t GetSize() const { return mSizeBefore + GetSizeOfLast(); }
+
+    /// The blocks in their order. Ends the collection.
+    const std::vector<Block>& Finish()
+    {
+        CloseLast();
+        return mBlocks;
+    }
+
+private:
+    static constexpr std::size_t FIRST_BLOCK = 4 * 1024;
+    static constexpr std::size_t LARGEST_BLOCK = 64 * 1024;
+
+    std::size_t GetSizeOfLast() const
+    {
+        return mBlocks.empty() ? 0 : static_cast<std::size_t>(mpNext - mBlocks.back().mpData.get());
+    }
+
+    void CloseLast()
+    {
+        if (!mBlocks.empty()) {
+            mBlocks.back().mSize = GetSizeOfLast();
+        }
+    }
+
+    void AddBlock()
+    {
+        const std::size_t capacity = mBlocks.empty() ? FIRST_BLOCK : LARGEST_BLOCK;
+        std::unique_ptr<unsigned char[]> pData(new unsigned char[capacity]);
+        CloseLast();
+        mSizeBefore = GetSize();
+        mBlocks.push_back({std::move(pData), 0});
+        mpNext = mBlocks.back().mpData.get();
+        mpEnd = mpNext + capacity;
+    }
+
+    std::vector<Block> mBlocks;
+    std::size_t mSizeBefore = 0; // of all blocks but the last
+    unsigned char* mpNext = nullptr;
+    unsigned char* mpEnd = nullptr;
+};
+
+} // namespace QBase
