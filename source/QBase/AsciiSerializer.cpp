@@ -37,12 +37,12 @@ bool ParseFile(File* pFile, int size, XmlReader& rReader)
 bool Save(Object* pObject, File* pFile)
 {
     XmlWriter writer;
-    ByteBuffer document;
-    if (!writer.Write(pObject, document)) {
+    const ByteBuffer* const pDocument = writer.Write(pObject);
+    if (pDocument == nullptr) {
         return false;
     }
-    const int size = static_cast<int>(document.GetSize()); // the writer makes none that is too large
-    return pFile->Write(document.GetData(), size) == size;
+    const int size = static_cast<int>(pDocument->GetSize()); // the writer makes none that is too large
+    return pFile->Write(pDocument->GetData(), size) == size;
 }
 
 Value Load(File* pFile, const LoadLimits& limits)

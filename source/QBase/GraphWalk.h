@@ -47,13 +47,15 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
 namespace QBase
 {
 
-// One property that counts, as all objects of a class have it. The tags are for the Sink: -1 at first.
+// One property that counts, as all objects of a class have it. The tags and the texts are for the Sink: -1
+// and empty at first.
 struct GraphProperty
 {
     GraphProperty(const PropertyList::Entry& entry, Object* pObject)
@@ -69,6 +71,8 @@ struct GraphProperty
     bool mbArray;
     bool mbDynamic;
     int mTag = -1;
+    std::string mText;
+    Value::Type mTextType = Value::TYPE_VOID;
     StoredMember mMember;
     bool mbPlainMember; // most are: a single value of a plain type
 };
@@ -83,6 +87,7 @@ struct GraphClass
     bool mbList;
     int mModuleTag = -1;
     int mNameTag = -1;
+    std::string mText;
 
     // Those of objects without properties of their own; listed when the first such object comes.
     std::unique_ptr<PropertyList> mpList;

@@ -2,7 +2,10 @@
 
 #include "QBase/StringConverter.h"
 
+#include <algorithm>
+#include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -177,17 +180,56 @@ char* WriteComponent(char* pBuffer, int value)
     return std::to_chars(pBuffer, pBuffer + MAX_SIZE / 4, value).ptr;
 }
 
+// The number times a million, rounded as printf rounds: to the nearest, and of two to the even one. False for
+// a number that is none, or too large.
+bool ToMillionths(float value, std::uint64_t& rMillionths)
+{
+    const std::uint32_t bits = std::bit_cast<std::uint32_t>(value);
+    const int biased = static_cast<int>(bits >> 23 & 0xFF);
+    const std::uint64_t mantissa = (bits & 0x7FFFFF) | (biased != 0 ? 0x800000 : 0);
+    const std::uint64_t product = mantissa * 1000000; // below 2 to the power of 44
+    const int shift = 150 - std::max(biased, 1);      // the value is the mantissa divided by 2 to that power
+    if (shift <= 0) {
+        rMillionths = product << std::min(-shift, 19);
+        return -shift <= 19;
+    }
+    if (shift > 45) {
+        rMillionths = 0; // less than half a millionth
+        return true;
+    }
+    const std::uint64_t half = std::uint64_t(1) << (shift - 1);
+    const std::uint64_t rest = product & (2 * half - 1);
+    rMillionths = product >> shift;
+    rMillionths += rest > half || (rest == half && rMillionths % 2 != 0) ? 1 : 0;
+    return true;
+}
+
 // Six decimals, then without the zeros that end them, nor a point that nothing follows.
 char* WriteComponent(char* pBuffer, float value)
 {
-    char* pEnd = std::to_chars(pBuffer, pBuffer + MAX_SIZE / 4, value, std::chars_format::fixed, 6).ptr;
-    if (std::memchr(pBuffer, '.', static_cast<std::size_t>(pEnd - pBuffer)) == nullptr) {
-        return pEnd; // inf, nan
+    std::uint64_t millionths = 0;
+    if (!ToMillionths(value, millionths)) {
+        char* const pEnd =
+            std::to_chars(pBuffer, pBuffer + MAX_SIZE / 4, value, std::chars_format::fixed, 0).ptr;
+        return pEnd; // a whole number, inf or nan
     }
+    if (std::signbit(value)) {
+        *pBuffer++ = '-';
+    }
+    char* pEnd = std::to_chars(pBuffer, pBuffer + MAX_SIZE / 4, millionths / 1000000).ptr;
+    std::uint32_t decimals = static_cast<std::uint32_t>(millionths % 1000000);
+    if (decimals == 0) {
+        return pEnd;
+    }
+    *pEnd = '.';
+    for (int place = 6; place > 0; --place, decimals /= 10) {
+        pEnd[place] = static_cast<char>('0' + decimals % 10);
+    }
+    pEnd += 7;
     while (pEnd[-1] == '0') {
         --pEnd;
     }
-    return pEnd[-1] == '.' ? pEnd - 1 : pEnd;
+    return pEnd;
 }
 
 template <typename T, int SIZE>

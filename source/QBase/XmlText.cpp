@@ -1,5 +1,6 @@
 #include "QBase/XmlText.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -152,6 +153,13 @@ void AppendEscaped(ByteBuffer& rDocument, std::string_view text, Place place)
         }
     }
     rDocument.Append(text.substr(done));
+}
+
+bool IsVerbatim(std::string_view text)
+{
+    return !IsAllBlank(text) && std::all_of(text.begin(), text.end(), [](char c) {
+        return TREATMENTS[static_cast<unsigned char>(c)] == VERBATIM;
+    });
 }
 
 void AppendUnescaped(std::string& rText, std::string_view escaped)

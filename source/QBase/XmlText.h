@@ -28,6 +28,9 @@ enum Place
 
 void AppendEscaped(ByteBuffer& rDocument, std::string_view text, Place place);
 
+/// True for a text that AppendEscaped leaves as it is, wherever it stands.
+bool IsVerbatim(std::string_view text);
+
 /// The five named entities and numbers of code points; anything else behind an "&" stays as it is.
 void AppendUnescaped(std::string& rText, std::string_view escaped);
 

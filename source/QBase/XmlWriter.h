@@ -1,16 +1,19 @@
 // XmlWriter turns one object graph into the text of an XML document.
 //
 //     XmlWriter writer;
-//     writer.Write(pObject, document); // once
+//     const ByteBuffer* pDocument = writer.Write(pObject); // once
 //
 // The elements below each object are written while the graph is walked; where they refer to an object there
-// is a gap, which its path fills when all paths are known.
+// is a gap, which its path fills when all paths are known. Then the text is spread out to make room for the
+// paths and the objects' own tags, so that it is in memory only once: documents are large, and memory that
+// was not in use before costs more than what is written into it.
 
 #pragma once
 
 #include "QBase/GraphWalk.h"
 #include "QBase/XmlText.h"
 
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -22,21 +25,21 @@ class XmlWriter
 public:
     XmlWriter() : mWalk(*this) {}
 
-    /// Appends the document; false after a report.
-    bool Write(Object* pObject, ByteBuffer& rDocument);
+    /// The document; null after a report. Borrowed.
+    const ByteBuffer* Write(Object* pObject);
 
 private:
     friend class GraphWalk<XmlWriter>;
 
     struct ObjectRecord
     {
-        String mModule;
-        String mClass;
-        std::size_t mBodyEnd; // in mBody; where the next object's begins
+        const GraphClass* mpClass;
+        std::size_t mTextEnd; // in mText; where the next object's begins
         std::size_t mWaysEnd; // in mWays
         std::size_t mPath;    // in mPaths
         std::size_t mPathSize;
-        int mNextSuffix; // of the next object whose path would be the same
+        int mNextSuffix;     // of the next object whose path would be the same
+        bool mbVerbatimPath; // nothing in the path is escaped
     };
 
     // How one object leads to another, and the gap in the text for the other's path.
@@ -52,10 +55,12 @@ private:
         Kind mKind;
         int mOwner;
         int mIndex;
-        String mName;
-        std::size_t mGap; // in mBody
+        int mName;        // in mNames
+        std::size_t mGap; // in mText
         int mPosition;    // of the other
     };
+
+    class Spreading;
 
     bool BeginObject(GraphClass& rClass);
     bool BeginProperty(GraphProperty& rProperty, Value::Type type, int count);
@@ -70,25 +75,41 @@ private:
     void Resolve(unsigned way, int position) { mWays[way].mPosition = position; }
     void ResolveText(unsigned, const String&) {}
 
-    void BeginValue(int index);
-    void EndValue(int index);
-    void WriteChild(Object* pObject, Way::Kind kind, int index, const String& name);
-    void WriteReference(Object* pObject, Way::Kind kind, int index, const String& name);
-    bool WriteDocument(ByteBuffer& rDocument) const;
-    void WriteObjectElement(ByteBuffer& rDocument, std::size_t position) const;
+    void MakeTag(GraphProperty& rProperty, Value::Type type);
+    void MakeTag(GraphClass& rClass);
+    int NumberName(const String& name);
+    void WriteChild(Object* pObject, Way::Kind kind, int index, int name);
+    void WriteReference(Object* pObject, Way::Kind kind, int index, int name);
+
+    bool Finish();
+    std::size_t MeasureObject(std::size_t position);
+    void SpreadObject(std::size_t position, Spreading& rText);
 
     void MakePath(ObjectRecord& rObject);
     void AppendWay(const Way& way);
-    int FindPath(std::string_view path) const;
-    std::string_view GetPath(int position) const;
+    int FindPath(std::uint64_t key, std::string_view path) const;
+    std::string_view GetPath(std::size_t position) const;
+    std::string_view GetEscapedPath(std::size_t position, XmlText::Place place);
+
+    // Where the object's part begins.
+    std::size_t GetTextBegin(std::size_t position) const
+    {
+        return position > 0 ? mObjects[position - 1].mTextEnd : 0;
+    }
+    std::size_t GetWaysBegin(std::size_t position) const
+    {
+        return position > 0 ? mObjects[position - 1].mWaysEnd : 0;
+    }
 
     GraphWalk<XmlWriter> mWalk;
     std::vector<ObjectRecord> mObjects;
-    std::vector<Way> mWays; // in the order of their owners
-    ByteBuffer mBody;       // the elements below all objects, without the paths
+    std::vector<Way> mWays;     // in the order of their owners
+    std::vector<String> mNames; // of properties and entries that lead somewhere
+    ByteBuffer mText;           // the elements below all objects, without the paths; in the end, everything
     ByteBuffer mPaths;
     PositionIndex mPathIndex;
-    const String* mpPropertyName = nullptr; // of the property being written
+    ByteBuffer mScratch;
+    GraphProperty* mpProperty = nullptr; // the one being written
     bool mbArray = false;
 };
 

@@ -10,10 +10,12 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <limits>
 #include <random>
 #include <string>
+#include <vector>
 
 using namespace QBase;
 
@@ -258,6 +260,37 @@ TEST(StringConverterTest, FloatVectorsHaveSixDecimalsWithoutTheZerosThatEndThem)
     EXPECT_EQ(
         TextOf(Vector2(std::numeric_limits<float>::quiet_NaN(), -std::numeric_limits<float>::infinity())),
         "nan -inf");
+}
+
+TEST(StringConverterTest, TheSixDecimalsAreThoseOfPrintf)
+{
+    const auto expected = [](float number) {
+        char text[64];
+        std::snprintf(text, sizeof(text), "%.6f", static_cast<double>(number));
+        std::string trimmed = text;
+        if (trimmed.find('.') != std::string::npos) {
+            trimmed.erase(trimmed.find_last_not_of('0') + 1);
+            trimmed.erase(trimmed.find_last_not_of('.') + 1);
+        }
+        return trimmed;
+    };
+    std::vector<float> numbers = {0.0f,       -0.0f,         0.5f,          0.0078125f,   0.0234375f,
+                                  5e-7f,      4.9999e-7f,    1e-6f,         0.9999995f,   8388608.5f,
+                                  16777216.f, -1e-30f,       4.3980465e12f, 8.796093e12f, 1.7592186e13f,
+                                  1e30f,      3.4028235e38f, 1e-45f};
+    std::mt19937 random(5);
+    for (int i = 0; i < 20000; ++i) {
+        numbers.push_back(std::bit_cast<float>(static_cast<std::uint32_t>(random())));
+        // In the range of coordinates, and halfway between two sixth decimals.
+        numbers.push_back(static_cast<float>(static_cast<int>(random() % 2000001) - 1000000) / 977.0f);
+        numbers.push_back(static_cast<float>(2 * (random() % 4096) + 1) / 128.0f);
+    }
+    for (const float number : numbers) {
+        if (!std::isnan(number)) {
+            const String text = StringConverter<Vector2>::ToString(Vector2(number, -number));
+            ASSERT_EQ(text, String((expected(number) + " " + expected(-number)).c_str()));
+        }
+    }
 }
 
 TEST(StringConverterTest, TheLargestVectorFitsTheBuffer)
