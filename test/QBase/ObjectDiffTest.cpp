@@ -877,7 +877,7 @@ void Lazy::Implement()
     AddProperty<&Lazy::GetThing, &Lazy::SetThing>("Thing");
 }
 
-// A property that does what none may: it takes another type while objects have it.
+// A property that does what none may: it takes another type, or another size when it is read.
 class Fickle : public Property
 {
     QBASE_OBJECT(Fickle, Property)
@@ -898,12 +898,20 @@ public:
     void RemoveAt(Object*, int) override {}
     int Find(Object*, const Value&) const override { return -1; }
     void SetAt(Object*, int, const Value&) override {}
-    Value GetAt(Object*, int) override { return mValue; }
+    Value GetAt(Object*, int index) override
+    {
+        mNumMissed += index >= mSize ? 1 : 0;
+        mSize = std::min(mSize, mSizeWhenRead);
+        return mValue;
+    }
     void Clear(Object*) override {}
-    int GetSize(Object*) const override { return 1; }
+    int GetSize(Object*) const override { return mSize; }
 
     Value::Type mType = Value::TYPE_INT;
     Value mValue = 1;
+    int mSize = 1;
+    int mSizeWhenRead = 1; // what becomes of it then
+    int mNumMissed = 0;    // elements that were asked for and are not there
 
 private:
     bool mbArray;
@@ -938,6 +946,46 @@ TEST_F(ObjectDiffTest, APropertyThatChangesItsTypeUnnoticedFailsTheAssertion)
         pDiff->Execute(Value::Null); // the value is known now
         EXPECT_EQ(resumed.GetCount(), 1);
     }
+}
+
+TEST_F(ObjectDiffTest, AnArrayThatShrinksWhileItIsReadIsReadNoFurther)
+{
+    for (const Value& value :
+         {Value(1), Value(nullptr)}) { // elements are compared as they are read, or before
+        const Ptr<Object> pRoot = MakePlain();
+        const Ptr<Fickle> pFickle = new Fickle(true);
+        pRoot->AddPropertyValueFromValue("Calm", 1);
+        pRoot->GetInstanceTable()->Insert("Fickle", pFickle);
+        pFickle->mType = value.GetType();
+        pFickle->mValue = value;
+        pFickle->mSize = 3;
+        mpDiff->SetRoot(pRoot);
+        Pass(); // as it grows
+        EXPECT_EQ(pFickle->mNumMissed, 0);
+        pFickle->mSize = pFickle->mSizeWhenRead = 3;
+        Pass();
+        pFickle->mSizeWhenRead = 2; // as it is compared
+        Pass();
+        EXPECT_EQ(pFickle->mNumMissed, 0);
+        EXPECT_EQ(pFickle->mSize, 2);
+    }
+}
+
+TEST_F(ObjectDiffTest, AHandlerMayEmptyTheArrayThatIsBeingCompared)
+{
+    const Ptr<Probe> pRoot = Probe::Construct(Value::Null);
+    for (int i = 0; i < 3; ++i) {
+        pRoot->mTexts.Insert("a");
+    }
+    Watch(pRoot);
+    CapturedMessages messages;
+    pRoot->mTexts[0] = "b";
+    pRoot->mTexts[2] = "b";
+    mpJournal->mOnLine = [&](const std::string&) { pRoot->mTexts.Clear(); };
+    EXPECT_THAT(Pass(), ElementsAre("ModifyPropertyArrayElement root Texts 0 4:'b' was 4:'a'",
+                                    "DownsizePropertyArray root Texts 1 4"));
+    EXPECT_THAT(Pass(), ElementsAre("DownsizePropertyArray root Texts 0 4"));
+    EXPECT_THAT(Pass(), IsEmpty());
 }
 
 TEST_F(ObjectDiffTest, ARedeclaredPropertyIsTrackedOnce)
