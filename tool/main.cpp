@@ -2,6 +2,8 @@
 // unit of its own; see Commands.h.
 
 #include "Commands.h"
+#include "ManualPage.h"
+#include "Output.h"
 #include "Report.h"
 #include "System.h"
 #include "Text.h"
@@ -56,6 +58,22 @@ void AddCommands(CLI::App& rApp, int& rExitCode)
     Quirl::AddNewModule(rApp, rExitCode);
 }
 
+// For those who build packages: the help does not speak of it.
+void AddManualPage(CLI::App& rApp)
+{
+    rApp.add_flag_callback(
+            "--manual-page",
+            [&rApp] {
+                Quirl::Output output;
+                output.Write(Quirl::MakeManualPage(rApp));
+                output.Finish();
+                throw CLI::Success();
+            },
+            "Print the manual page and end")
+        ->group("")
+        ->trigger_on_parse();
+}
+
 std::string DescribeMistake(const CLI::App* pApp, const CLI::Error& error)
 {
     const std::vector<std::string> rest = pApp->remaining();
@@ -71,6 +89,7 @@ int Run(const std::vector<std::string>& words)
     app.failure_message(&DescribeMistake);
     int exitCode = Quirl::EXIT_FINE;
     AddCommands(app, exitCode);
+    AddManualPage(app);
     try {
         app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // it takes them from the back
     } catch (const CLI::ParseError& error) {

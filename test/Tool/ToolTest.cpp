@@ -26,6 +26,7 @@ using namespace QBase;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 // --- The command line ---
@@ -387,6 +388,38 @@ TEST_F(ToolTest, SeveralModulesAreLoadedByEveryCommandThatLoadsOne)
         all.insert(all.end(), {"--module", "Solar", "--module", "Harbour"});
         EXPECT_EQ(Quirl(all).mExitCode, 0) << words[0];
     }
+}
+
+TEST_F(ToolTest, TheManualPageTellsOfEveryCommandWhatItsHelpTells)
+{
+    const Outcome page = Quirl({"--manual-page"});
+    EXPECT_EQ(page.mExitCode, 0);
+    EXPECT_THAT(page.mErrors, IsEmpty());
+    EXPECT_THAT(page.mOutput,
+                StartsWith(".TH QUIRL 1 \"\" \"quirl 2.1\" \"User Commands\"\n.SH NAME\nquirl \\- shows"));
+    for (const char* pUsage :
+         {"show [OPTIONS] FILE", "convert [OPTIONS] IN OUT", "diff [OPTIONS] A B", "check [OPTIONS] FILE...",
+          "annotate [OPTIONS] FILE", "classes [OPTIONS] [MODULE]", "conform [OPTIONS] OLD [NEW]",
+          "graph [OPTIONS] FILE", "serve [OPTIONS] FILE", "watch [OPTIONS] ADDRESS",
+          "new\\-module [OPTIONS] NAME"}) {
+        EXPECT_THAT(page.mOutput, HasSubstr(std::string("\n.SS quirl ") + pUsage + "\n"));
+    }
+    EXPECT_THAT(page.mOutput, HasSubstr("\n.TP\n\\fB\\-\\-module\\-path\\fR FOLDER\nLook for modules in this "
+                                        "folder first (repeatable), "));
+    EXPECT_THAT(page.mOutput, HasSubstr("\n.TP\n\\fBFILE\\fR\n"));
+    EXPECT_THAT(page.mOutput, HasSubstr("\n  quirl classes \\-\\-module Solar \\-\\-json >solar\\-1.json\n"));
+    EXPECT_THAT(page.mOutput, HasSubstr("\n.B QUIRL_MODULE_PATH\n"));
+    EXPECT_THAT(page.mOutput, Not(HasSubstr("manual\\-page")));
+    EXPECT_THAT(Quirl({"--help"}).mOutput, Not(HasSubstr("manual-page")));
+}
+
+TEST_F(ToolTest, StandardInputCannotBeServed)
+{
+    const Outcome result = Quirl({"serve", "-", "--port", "0"});
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_EQ(result.mErrors,
+              "quirl: error: Failed to serve standard input - it cannot be watched for changes; "
+              "name a file\n");
 }
 
 // --- classes ---
