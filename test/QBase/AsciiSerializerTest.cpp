@@ -497,6 +497,9 @@ TEST(AsciiSerializerTest, WhatAParserMayLetPassIsReportedAllTheSame)
                 ElementsAre(HasSubstr("Xml 'memory' parse failed: "), EndsWith("File error")));
     EXPECT_THAT(ErrorsOfLoading("text " + good),
                 ElementsAre(HasSubstr("Xml 'memory' parse failed: "), EndsWith("File error")));
+    EXPECT_THAT(ErrorsOfLoading(good + "<![CDATA[rest]]>"),
+                ElementsAre(EndsWith("Xml 'memory' parse failed: Text outside the root element"),
+                            EndsWith("File error")));
 }
 
 TEST(AsciiSerializerTest, AnElementOfAMillionAttributesIsReportedAtOnce)

@@ -2,6 +2,7 @@
 
 #include "QBase/List.h"
 #include "QBase/Property.h"
+#include "QBase/Reflection.h"
 #include "QBase/Table.h"
 
 #include "Support/ChildProcess.h"
@@ -20,6 +21,28 @@ using testing::StartsWith;
 
 namespace
 {
+
+// Holds one object, and shows it twice.
+class Shower : public Object
+{
+    QBASE_OBJECT(Shower, Object)
+
+public:
+    Object* GetShown() const { return mpHeld; }
+
+    Ptr<Object> mpHeld;
+
+protected:
+    explicit Shower(const Value& value) : Object(value) {}
+};
+
+QBASE_IMPLEMENT(LeakReportTest, Shower)
+
+void Shower::Implement()
+{
+    AddProperty<&Shower::mpHeld>("Held");
+    AddProperty<&Shower::GetShown>("Shown");
+}
 
 // Ends the trace that a test began.
 struct LeakReportTest : testing::Test
@@ -187,6 +210,15 @@ TEST_F(LeakReportTest, AnObjectThatHoldsItselfIsACircleOfOne)
     pSelf->mSecond = pSelf;
     EXPECT_EQ(Text(LeakReport().DescribeCycle(0)), "StoredObjects.Pair #1 .Second -> StoredObjects.Pair #1");
     pSelf->mSecond = nullptr;
+}
+
+TEST_F(LeakReportTest, AnObjectThatIsShownByMoreThanHoldItMayBeInNoCircle)
+{
+    Shower* const pShower = Shower::Construct(Value::Null);
+    pShower->mpHeld = pShower;
+    EXPECT_EQ(Text(LeakReport().Explain(pShower)),
+              "LeakReportTest.Shower #1 (in a circle, or shown by more than hold it)");
+    pShower->mpHeld = nullptr;
 }
 
 TEST_F(LeakReportTest, AnObjectThatNobodyEverHeldBelongsToWhoeverMadeIt)

@@ -267,6 +267,11 @@ TEST_F(AnnotateTest, ADamagedFileIsReadToTheDamage)
     EXPECT_THAT(Stop(At(TABLE, 0x72, Int(3))),
                 StartsWith("0000006E  stops here: there is no object 3, only 3"));
     EXPECT_THAT(Stop("QObj" + Int(3) + Int(0) + Int(0)), HasSubstr("a graph without objects"));
+    EXPECT_THAT(Stop(At(TABLE, 0x46, Int(~0u))),
+                StartsWith("0000003E  stops here: object 0 has a negative count of properties or children"));
+    EXPECT_THAT(Stop(At(TABLE, 0x6A, Int(1)) + Int(0) + Int(0)),
+                StartsWith("0000008E  stops here: object 2 (QBase.Object) is neither a table nor a list and "
+                           "cannot have children"));
 }
 
 TEST_F(AnnotateTest, AFileThatEndsAnywhereIsReadToItsEnd)
@@ -384,6 +389,24 @@ TEST_F(AnnotateTest, AConnectionBeginsWithWhatTheSidesSayOfThemselves)
     ExpectWhole(bytes);
 }
 
+TEST_F(AnnotateTest, ASideThatRefusesSaysWhy)
+{
+    const Outcome result = Annotate("QNet" + Int(1) + Int(0) + std::string(1, '\0') + Int(5) + "wrong");
+    EXPECT_EQ(result.mExitCode, 0);
+    EXPECT_THAT(result.mOutput,
+                EndsWith("0000000C  00                                              answer: refused\n"
+                         "0000000D  05 00 00 00                                     a reason of 5 bytes\n"
+                         "00000011  77 72 6F 6E 67                                  \"wrong\"\n"));
+}
+
+TEST_F(AnnotateTest, WhatACaptureDoesNotAnnounceIsNamedByItsNumberAlone)
+{
+    const Outcome result = Annotate(Int(11) + "\x11" + Int(5) + std::string(1, '\0') + "\x02" + Int(9));
+    EXPECT_EQ(result.mExitCode, 0) << result.mOutput;
+    EXPECT_THAT(result.mOutput, HasSubstr("function 5, which nothing here has announced\n"));
+    EXPECT_THAT(result.mOutput, HasSubstr("object 9, which is not here\n"));
+}
+
 TEST_F(AnnotateTest, ADamagedStreamIsReadToTheDamage)
 {
     EXPECT_THAT(Stop(FRAME + Int(100) + "x", {"--as", "frames"}),
@@ -398,6 +421,17 @@ TEST_F(AnnotateTest, ADamagedStreamIsReadToTheDamage)
     EXPECT_THAT(Stop(Int(~0u), {"--as", "frames"}), StartsWith("00000000  stops here: a frame of -1 bytes"));
     EXPECT_THAT(Stop(Int(2) + "\x01\x01"),
                 StartsWith("00000006  stops here: a number of 4 bytes is cut off"));
+    EXPECT_THAT(Stop(Int(1) + "\x01"), StartsWith("00000005  stops here: a byte is missing"));
+    EXPECT_THAT(Stop(Int(6) + "\x0F" + Int(1) + "x"),
+                StartsWith("00000009  stops here: a number of 2 bytes is cut off"));
+    EXPECT_THAT(Stop(Int(6) + "\x11" + Int(5) + "\x06"),
+                StartsWith("00000009  stops here: a call with 6 arguments; there are 5 at most"));
+    EXPECT_THAT(Stop("QN", {"--as", "connection"}), StartsWith("00000000  stops here: 2 bytes are missing"));
+    EXPECT_THAT(Stop("frames", {"--as", "connection"}),
+                StartsWith("00000000  stops here: no connection of QNet begins here: its first bytes are not "
+                           "\"QNet\""));
+    EXPECT_THAT(Stop("QNet" + Int(1) + Int(9)),
+                StartsWith("00000008  stops here: the size of the classes 9 is more than the 0 bytes left"));
     EXPECT_THAT(Stop("QNet" + Int(7)),
                 StartsWith("00000004  stops here: version 7 of the connection is not known"));
     for (std::size_t size = 5; size < FRAME.size(); size += 6) {

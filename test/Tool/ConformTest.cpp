@@ -280,6 +280,60 @@ TEST_F(ConformTest, AFunctionOfOtherTypesIsRefusedByPeersAndOneOfOtherClassesByC
               "void\nBreaks: 1 for callers\n");
 }
 
+TEST_F(ConformTest, AFunctionThatIsGoneOrNewIsToldToWhomItConcerns)
+{
+    EXPECT_EQ(Change("\"Honk\"", "\"Beep\""),
+              "peers: Garage.Car.Honk: the function is gone: " + std::string(PEERS_REFUSE) +
+                  "callers: Garage.Car.Honk: the function is gone\n"
+                  "peers: Garage.Car.Beep: the function is new: " +
+                  PEERS_REFUSE + "Breaks: 2 for peers, 1 for callers\n");
+}
+
+TEST_F(ConformTest, AnEnumerationThatIsGoneIsForCallers)
+{
+    EXPECT_EQ(Change("\"enumerations\": [{\"name\": \"Gear\"", "\"enumerations\": [{\"name\": \"Speeds\""),
+              "callers: Garage.Car.Gear: the enumeration is gone\nBreaks: 1 for callers\n");
+}
+
+TEST_F(ConformTest, AConstantOfAnotherTypeOrNoneAtAllIsRefusedByPeers)
+{
+    const std::string refused =
+        "peers: Garage.Car.LIMIT: the constant was of another type or is none any more: "
+        "the two refuse each other\n";
+    EXPECT_EQ(Change("\"name\": \"LIMIT\", \"type\": \"int\"", "\"name\": \"LIMIT\", \"type\": \"float\""),
+              refused + "Breaks: 1 for peers\n");
+    EXPECT_EQ(
+        Change("\"excluded\": true, \"access\": \"constant\"", "\"excluded\": false, \"access\": \"write\""),
+        refused + "callers: Garage.Car.LIMIT: the constant was 130 and is a property\n"
+                  "Breaks: 1 for peers, 1 for callers\n");
+}
+
+TEST_F(ConformTest, WhatBecomesAbstractOrLosesItsBaseIsToldToEachParty)
+{
+    EXPECT_EQ(Change("\"QBase.Table\", \"abstract\": false", "\"QBase.Table\", \"abstract\": true"),
+              "files: Garage.Trailer: the class has become abstract: files with an object of it do not load\n"
+              "peers: Garage.Trailer: the class has become abstract: no replica of its objects can be made\n"
+              "callers: Garage.Trailer: the class has become abstract: nobody can construct it\n"
+              "Breaks: 1 for files, 1 for peers, 1 for callers\n");
+    EXPECT_EQ(
+        Change("\"base\": \"QBase.Table\"", "\"base\": \"QBase.Object\""),
+        "files: Garage.Trailer: the class is no QBase.Table any more: files in which it has children do not "
+        "load\n"
+        "peers: Garage.Trailer: the class is no QBase.Table any more: its children cannot be replicated\n"
+        "callers: Garage.Trailer: the class is no QBase.Table any more: functions that ask for one refuse "
+        "it\n"
+        "Breaks: 1 for files, 1 for peers, 1 for callers\n");
+}
+
+TEST_F(ConformTest, StandardInputCannotBeBoth)
+{
+    const Outcome result = Quirl({"conform", "-", "-"}, GARAGE);
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_EQ(result.mErrors,
+              "quirl: error: Failed to compare standard input with itself; name a file for OLD "
+              "or for NEW\n");
+}
+
 TEST_F(ConformTest, TheOrderOfClassesAndDescriptionsBreakNothing)
 {
     EXPECT_EQ(Change("Has wheels", "Rolls"), "Nothing breaks\n");
@@ -320,6 +374,8 @@ TEST_F(ConformTest, WhatIsNoSchemaIsTroubleAndSaysWhere)
                 HasSubstr("modules[0].classes[0].properties[4].enum.Low is not a number of 32 bits"));
     EXPECT_THAT(Refuse(Replaced(GARAGE, "\"Low\": 1", "\"Low\": 18446744073709551615")),
                 HasSubstr("enum.Low is not a number of 32 bits"));
+    EXPECT_THAT(Refuse(Replaced(GARAGE, "\"abstract\": false", "\"abstract\": 0")),
+                HasSubstr("modules[0].classes[0].abstract is not true or false"));
     EXPECT_THAT(Refuse(std::string(200000, '[')), HasSubstr("nested deeper than 32"));
     EXPECT_THAT(Refuse(Replaced(GARAGE, "130", std::string(200000, '[') + std::string(200000, ']'))),
                 HasSubstr("its objects and lists are nested deeper than 32"));

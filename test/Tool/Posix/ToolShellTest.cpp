@@ -78,6 +78,27 @@ TEST_F(ToolShellTest, AFileThatCannotTakeItsBytesIsNotReplaced)
     EXPECT_EQ(CountFiles(), 2u);
 }
 
+TEST_F(ToolShellTest, AModuleThatDoesNotFitOnTheDiskLeavesNothingBehind)
+{
+    const Outcome result = Run("(trap '' XFSZ; ulimit -f 0; quirl new-module Rocket 2>&1; echo $?) | cat");
+    EXPECT_THAT(result.mOutput,
+                StartsWith("quirl: error: Failed to write 'Rocket/CMakeLists.txt'; make room there, or "
+                           "go to a folder in which you may write\n2\n"));
+    EXPECT_EQ(CountFiles(), 0u);
+}
+
+TEST_F(ToolShellTest, WithoutDotAGraphCannotBeDrawn)
+{
+    WriteSmall();
+    const Outcome result = Run("PATH=/nowhere; export PATH; quirl graph small.QXml --svg small.svg");
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_THAT(
+        result.mErrors,
+        EndsWith("Failed to draw 'small.svg' - the program dot cannot be run or failed; install the package "
+                 "graphviz, or do without --svg and give the text to another program\n"));
+    EXPECT_EQ(CountFiles(), 1u);
+}
+
 TEST_F(ToolShellTest, AFileThatOpensAndCannotBeReadIsTrouble)
 {
     const Outcome result = Run("quirl show /proc/self/mem");
