@@ -9,7 +9,7 @@
 //
 // The list is kept with the table it belongs to and built anew after a change of the table or of a base. A
 // PropertyList holds the list that it was made from, and its properties, so the object may change meanwhile.
-// Type, shape and exclusion of a property are constant; the list keeps them beside it.
+// Type, shape, exclusion and field of a property are constant; the list keeps them beside it.
 //
 // Threads: several threads may list objects of one class while no table changes.
 
@@ -27,6 +27,14 @@ class PropertyListData;
 class QBASE_API PropertyList
 {
 public:
+    /// Bytes of the object that are the first ones of the payload of a property's Value: equal bytes are
+    /// equal values.
+    struct Field
+    {
+        std::int32_t mOffset = 0; // from the address of the object
+        std::uint32_t mSize = 0;  // 0 when there are none, and reading the value takes a call
+    };
+
     /// One property, with what never changes about it.
     struct Entry
     {
@@ -36,6 +44,9 @@ public:
         Value::Type mType;
         bool mbArray;
         bool mbExcluded;
+
+        /// Where a single value that is no object lies, if its property is nothing but a member.
+        Field mField;
     };
 
     explicit PropertyList(const Object* pObject);
@@ -51,7 +62,7 @@ public:
     static PropertyListData* GetCurrent(const Object* pObject);
 
 private:
-    static void Renew(const ClassInfoTable* pTable, std::uint64_t stamp);
+    static void Renew(const ClassInfoTable* pTable, std::uint64_t stamp, const Object* pObject);
 
     PropertyListData* mpData; // holds one reference
 };

@@ -316,6 +316,29 @@ struct ValueBits
     }
     static void Forget(Value& rValue) { rValue.Forget(); }
 
+    /// Moves a value into bytes, as many as its type needs, and back: whatever it owns goes with them.
+    static void MoveTo(void* pBytes, std::size_t size, Value&& value)
+    {
+        std::memcpy(pBytes, value.mPayload, size);
+        value.Forget();
+    }
+    static Value MoveFrom(const void* pBytes, std::size_t size, Value::Type type)
+    {
+        Value value(Value::OfType{type});
+        std::memcpy(value.mPayload, pBytes, size);
+        return value;
+    }
+
+    /// A copy of the value that such bytes are; they stay.
+    static Value CopyFrom(const void* pBytes, std::size_t size, Value::Type type)
+    {
+        Value value = MoveFrom(pBytes, size, type);
+        if (value.OwnsPayload()) {
+            value.ShareOwned();
+        }
+        return value;
+    }
+
     /// The first `size` payload bytes of any plain value; zeros for "String" and "Object", whose payload is
     /// an address.
     static void CopyPlain(const Value& value, void* pBytes, std::size_t size)

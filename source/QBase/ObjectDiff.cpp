@@ -12,6 +12,7 @@
 #include "QBase/Table.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <memory_resource>
 #include <new>
@@ -38,8 +39,8 @@ struct ArrayState
 };
 
 // What was seen of one property: of a single value the value itself, of an array its ArrayState. There is one
-// for each property of each object of the graph, so it is kept small; as a base, Value leaves the flags room
-// behind its type.
+// for each property that lies in no field of each object of the graph, so it is kept small; as a base, Value
+// leaves the flags room behind its type.
 class PropertyState : public Value
 {
 public:
@@ -70,6 +71,12 @@ public:
     bool IsValueOf(const PropertyList::Entry& entry) const
     {
         return mbKnown && !mbArray && !entry.mbArray && mDeclaredType == entry.mType;
+    }
+
+    // True when what is known is of the property's type and shape, so that it can be compared.
+    bool Fits(const PropertyList::Entry& entry) const
+    {
+        return mDeclaredType == entry.mType && mbArray == entry.mbArray;
     }
 
     // As declared, also when that is "Value".
@@ -109,6 +116,148 @@ private:
     };
 };
 
+// What was seen of the properties of one object, in one block: the states of those that take a call, then the
+// bytes of the fields (FieldPlan), then a bit for each property that says whether its field was seen.
+class SeenProperties
+{
+public:
+    explicit SeenProperties(std::pmr::memory_resource& rMemory) : mpMemory(&rMemory) {}
+
+    // Of the list's properties, none of which is known yet.
+    SeenProperties(PropertyListData* pList, std::pmr::memory_resource& rMemory) : mpMemory(&rMemory)
+    {
+        const std::size_t numStates = pList->GetFieldPlan().GetNumOthers();
+        mpBlock = static_cast<unsigned char*>(rMemory.allocate(BlockSize(*pList), BLOCK_ALIGNMENT));
+        std::uninitialized_value_construct_n(reinterpret_cast<PropertyState*>(mpBlock), numStates);
+        std::memset(mpBlock + FirstByte(*pList), 0, BlockSize(*pList) - FirstByte(*pList));
+        mpList = pList;
+        mpList->Access();
+    }
+    SeenProperties(SeenProperties&& other) noexcept
+        : mpMemory(other.mpMemory), mpList(std::exchange(other.mpList, nullptr)), mpBlock(other.mpBlock)
+    {}
+    SeenProperties& operator=(SeenProperties&& other) noexcept
+    {
+        SeenProperties taken(std::move(other));
+        std::swap(mpMemory, taken.mpMemory);
+        std::swap(mpList, taken.mpList);
+        std::swap(mpBlock, taken.mpBlock);
+        return *this;
+    }
+    ~SeenProperties()
+    {
+        if (mpList == nullptr) {
+            return;
+        }
+        for (std::size_t i = 0; i < GetEntries().size(); ++i) {
+            if (GetEntries()[i].mType == Value::TYPE_STRING && IsFieldKnown(i)) {
+                TakeFieldValue(i);
+            }
+        }
+        std::destroy_n(States(), GetPlan().GetNumOthers());
+        mpMemory->deallocate(mpBlock, BlockSize(*mpList), BLOCK_ALIGNMENT);
+        mpList->Release();
+    }
+
+    // Null before the first list.
+    PropertyListData* GetList() const { return mpList; }
+    const std::vector<PropertyList::Entry>& GetEntries() const { return mpList->GetEntries(); }
+    const FieldPlan& GetPlan() const { return mpList->GetFieldPlan(); }
+
+    bool IsKnown(std::size_t index)
+    {
+        return GetPlan().IsField(index) ? IsFieldKnown(index) : GetState(index).IsKnown();
+    }
+
+    // The state of a property that is no field.
+    PropertyState& GetState(std::size_t index) { return States()[GetPlan().GetPlace(index)]; }
+
+    // The others take a property that is a field.
+    bool IsFieldKnown(std::size_t index) const
+    {
+        return (mpBlock[FirstBit(*mpList) + index / 8] >> index % 8 & 1) != 0;
+    }
+    Value GetFieldValue(std::size_t index) const
+    {
+        return ValueBits::CopyFrom(FieldBytes(index), FieldSize(index), GetEntries()[index].mType);
+    }
+    void SetFieldValue(std::size_t index, Value value)
+    {
+        const Value old = IsFieldKnown(index) ? TakeFieldValue(index) : Value();
+        ValueBits::MoveTo(FieldBytes(index), FieldSize(index), std::move(value));
+        mpBlock[FirstBit(*mpList) + index / 8] |= static_cast<unsigned char>(1u << index % 8);
+    }
+
+    // What is known of a property, which is unknown then.
+    PropertyState Take(std::size_t index)
+    {
+        if (!GetPlan().IsField(index)) {
+            return std::move(GetState(index));
+        }
+        PropertyState state;
+        state.Know(GetEntries()[index].mType, false);
+        state.SetValue(TakeFieldValue(index));
+        return state;
+    }
+
+    // False, and nothing taken, when a field cannot hold what is known under its name.
+    bool Put(std::size_t index, PropertyState& rState)
+    {
+        if (!GetPlan().IsField(index)) {
+            GetState(index) = std::move(rState);
+            return true;
+        }
+        if (!rState.Fits(GetEntries()[index])) {
+            return false;
+        }
+        SetFieldValue(index, rState.GetValue());
+        return true;
+    }
+
+    // True when the fields are what was seen of them; all of those are known.
+    bool IsUnchanged(const FieldPlan::Stretch& stretch, const Object* pObject) const
+    {
+        return GetPlan().IsUnchanged(stretch, pObject, mpBlock + FirstByte(*mpList));
+    }
+    bool IsUnchanged(const Object* pObject) const
+    {
+        return GetPlan().IsUnchanged(pObject, mpBlock + FirstByte(*mpList));
+    }
+
+private:
+    static constexpr std::size_t BLOCK_ALIGNMENT = alignof(PropertyState);
+
+    static std::size_t FirstByte(const PropertyListData& list)
+    {
+        return list.GetFieldPlan().GetNumOthers() * sizeof(PropertyState);
+    }
+    static std::size_t FirstBit(const PropertyListData& list)
+    {
+        return FirstByte(list) + list.GetFieldPlan().GetNumBytes();
+    }
+    static std::size_t BlockSize(const PropertyListData& list)
+    {
+        return FirstBit(list) + (list.GetEntries().size() + 7) / 8;
+    }
+
+    PropertyState* States() { return std::launder(reinterpret_cast<PropertyState*>(mpBlock)); }
+    unsigned char* FieldBytes(std::size_t index) const
+    {
+        return mpBlock + FirstByte(*mpList) + GetPlan().GetPlace(index);
+    }
+    std::size_t FieldSize(std::size_t index) const { return GetEntries()[index].mField.mSize; }
+
+    Value TakeFieldValue(std::size_t index)
+    {
+        mpBlock[FirstBit(*mpList) + index / 8] &= static_cast<unsigned char>(~(1u << index % 8));
+        return ValueBits::MoveFrom(FieldBytes(index), FieldSize(index), GetEntries()[index].mType);
+    }
+
+    std::pmr::memory_resource* mpMemory;
+    PropertyListData* mpList = nullptr; // holds one reference
+    unsigned char* mpBlock = nullptr;   // owned; there with the list
+};
+
 // What was seen of a child of a table, or of a list, where it has no name. Null children are seen too.
 struct ChildState
 {
@@ -135,28 +284,28 @@ public:
         : mpObject(pObject), mMark(mark), mShape(pObject->IsDerivedType(Table::ClassTable())  ? Shape::TABLE
                                                  : pObject->IsDerivedType(List::ClassTable()) ? Shape::LIST
                                                                                               : Shape::PLAIN),
-          mProperties(&rMemory)
+          mProperties(rMemory)
     {
         if (mShape != Shape::PLAIN) {
             mpChildren = std::make_unique<ChildStates>();
         }
     }
-    ~ObjectState()
-    {
-        if (mpList != nullptr) {
-            mpList->Release();
-        }
-    }
     ObjectState(const ObjectState&) = delete;
     ObjectState& operator=(const ObjectState&) = delete;
+
+    // True when one comparison of all its fields tells whether anything of the object changed.
+    bool HasOnlyFields() const
+    {
+        return mbPolled && mShape == Shape::PLAIN && mProperties.GetPlan().GetNumOthers() == 0;
+    }
 
     Ptr<Object> mpObject;
     std::uint8_t mMark; // the pass in which the object was visited last
     Shape mShape;
-    bool mbDescribed = false;           // by the description under way
-    PropertyListData* mpList = nullptr; // holds one reference; the properties that mProperties speaks of
-    std::pmr::vector<PropertyState> mProperties; // one for each entry of mpList
-    std::unique_ptr<ChildStates> mpChildren;     // of a table or a list
+    bool mbDescribed = false; // by the description under way
+    bool mbPolled = false;    // all that mProperties speaks of, which is therefore known
+    SeenProperties mProperties;
+    std::unique_ptr<ChildStates> mpChildren; // of a table or a list
 };
 
 } // namespace
@@ -191,6 +340,9 @@ public:
     }
 
     std::size_t GetSize() const { return mStates.size(); }
+
+    // For what is seen of the objects.
+    std::pmr::memory_resource& GetMemory() { return mMemory; }
 
     // After a description, for the next one.
     void ForgetDescription()
@@ -271,6 +423,8 @@ private:
         ArrayState mArray;                // the one at hand
         std::vector<PropertyState> mGone; // states of properties that the object has no more
         std::vector<String> mGoneNames;
+        std::unordered_map<std::size_t, PropertyState>
+            mMisfits; // by the index of the field that came instead
         ChildStates mChildren;
         std::unordered_map<const char*, std::size_t> mOldChildren; // by name: where the snapshot has one
     };
@@ -307,8 +461,10 @@ private:
     bool StepProperties(Frame& frame);
     bool StepChildren(Frame& frame);
 
-    void MatchProperties(Frame& frame);
+    void MatchProperties(Frame& frame, PropertyListData* pList);
     void ForgetProperty(Object* pObject, const String& name, PropertyState& state);
+    void PollFields(Frame& frame, std::size_t begin, std::size_t end);
+    void PollField(Frame& frame, std::size_t index);
     bool PollProperty(Frame& frame, const PropertyList::Entry& entry, PropertyState& state);
     bool PollValue(Frame& frame, const PropertyList::Entry& entry, PropertyState& state);
     bool PollArray(Frame& frame, const PropertyList::Entry& entry, PropertyState& state);
@@ -397,12 +553,18 @@ private:
 bool ObjectDiffDescription::DescribeProperties(Frame& frame)
 {
     ObjectState& state = *frame.mpState;
-    const std::vector<PropertyList::Entry>& entries = state.mpList->GetEntries();
+    const std::vector<PropertyList::Entry>& entries = state.mProperties.GetEntries();
     for (; frame.mProperty < entries.size(); ++frame.mProperty) {
-        PropertyState& property = state.mProperties[frame.mProperty];
-        if (!property.IsKnown()) {
+        const std::size_t index = frame.mProperty;
+        if (entries[index].mbExcluded || !state.mProperties.IsKnown(index)) {
             continue;
         }
+        if (state.mProperties.GetPlan().IsField(index)) {
+            mHandler.OnAddPropertyValue(state.mpObject, entries[index].mName,
+                                        state.mProperties.GetFieldValue(index));
+            continue;
+        }
+        PropertyState& property = state.mProperties.GetState(index);
         if (EnterReferred(frame, property)) {
             return true;
         }
@@ -592,8 +754,15 @@ bool ObjectDiffPass::Enter(Object* pObject, ObjectState*& rpTarget)
     }
     pState->mMark = mMark;
     ++mNumReached;
+    PropertyListData* const pList = PropertyList::GetCurrent(pObject);
+    const bool bSameList = pList == pState->mProperties.GetList();
+    if (bSameList && pState->HasOnlyFields() && pState->mProperties.IsUnchanged(pObject)) {
+        return false; // which is what mostly happens
+    }
     mFrames.emplace_back(pState);
-    MatchProperties(mFrames.back());
+    if (!bSameList) {
+        MatchProperties(mFrames.back(), pList);
+    }
     return true;
 }
 
@@ -613,24 +782,19 @@ void ObjectDiffPass::Step()
     }
 }
 
-// Lines the states up with the properties that the object has now. As a rule they are the same as in the
-// last pass, and nothing is done.
-void ObjectDiffPass::MatchProperties(Frame& frame)
+// Lines what was seen up with the properties that the object has now.
+void ObjectDiffPass::MatchProperties(Frame& frame, PropertyListData* pList)
 {
     ObjectState& state = *frame.mpState;
-    PropertyListData* const pList = PropertyList::GetCurrent(state.mpObject);
-    if (pList == state.mpList) {
-        return;
-    }
-    pList->Access();
+    SeenProperties& rOld = state.mProperties;
+    SeenProperties matched(pList, mSnapshot.GetMemory());
     const auto& entries = pList->GetEntries();
-    std::pmr::vector<PropertyState> matched(entries.size(), state.mProperties.get_allocator());
-    if (state.mpList != nullptr) {
+    if (rOld.GetList() != nullptr) {
         Reading& reading = frame.GetReading();
-        const auto& oldEntries = state.mpList->GetEntries();
+        const auto& oldEntries = rOld.GetEntries();
         std::unordered_map<const char*, std::size_t> oldByName;
         for (std::size_t i = 0; i < oldEntries.size(); ++i) {
-            if (state.mProperties[i].IsKnown()) {
+            if (!oldEntries[i].mbExcluded && rOld.IsKnown(i)) {
                 oldByName.emplace(oldEntries[i].mName.c_str(), i);
             }
         }
@@ -638,52 +802,102 @@ void ObjectDiffPass::MatchProperties(Frame& frame)
             const auto found =
                 entries[i].mbExcluded ? oldByName.end() : oldByName.find(entries[i].mName.c_str());
             if (found != oldByName.end()) {
-                matched[i] = std::move(state.mProperties[found->second]);
+                PropertyState taken = rOld.Take(found->second);
+                if (!matched.Put(i, taken)) {
+                    reading.mMisfits.emplace(i, std::move(taken));
+                }
             }
         }
         for (std::size_t i = 0; i < oldEntries.size(); ++i) {
-            if (state.mProperties[i].IsKnown()) {
-                reading.mGone.push_back(std::move(state.mProperties[i]));
+            if (!oldEntries[i].mbExcluded && rOld.IsKnown(i)) {
+                reading.mGone.push_back(rOld.Take(i));
                 reading.mGoneNames.push_back(oldEntries[i].mName);
             }
         }
-        state.mpList->Release();
     }
-    state.mpList = pList;
     state.mProperties = std::move(matched);
+    state.mbPolled = false;
 }
 
 bool ObjectDiffPass::StepProperties(Frame& frame)
 {
     ObjectState& state = *frame.mpState;
     Object* const pObject = state.mpObject;
-    const std::vector<PropertyList::Entry>& entries = state.mpList->GetEntries();
-    const PropertyList::Entry* const pBegin = entries.data();
-    const PropertyList::Entry* const pEnd = pBegin + entries.size();
-    PropertyState* pProperty = state.mProperties.data() + frame.mIndex;
-    for (const PropertyList::Entry* pEntry = pBegin + frame.mIndex; pEntry != pEnd; ++pEntry, ++pProperty) {
-        if (pEntry->mbExcluded) {
+    SeenProperties& rProperties = state.mProperties;
+    const std::vector<PropertyList::Entry>& entries = rProperties.GetEntries();
+    std::size_t i = frame.mIndex;
+    while (i < entries.size()) {
+        const FieldPlan::Stretch& stretch = rProperties.GetPlan().GetStretch(i);
+        if (stretch.mEnd != 0) {
+            if (!state.mbPolled || !rProperties.IsUnchanged(stretch, pObject)) {
+                PollFields(frame, i, stretch.mEnd);
+            }
+            i = stretch.mEnd;
             continue;
         }
-        if (!frame.mbRead && pProperty->IsValueOf(*pEntry)) {
-            frame.mbRead = pEntry->mpProperty->GetIfChanged(pObject, pProperty->GetValue(), frame.mValue);
-            if (!frame.mbRead && pProperty->GetValue().GetType() != Value::TYPE_OBJECT) {
-                continue; // which is what mostly happens
+        const PropertyList::Entry& entry = entries[i];
+        PropertyState& rProperty = rProperties.GetState(i);
+        if (!frame.mbRead && rProperty.IsValueOf(entry)) {
+            frame.mbRead = entry.mpProperty->GetIfChanged(pObject, rProperty.GetValue(), frame.mValue);
+            if (!frame.mbRead && rProperty.GetValue().GetType() != Value::TYPE_OBJECT) {
+                ++i; // which is what mostly happens
+                continue;
             }
         }
-        frame.mIndex = static_cast<std::size_t>(pEntry - pBegin);
-        if (PollProperty(frame, *pEntry, *pProperty)) {
+        frame.mIndex = i++;
+        if (PollProperty(frame, entry, rProperty)) {
             return true;
         }
     }
+    state.mbPolled = true;
     if (frame.mpReading != nullptr) {
         Reading& reading = *frame.mpReading;
-        for (std::size_t i = 0; i < reading.mGone.size(); ++i) {
-            ForgetProperty(state.mpObject, reading.mGoneNames[i], reading.mGone[i]);
+        for (std::size_t gone = 0; gone < reading.mGone.size(); ++gone) {
+            ForgetProperty(state.mpObject, reading.mGoneNames[gone], reading.mGone[gone]);
         }
         reading.mGone.clear();
     }
     return false;
+}
+
+// Polls properties that lie in fields, some of which may have changed.
+QBASE_NOINLINE void ObjectDiffPass::PollFields(Frame& frame, std::size_t begin, std::size_t end)
+{
+    for (std::size_t i = begin; i < end; ++i) {
+        if (!frame.mpState->mProperties.GetEntries()[i].mbExcluded) {
+            PollField(frame, i);
+        }
+    }
+}
+
+void ObjectDiffPass::PollField(Frame& frame, std::size_t index)
+{
+    Object* const pObject = frame.mpState->mpObject;
+    SeenProperties& rProperties = frame.mpState->mProperties;
+    const PropertyList::Entry& entry = rProperties.GetEntries()[index];
+    if (frame.mpReading != nullptr) {
+        const auto misfit = frame.mpReading->mMisfits.find(index);
+        if (misfit != frame.mpReading->mMisfits.end()) {
+            ForgetProperty(pObject, entry.mName, misfit->second);
+            frame.mpReading->mMisfits.erase(misfit);
+        }
+    }
+    if (!rProperties.IsFieldKnown(index)) {
+        const Value value = entry.mpProperty->Get(pObject);
+        if (mpHandler != nullptr) {
+            mpHandler->OnAddPropertyValue(pObject, entry.mName, value);
+        }
+        rProperties.SetFieldValue(index, value);
+        return;
+    }
+    const Value oldValue = rProperties.GetFieldValue(index);
+    Value value;
+    if (entry.mpProperty->GetIfChanged(pObject, oldValue, value)) {
+        if (mpHandler != nullptr) {
+            mpHandler->OnModifyPropertyValue(pObject, entry.mName, value, oldValue);
+        }
+        rProperties.SetFieldValue(index, value);
+    }
 }
 
 void ObjectDiffPass::ForgetProperty(Object* pObject, const String& name, PropertyState& state)
@@ -703,7 +917,7 @@ void ObjectDiffPass::ForgetProperty(Object* pObject, const String& name, Propert
 QBASE_NOINLINE bool ObjectDiffPass::PollProperty(Frame& frame, const PropertyList::Entry& entry,
                                                  PropertyState& state)
 {
-    if (state.IsKnown() && (state.GetDeclaredType() != entry.mType || state.IsArray() != entry.mbArray)) {
+    if (state.IsKnown() && !state.Fits(entry)) {
         ForgetProperty(frame.mpState->mpObject, entry.mName, state);
     }
     return entry.mbArray ? PollArray(frame, entry, state) : PollValue(frame, entry, state);

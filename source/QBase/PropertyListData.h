@@ -2,9 +2,11 @@
 
 #pragma once
 
+#include "QBase/FieldPlan.h"
 #include "QBase/PropertyList.h"
 
 #include <atomic>
+#include <utility>
 #include <vector>
 
 namespace QBase
@@ -14,6 +16,12 @@ namespace QBase
 class PropertyListData
 {
 public:
+    explicit PropertyListData(std::vector<PropertyList::Entry> entries)
+        : mEntries(std::move(entries)), mFieldPlan(mEntries)
+    {}
+    PropertyListData(const PropertyListData&) = delete;
+    PropertyListData& operator=(const PropertyListData&) = delete;
+
     void Access() { mReferenceCount.fetch_add(1, std::memory_order_relaxed); }
     void Release()
     {
@@ -22,11 +30,13 @@ public:
         }
     }
 
-    std::vector<PropertyList::Entry>& GetEntries() { return mEntries; }
     const std::vector<PropertyList::Entry>& GetEntries() const { return mEntries; }
+    const FieldPlan& GetFieldPlan() const { return mFieldPlan; }
 
 private:
-    std::vector<PropertyList::Entry> mEntries; // outside the library allocator, whose counts speak of objects
+    // Outside the library allocator, whose counts speak of objects.
+    const std::vector<PropertyList::Entry> mEntries;
+    const FieldPlan mFieldPlan;
     std::atomic<int> mReferenceCount{1};
 };
 

@@ -6,6 +6,7 @@
 #include "Support/GraphEditor.h"
 #include "Support/Patterns.h"
 #include "Support/SmallStack.h"
+#include "Support/StringInspector.h"
 #include "Support/VirtualSlot.h"
 
 #include "QBase/ClassInfoTable.h"
@@ -13,6 +14,7 @@
 #include "QBase/List.h"
 #include "QBase/ObjectDiffHandler.h"
 #include "QBase/Property.h"
+#include "QBase/PropertyList.h"
 #include "QBase/Reflection.h"
 #include "QBase/Table.h"
 
@@ -877,6 +879,163 @@ void Lazy::Implement()
     AddProperty<&Lazy::GetThing, &Lazy::SetThing>("Thing");
 }
 
+// Something in front of the part that is the object.
+struct Front
+{
+    virtual ~Front() = default;
+    int mBefore = 0;
+};
+
+struct Point
+{
+    int mInLast = 0;
+};
+
+// Has fields of every type, with gaps between them, and nothing else. Two properties share one.
+class Fields : public Front, public Object, public Point
+{
+    QBASE_OBJECT(Fields, Object)
+
+public:
+    enum Mood : int
+    {
+        CALM,
+        GLAD
+    };
+
+    bool mBool = false;
+    int mInt = 0;
+    float mFloat = 0.0f;
+    Mood mMood = CALM;
+    String mText;
+    Vector2 mVector2;
+    Vector3 mVector3;
+    Vector4 mVector4;
+    Vector2i mVector2i;
+    Vector3i mVector3i;
+    Vector4i mVector4i;
+    Color mColor;
+    Quaternion mQuaternion;
+    Ptr<Object> mpHolder; // not reflected
+
+protected:
+    explicit Fields(const Value& value) : Object(value) {}
+    Fields(const Fields& other) = default;
+};
+
+QBASE_IMPLEMENT(DiffTest, Fields)
+
+void Fields::Implement()
+{
+    AddProperty<&Fields::mBool>("Bool");
+    AddProperty<&Fields::mInt>("Int");
+    AddProperty<&Fields::mInt>("SameInt");
+    AddProperty<&Fields::mFloat>("Float");
+    AddProperty<&Fields::mMood>("Mood");
+    AddProperty<&Fields::mText>("Text");
+    AddProperty<&Fields::mVector2>("Vector2");
+    AddProperty<&Fields::mVector3>("Vector3");
+    AddProperty<&Fields::mVector4>("Vector4");
+    AddProperty<&Fields::mVector2i>("Vector2i");
+    AddProperty<&Fields::mVector3i>("Vector3i");
+    AddProperty<&Fields::mVector4i>("Vector4i");
+    AddProperty<&Fields::mColor>("Color");
+    AddProperty<&Fields::mQuaternion>("Quaternion");
+    AddProperty<&Fields::mBefore>("Before");
+    AddProperty<&Fields::mInLast>("InLast");
+}
+
+struct FiveInts
+{
+    void IncrementAllBut(const std::string& name)
+    {
+        mOne += name != "One" ? 1 : 0;
+        mTwo += name != "Two" ? 1 : 0;
+        mThree += name != "Three" ? 1 : 0;
+        mFour += name != "Four" ? 1 : 0;
+        mFive += name != "Five" ? 1 : 0;
+    }
+
+    int mOne = 0;
+    int mTwo = 0;
+    int mThree = 0;
+    int mFour = 0;
+    int mFive = 0;
+};
+
+class Counters : public Object, public FiveInts
+{
+    QBASE_OBJECT(Counters, Object)
+
+protected:
+    explicit Counters(const Value& value) : Object(value) {}
+};
+
+QBASE_IMPLEMENT(DiffTest, Counters)
+
+void Counters::Implement()
+{
+    AddProperty<&Counters::mOne>("One");
+    AddProperty<&Counters::mTwo>("Two");
+    AddProperty<&Counters::mThree>("Three");
+    AddProperty<&Counters::mFour>("Four");
+    AddProperty<&Counters::mFive>("Five");
+}
+
+// The same, and a getter between them that may change all of them.
+class Meddling : public Object, public FiveInts
+{
+    QBASE_OBJECT(Meddling, Object)
+
+public:
+    int GetGetter()
+    {
+        if (mbMeddles) {
+            IncrementAllBut("");
+        }
+        return 1;
+    }
+    void SetGetter(int) {}
+
+    bool mbMeddles = false;
+
+protected:
+    explicit Meddling(const Value& value) : Object(value) {}
+};
+
+QBASE_IMPLEMENT(DiffTest, Meddling)
+
+void Meddling::Implement()
+{
+    AddProperty<&Meddling::mOne>("One");
+    AddProperty<&Meddling::mTwo>("Two");
+    AddProperty<&Meddling::mThree>("Three");
+    AddProperty<&Meddling::mFour>("Four");
+    AddProperty<&Meddling::mFive>("Five");
+    AddProperty<&Meddling::GetGetter, &Meddling::SetGetter>("Getter");
+}
+
+std::vector<std::string> NamesOfProperties(Object* pObject)
+{
+    std::vector<std::string> names;
+    for (const PropertyList::Entry& entry : PropertyList(pObject)) {
+        names.push_back(entry.mName.c_str());
+    }
+    return names;
+}
+
+// Of those that the lines of a journal say were modified.
+std::vector<std::string> NamesOfModified(const std::vector<std::string>& lines)
+{
+    const std::string beginning = "ModifyPropertyValue root ";
+    std::vector<std::string> names;
+    for (const std::string& line : lines) {
+        EXPECT_EQ(line.substr(0, beginning.size()), beginning);
+        names.push_back(line.substr(beginning.size(), line.find(' ', beginning.size()) - beginning.size()));
+    }
+    return names;
+}
+
 // A property that does what none may: it takes another type, or another size when it is read.
 class Fickle : public Property
 {
@@ -923,6 +1082,162 @@ void Fickle::Implement()
 {}
 
 } // namespace
+
+TEST_F(ObjectDiffTest, EveryFieldIsSeenToChangeWhateverItsTypeAndWhereverItLies)
+{
+    const Ptr<Fields> pRoot = Fields::Construct(Value::Null);
+    Watch(pRoot);
+    PlainDiff plain(mpJournal->Names());
+    plain.Pass(pRoot);
+    EXPECT_THAT(Pass(), IsEmpty());
+    const std::vector<std::function<void()>> changes = {
+        [&] { pRoot->mBefore = 3; },
+        [&] { pRoot->mBool = true; },
+        [&] { pRoot->mInt = -1; },
+        [&] { pRoot->mInt = 0x01000000 - 1; },
+        [&] { pRoot->mFloat = -0.0f; },
+        [&] { pRoot->mFloat = std::numeric_limits<float>::quiet_NaN(); },
+        [&] { pRoot->mMood = Fields::GLAD; },
+        [&] { pRoot->mText = "a"; },
+        [&] { pRoot->mText = "b"; },
+        [&] { pRoot->mText = ""; },
+        [&] { pRoot->mText = String::Null; },
+        [&] { pRoot->mVector2.y = 1.0f; },
+        [&] { pRoot->mVector3.z = 1.0f; },
+        [&] { pRoot->mVector4.w = 1.0f; },
+        [&] { pRoot->mVector2i.x = 1; },
+        [&] { pRoot->mVector3i.y = 1; },
+        [&] { pRoot->mVector4i.w = 1; },
+        [&] { pRoot->mColor.a = 1; },
+        [&] { pRoot->mQuaternion.w = 0.5f; },
+        [&] { pRoot->mInLast = 1; },
+        [&] {
+            pRoot->mText = "c";
+            pRoot->mBefore = 4;
+            pRoot->mInt = 5;
+        },
+    };
+    for (std::size_t i = 0; i < changes.size(); ++i) {
+        changes[i]();
+        const std::vector<std::string> lines = plain.Pass(pRoot);
+        EXPECT_FALSE(lines.empty()) << i;
+        EXPECT_EQ(Pass(), lines) << i;
+        EXPECT_THAT(Pass(), IsEmpty()) << i;
+    }
+}
+
+TEST_F(ObjectDiffTest, TwoPropertiesOfOneFieldAreBothSeenToChange)
+{
+    const Ptr<Fields> pRoot = Fields::Construct(Value::Null);
+    Watch(pRoot);
+    pRoot->mInt = 7;
+    EXPECT_THAT(Pass(), testing::UnorderedElementsAre(HasSubstr("root Int "), HasSubstr("root SameInt ")));
+    EXPECT_THAT(Pass(), IsEmpty());
+}
+
+// What happens between two reads shows as if each property were read when its turn comes.
+TEST_F(ObjectDiffTest, AFieldThatAHandlerChangesIsNoticedInThisPassIfItsTurnIsStillToCome)
+{
+    const Ptr<Counters> pRoot = Counters::Construct(Value::Null);
+    Watch(pRoot);
+    const std::vector<std::string> order = NamesOfProperties(pRoot);
+    ASSERT_EQ(order.size(), 5u);
+    mpJournal->mOnLine = [&](const std::string& line) {
+        if (line.find("root " + order[2] + " ") != std::string::npos) {
+            pRoot->IncrementAllBut(order[2]);
+        }
+    };
+    pRoot->FindProperty(order[2].c_str())->Set(pRoot, 7);
+    EXPECT_THAT(NamesOfModified(Pass()), ElementsAre(order[2], order[3], order[4]));
+    EXPECT_THAT(NamesOfModified(Pass()), ElementsAre(order[0], order[1]));
+    EXPECT_THAT(Pass(), IsEmpty());
+}
+
+TEST_F(ObjectDiffTest, AFieldThatAGetterChangesIsNoticedInThisPassIfItsTurnIsStillToCome)
+{
+    const Ptr<Meddling> pRoot = Meddling::Construct(Value::Null);
+    Watch(pRoot);
+    const std::vector<std::string> order = NamesOfProperties(pRoot);
+    const auto getter = std::find(order.begin(), order.end(), "Getter");
+    ASSERT_NE(getter, order.end());
+    const std::vector<std::string> before(order.begin(), getter);
+    const std::vector<std::string> behind(getter + 1, order.end());
+    ASSERT_FALSE(before.empty()); // so the properties are named
+    ASSERT_FALSE(behind.empty());
+    EXPECT_THAT(Pass(), IsEmpty());
+    pRoot->mbMeddles = true;
+    EXPECT_EQ(NamesOfModified(Pass()), behind);
+    pRoot->mbMeddles = false;
+    EXPECT_EQ(NamesOfModified(Pass()), before);
+    EXPECT_THAT(Pass(), IsEmpty());
+}
+
+// The plain engine looks a property up by its name and knows nothing of fields.
+TEST_F(ObjectDiffTest, AFieldWhosePropertyIsHiddenRemovedOrReplacedGivesTheEventsOfThePlainEngine)
+{
+    ClassInfoTable* const pClass = Fields::ClassTable();
+    const Ptr<Object> pIntField = pClass->Find("Int");
+    const Ptr<Object> pTextField = pClass->Find("Text");
+    const Ptr<Fields> pRoot = Fields::Construct(Value::Null);
+    pRoot->mText = "text";
+    pRoot->mpHolder = MakePlain();
+    pRoot->mpHolder->AddPropertyValueFromValue("Held", 1.5f);
+    pRoot->mpHolder->AddPropertyArray("HeldInts", Value::TYPE_INT);
+    const Ptr<Object> pFloat = pRoot->mpHolder->FindProperty("Held");
+    const Ptr<Object> pInts = pRoot->mpHolder->FindProperty("HeldInts");
+    pRoot->AddPropertyValueFromValue("Own", 1);
+    ClassInfoTable* const pOwn = pRoot->GetInstanceTable();
+    PlainDiff plain(mpJournal->Names());
+    Watch(pRoot);
+    plain.Pass(pRoot);
+    const std::vector<std::function<void()>> changes = {
+        [&] { pOwn->Insert("Int", pFloat); },           // another type under the name
+        [&] { pRoot->mInt = 12; },                      // unseen
+        [&] { pOwn->Remove("Int"); },                   // the field again
+        [&] { pOwn->Insert("Int", pInts); },            // another shape
+        [&] { pOwn->Remove("Int"); },                   //
+        [&] { pOwn->Insert("Int", pTextField); },       // another field
+        [&] { pOwn->Insert("Text", pIntField); },       // which trade places now
+        [&] { pRoot->mText = "other"; },                //
+        [&] { pOwn->Remove("Int"); },                   //
+        [&] { pOwn->Remove("Text"); },                  //
+        [&] { pClass->Remove("Text"); },                // of the class
+        [&] { pRoot->mInt = 13; },                      //
+        [&] { pClass->Insert("Text", pTextField); },    //
+        [&] { pRoot->mText = "third"; },                //
+        [&] { pRoot->RemoveProperty("Own"); },          //
+        [&] { pOwn->Insert("Text", pRoot->mpHolder); }, // hidden by what is no property
+        [&] { pOwn->Remove("Text"); },
+    };
+    for (std::size_t i = 0; i < changes.size(); ++i) {
+        changes[i]();
+        EXPECT_EQ(Pass(), plain.Pass(pRoot)) << i;
+        EXPECT_THAT(Pass(), IsEmpty()) << i;
+    }
+}
+
+TEST_F(ObjectDiffTest, AStateHoldsTheTextsThatItSawAndDropsThemWithTheObject)
+{
+    const Ptr<List> pRoot = List::Construct(Value::Null);
+    const Ptr<Fields> pFields = Fields::Construct(Value::Null);
+    pRoot->Insert(pFields);
+    const String text("a text that only this test knows");
+    const int before = StringInspector::ReferenceCount(text);
+    pFields->mText = text;
+    Watch(pRoot);
+    EXPECT_EQ(StringInspector::ReferenceCount(text), before + 2);
+    pFields->mText = "another such text";
+    EXPECT_EQ(StringInspector::ReferenceCount(text), before + 1);
+    Pass();
+    EXPECT_EQ(StringInspector::ReferenceCount(text), before);
+    pFields->mText = text;
+    Pass();
+    pFields->mText = String::Null;
+    pRoot->Clear();
+    EXPECT_EQ(StringInspector::ReferenceCount(text), before + 1);
+    Pass();
+    EXPECT_EQ(StringInspector::ReferenceCount(text), before);
+}
 
 TEST_F(ObjectDiffTest, APropertyThatChangesItsTypeUnnoticedFailsTheAssertion)
 {
