@@ -80,6 +80,7 @@ private:
     struct Descriptions;
 
     friend class EarlyClassTable;
+    friend class RegistryTable;
     friend class Object;
     friend class PropertyList;
     friend class Table;

@@ -267,7 +267,8 @@ public:
                  const Value& a5) override
     {
         if constexpr (Form::IS_MEMBER) {
-            if (QBASE_UNLIKELY(pTarget == nullptr || !IsObjectOf(pTarget, C::ClassTable()))) {
+            if (QBASE_UNLIKELY(pTarget == nullptr ||
+                               !pTarget->GetClassTable()->IsDerivedFrom(C::ClassTable()))) {
                 ReportForeignTarget(pTarget, C::ClassTable());
                 return Value();
             }

@@ -68,23 +68,31 @@ public:
 
 protected:
     explicit Table(const Value& value);
-    Table(const Table& other) = default;
+    Table(const Table& other) : Object(other), mTable(other.mTable) {}
 
     /// Copies the entries.
     Table& operator=(const Table& other);
 
     /// From now on every change of the entries calls EntriesChanged. For ClassInfoTable.
-    void TrackChanges() { mbTracksChanges = true; }
-    void StopTrackingChanges() { mbTracksChanges = false; }
+    void TrackChanges() { mTracker = Tracker::CLASS; }
+    void StopTrackingChanges() { mTracker = Tracker::NONE; }
 
 private:
-    friend class EarlyTable;
+    friend class RegistryTable;
+
+    // Who is told before the entries change.
+    enum class Tracker : std::uint8_t
+    {
+        NONE,
+        CLASS,   // this table, which is a ClassInfoTable
+        REGISTRY // whoever remembers what is registered
+    };
 
     Table* FindLeafTable(TablePath* pPath, String& rName) const;
     void AboutToChange();
 
     Entries mTable;
-    bool mbTracksChanges = false;
+    Tracker mTracker = Tracker::NONE;
 };
 
 } // namespace QBase

@@ -1,5 +1,6 @@
 #include "QBase/ClassInfoTable.h"
 
+#include "QBase/ConstructFunction.h"
 #include "QBase/CriticalSection.h"
 #include "QBase/Error.h"
 #include "QBase/Global.h"
@@ -161,12 +162,6 @@ bool ClassInfoTable::ActsOutside() const
     return false;
 }
 
-inline const NameIndex* ClassInfoTable::GetNameIndex() const
-{
-    const NameIndex* const pIndex = mpNameIndex.load(std::memory_order_acquire);
-    return QBASE_LIKELY(pIndex != nullptr) || !mbIsClass ? pIndex : BuildNameIndex();
-}
-
 Object* ClassInfoTable::FindDerived(const String& name) const
 {
     for (const ClassInfoTable* pTable = this; pTable != nullptr; pTable = pTable->mpBaseClass) {
@@ -175,20 +170,6 @@ Object* ClassInfoTable::FindDerived(const String& name) const
         }
         if (Object* const pEntry = pTable->Find(name)) {
             return pEntry;
-        }
-    }
-    return nullptr;
-}
-
-Object* ClassInfoTable::FindDerivedOfKind(const String& name, EntryKind kind) const
-{
-    for (const ClassInfoTable* pTable = this; pTable != nullptr; pTable = pTable->mpBaseClass) {
-        if (const NameIndex* const pIndex = pTable->GetNameIndex()) {
-            const NameIndex::Entry& entry = pIndex->Find(name);
-            return entry.mKind == kind ? entry.mpObject : nullptr;
-        }
-        if (Object* const pEntry = pTable->Find(name)) {
-            return NameIndex::KindOf(pEntry) == kind ? pEntry : nullptr;
         }
     }
     return nullptr;
@@ -228,6 +209,9 @@ void ClassInfoTable::EntriesChanged()
     DropPropertyList(); // at once: it holds references on properties
     mStamp = NextStamp();
     DropNameIndex();
+    if (mbIsClass) {
+        RegistryChanged();
+    }
 }
 
 void ClassInfoTable::DropPropertyList()
@@ -319,7 +303,7 @@ ClassInfoTable* RegisterReflectedClass(ClassInfoTable*& rpClassTable, const Stri
     }
     Table* pModule = static_cast<Table*>(GetModuleTable()->Find(module));
     if (pModule == nullptr) {
-        pModule = Table::Construct(Value(g_ModuleTableSize));
+        pModule = RegistryTable::New(g_ModuleTableSize);
         GetModuleTable()->Insert(module, pModule);
     }
     ClassInfoTable* const pClassTable = EarlyClassTable::New(bAbstract);

@@ -25,8 +25,10 @@ NameIndex::NameIndex(const ClassInfoTable* pTable)
         for (const auto& node : pLevel->GetEntries()) {
             Object* const pObject = node.GetValue();
             Entry& rPlace = const_cast<Entry&>(Find(node.GetKey()));
-            if (pObject != nullptr && rPlace.mpName == nullptr) { // a null entry counts as absent
-                rPlace = {node.GetKey().c_str(), pObject, KindOf(pObject)};
+            if (pObject != nullptr && rPlace.mpObject == nullptr) { // a null entry counts as absent
+                rPlace.mName = node.GetKey();
+                rPlace.mpObject = pObject;
+                rPlace.mKind = KindOf(pObject);
             }
         }
     }

@@ -1,6 +1,7 @@
 #include "QBase/Table.h"
 
 #include "QBase/ClassInfoTable.h"
+#include "QBase/ConstructFunction.h"
 #include "QBase/ContainerExecution.h"
 #include "QBase/Error.h"
 #include "QBase/Global.h"
@@ -134,8 +135,10 @@ void Table::Execute(const Value& value)
 // Comes before the change, because the change itself runs destructors.
 void Table::AboutToChange()
 {
-    if (mbTracksChanges) {
+    if (mTracker == Tracker::CLASS) {
         static_cast<ClassInfoTable*>(this)->EntriesChanged();
+    } else if (mTracker == Tracker::REGISTRY) {
+        RegistryChanged();
     }
 }
 

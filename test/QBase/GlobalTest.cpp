@@ -18,10 +18,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 using namespace QBase;
@@ -41,7 +46,7 @@ std::vector<std::string> NamesOf(const Object* pTable)
     return names;
 }
 
-// Puts an entry into a table and the old one back.
+// Puts an entry into a table, and the old one back if there was one.
 class Replaced
 {
 public:
@@ -50,7 +55,16 @@ public:
     {
         mpTable->Insert(mName, pEntry);
     }
-    ~Replaced() { mpTable->Insert(mName, mpOld); }
+    ~Replaced()
+    {
+        if (mpOld != nullptr) {
+            mpTable->Insert(mName, mpOld);
+        } else {
+            mpTable->Remove(mName);
+        }
+    }
+    Replaced(const Replaced&) = delete;
+    Replaced& operator=(const Replaced&) = delete;
 
 private:
     Table* mpTable;
@@ -165,6 +179,97 @@ TEST(GlobalTest, ARegistryEntryOfTheWrongKindFailsLikeAMissingOne)
         EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct 'Test.Specimen'"));
     }
     EXPECT_NE(Construct("Test", "Specimen"), nullptr);
+}
+
+TEST(GlobalTest, WhatConstructFoundBeforeIsForgottenWithEveryChangeOfTheRegistry)
+{
+    CapturedMessages messages;
+    Table* const pModule = static_cast<Table*>(GetModuleTable()->Find("Test"));
+    const auto nameOfConstructed = [](const char* pModuleName, const char* pClassName) {
+        const Ptr<Object> pObject = Construct(pModuleName, pClassName);
+        return std::string(pObject != nullptr ? pObject->GetClassName().c_str() : "none");
+    };
+    EXPECT_EQ(nameOfConstructed("Test", "Specimen"), "Specimen");
+    {
+        const Replaced construct(Specimen::ClassTable(), "Construct", List::ClassTable()->Find("Construct"));
+        EXPECT_EQ(nameOfConstructed("Test", "Specimen"), "List");
+        EXPECT_EQ(nameOfConstructed("Test", "Specimen"), "List");
+    }
+    EXPECT_EQ(nameOfConstructed("Test", "Specimen"), "Specimen");
+    {
+        const Replaced entry(pModule, "Specimen", List::ClassTable());
+        EXPECT_EQ(nameOfConstructed("Test", "Specimen"), "List");
+    }
+    EXPECT_EQ(nameOfConstructed("Test", "Specimen"), "Specimen");
+    {
+        const Replaced module(GetModuleTable(), "Test", GetModuleTable()->Find("QBase"));
+        EXPECT_EQ(nameOfConstructed("Test", "List"), "List");
+        EXPECT_EQ(nameOfConstructed("Test", "Specimen"), "none");
+        EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct 'Test.Specimen'"));
+    }
+    EXPECT_EQ(nameOfConstructed("Test", "Specimen"), "Specimen");
+    EXPECT_EQ(nameOfConstructed("Test", "List"), "none");
+    EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct 'Test.List'"));
+}
+
+// A host may put tables of its own in there, which tell nobody when they change.
+TEST(GlobalTest, ConstructFollowsTheChangesOfTablesThatAHostRegistered)
+{
+    CapturedMessages messages;
+    const Ptr<Table> pModule = Table::Construct(Value::Null);
+    const Ptr<Table> pClass = Table::Construct(Value::Null);
+    const Replaced registered(GetModuleTable(), "Own", pModule);
+    pModule->Insert("Thing", List::ClassTable());
+    EXPECT_TRUE(Construct("Own", "Thing")->IsExactType(List::ClassTable()));
+    pModule->Insert("Thing", Specimen::ClassTable());
+    EXPECT_TRUE(Construct("Own", "Thing")->IsExactType(Specimen::ClassTable()));
+    pModule->Insert("Thing", pClass);
+    pClass->Insert("Construct", List::ClassTable()->Find("Construct"));
+    EXPECT_TRUE(Construct("Own", "Thing")->IsExactType(List::ClassTable()));
+    pClass->Insert("Construct", Specimen::ClassTable()->Find("Construct"));
+    EXPECT_TRUE(Construct("Own", "Thing")->IsExactType(Specimen::ClassTable()));
+    const Replaced thing(static_cast<Table*>(GetModuleTable()->Find("Test")), "Thing", pClass);
+    EXPECT_TRUE(Construct("Test", "Thing")->IsExactType(Specimen::ClassTable()));
+    pClass->Remove("Construct");
+    EXPECT_EQ(Construct("Test", "Thing"), nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct 'Test.Thing'"));
+    EXPECT_EQ(Construct("Own", "Thing"), nullptr);
+    EXPECT_THAT(messages.TakeError(), EndsWith(": Failed to construct 'Own.Thing'"));
+}
+
+TEST(GlobalThreadsTest, ThreadsThatConstructByNameAtOnceGetWhatTheyAskedFor)
+{
+    std::vector<std::pair<String, ClassInfoTable*>> classes;
+    for (const char* const pName : {"Object", "Table", "List", "TablePath", "IOStream", "MemoryFile", "Timer",
+                                    "DeferredList", "EnumInfoObject", "ObjectDiff"}) {
+        classes.emplace_back(pName, static_cast<ClassInfoTable*>(
+                                        static_cast<Table*>(GetModuleTable()->Find("QBase"))->Find(pName)));
+        ASSERT_NE(classes.back().second, nullptr) << pName;
+    }
+    // Names of one class that share places with those of others.
+    Table* const pModule = static_cast<Table*>(GetModuleTable()->Find("QBase"));
+    std::vector<std::unique_ptr<Replaced>> aliases;
+    for (int i = 0; i < 100; ++i) {
+        const String alias = String::Format("Alias%d", i);
+        ClassInfoTable* const pClass = classes[static_cast<std::size_t>(i) % classes.size()].second;
+        aliases.push_back(std::make_unique<Replaced>(pModule, alias, pClass));
+        classes.emplace_back(alias, pClass);
+    }
+    std::vector<std::thread> threads;
+    std::atomic<int> numWrong = 0;
+    for (std::size_t thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (std::size_t i = 0; i < 2000; ++i) {
+                const auto& [rName, pClass] = classes[(i * (thread + 1) + thread) % classes.size()];
+                const Ptr<Object> pObject = Construct("QBase", rName);
+                numWrong += pObject != nullptr && pObject->IsExactType(pClass) ? 0 : 1;
+            }
+        });
+    }
+    for (std::thread& rThread : threads) {
+        rThread.join();
+    }
+    EXPECT_EQ(numWrong, 0);
 }
 
 TEST(GlobalTest, ConstructIsLookedUpInTheClassItselfOnly)
