@@ -3,12 +3,13 @@
 // a walk. The chains themselves, and the order in them, stay the owner's.
 //
 //     Entry* pEntry = index.Covers(bucket) ? index.Find(bucket, key) : Walk(bucket, key);
-//     index.Link(bucket, pEntry);    // right after pEntry became the head of its chain
-//     index.Unlink(bucket, pEntry);  // right before pEntry leaves its chain
+//     index.Link(bucket, pEntry, length > SHORT_CHAIN); // right after pEntry became the head of its chain
+//     index.Unlink(bucket, pEntry);                     // right before pEntry leaves its chain
 //
-// Only chains longer than SHORT_CHAIN are covered. Keys may repeat; the newest entry is found, the one that
-// a walk from the head meets first. The index takes its memory from malloc, so that the counts of the
-// library's allocator stay those of the table; without memory a chain is not covered and has to be walked.
+// Chains are covered from the time that one longer than SHORT_CHAIN is linked to. Keys may repeat; the newest
+// entry is found, the one that a walk from the head meets first. The index takes its memory from malloc, so
+// that the counts of the library's allocator stay those of the table; without memory a chain is not covered
+// and has to be walked.
 //
 // `Traits` names the type of an entry, `Entry`, with its `mpNext`, and gives the text it is found by:
 // `static std::string_view Key(const Entry&)`.
@@ -35,7 +36,7 @@ class ChainIndex
 public:
     using Entry = typename Traits::Entry;
 
-    static constexpr int SHORT_CHAIN = 8;
+    static constexpr int SHORT_CHAIN = 32; // a walk that costs no more than keeping an index
 
     bool Covers(unsigned bucket) const { return !mChains.empty() && mChains.count(bucket) != 0; }
 
@@ -45,7 +46,8 @@ public:
     /// Whether the entry is in its covered chain; then also its predecessor, null for the head.
     bool FindPredecessor(unsigned bucket, const Entry* pEntry, Entry** ppPredecessor) const;
 
-    void Link(unsigned bucket, Entry* pHead);
+    /// `bLong` says whether the chain is to be covered now; one that is covered already stays so.
+    void Link(unsigned bucket, Entry* pHead, bool bLong);
     void Unlink(unsigned bucket, Entry* pEntry);
 
 private:
@@ -88,7 +90,6 @@ private:
         Map<std::string_view, Entry*> mNewest; // the key is the text of the entry it leads to
     };
 
-    static bool IsLong(const Entry* pHead);
     static void Add(Chain* pChain, Entry* pHead);
     static void AddAll(Chain* pChain, Entry* pHead);
     static void PointAt(Chain* pChain, typename Map<std::string_view, Entry*>::iterator position,
@@ -118,12 +119,15 @@ bool ChainIndex<Traits>::FindPredecessor(unsigned bucket, const Entry* pEntry, E
 }
 
 template <typename Traits>
-void ChainIndex<Traits>::Link(unsigned bucket, Entry* pHead)
+void ChainIndex<Traits>::Link(unsigned bucket, Entry* pHead, bool bLong)
 {
+    if (mChains.empty() && !bLong) {
+        return;
+    }
     try {
         if (const auto found = mChains.find(bucket); found != mChains.end()) {
             Add(&found->second, pHead);
-        } else if (IsLong(pHead)) {
+        } else if (bLong) {
             AddAll(&mChains[bucket], pHead);
         }
     } catch (const std::bad_alloc&) {
@@ -161,18 +165,6 @@ void ChainIndex<Traits>::Unlink(unsigned bucket, Entry* pEntry)
     if (chain.mPlaces.size() <= SHORT_CHAIN / 2) {
         mChains.erase(foundChain);
     }
-}
-
-template <typename Traits>
-bool ChainIndex<Traits>::IsLong(const Entry* pHead)
-{
-    int length = 0;
-    for (const Entry* pEntry = pHead; pEntry; pEntry = pEntry->mpNext) {
-        if (++length > SHORT_CHAIN) {
-            return true;
-        }
-    }
-    return false;
 }
 
 template <typename Traits>

@@ -1,11 +1,12 @@
 // QuickIndex finds an entry by its text with a hash that costs less than GenerateHash and in about one look
 // at memory: places for five entries lie together. It is an addition to a table that knows all entries; an
-// entry may be missing here, because its places are taken or memory is short, and no look-up takes more than
-// two groups of places, whatever the texts.
+// entry may be left out here, because its places are taken or memory is short, and no look-up takes more than
+// four groups of places, whatever the texts; nearly all take one. The index knows how many are left out:
+// while none is, what it does not find does not exist.
 //
 //     const std::uint64_t hash = QuickHash(text);
 //     index.Insert(hash, pEntry);
-//     index.Find(hash, text);
+//     index.Find(hash, text);    // null: look in the table, unless index.HasAll()
 //     index.Remove(hash, pEntry);
 //
 // Its memory comes from the C library, so that the counts of Memory stay those of the entries.
@@ -65,28 +66,73 @@ public:
     /// The entry of that text and hash, or null.
     Entry* Find(std::uint64_t hash, std::string_view text) const
     {
-        for (std::size_t step = 0; step < NUM_STEPS && mpGroups != nullptr; ++step) {
-            const Group& group = mpGroups[GroupOf(hash) ^ step];
+        const std::uint32_t tag = TagOf(hash);
+        for (std::size_t step = 0; IsStep(step); ++step) {
+            const Group& group = mpGroups[GroupOf(tag) ^ step];
             for (std::size_t place = 0; place < GROUP_SIZE; ++place) {
-                if (group.mTags[place] == TagOf(hash) && Traits::Key(*group.mpEntries[place]) == text) {
+                if (group.mTags[place] == tag && Traits::Key(*group.mpEntries[place]) == text) {
                     return group.mpEntries[place];
                 }
             }
-            if (FindPlace(group, nullptr) != GROUP_SIZE) {
-                break; // what stands elsewhere all the same, since the group was full once, is missed
+            if (mpGroups[GroupOf(tag)].mNumBehind == 0) {
+                break;
             }
         }
         return nullptr;
     }
 
+    /// False when there are entries which Find does not find.
+    bool HasAll() const { return mNumLeftOut == 0; }
+
+    /// Of an entry that is not here.
     void Insert(std::uint64_t hash, Entry* pEntry)
     {
-        if (2 * mNumEntries >= mNumGroups * GROUP_SIZE) {
+        if (IsFilled(2)) {
             Grow();
         }
-        if (mpGroups != nullptr) {
-            Place(hash, pEntry);
+        bool bPlaced = Place(TagOf(hash), pEntry);
+        if (!bPlaced && IsFilled(4)) { // by chance; not by texts that are made to collide
+            Grow();
+            bPlaced = Place(TagOf(hash), pEntry);
         }
+        mNumLeftOut += bPlaced ? 0 : 1;
+    }
+
+    /// Counts an entry that Find shall not find.
+    void LeaveOut() { ++mNumLeftOut; }
+
+    /// Inserts one that was left out, if now there is a place.
+    void InsertLeftOut(std::uint64_t hash, Entry* pEntry)
+    {
+        --mNumLeftOut;
+        Insert(hash, pEntry);
+    }
+
+    /// Leaves the entry of that text out from now on, if it is here.
+    void LeaveOut(std::uint64_t hash, std::string_view text)
+    {
+        if (const Entry* const pEntry = Find(hash, text)) {
+            Remove(hash, pEntry);
+            LeaveOut();
+        }
+    }
+
+    /// Of an entry that was inserted or left out.
+    void Remove(std::uint64_t hash, const Entry* pEntry)
+    {
+        const std::uint32_t tag = TagOf(hash);
+        for (std::size_t step = 0; IsStep(step); ++step) {
+            Group& rGroup = mpGroups[GroupOf(tag) ^ step];
+            const std::size_t place = FindPlace(rGroup, pEntry);
+            if (place != GROUP_SIZE) {
+                rGroup.mTags[place] = 0;
+                rGroup.mpEntries[place] = nullptr;
+                mpGroups[GroupOf(tag)].mNumBehind -= step != 0 ? 1 : 0;
+                --mNumEntries;
+                return;
+            }
+        }
+        --mNumLeftOut;
     }
 
     /// Forgets all entries and gives the memory back. It does not go by itself: texts are made to the very
@@ -97,39 +143,31 @@ public:
         mpGroups = nullptr;
         mNumGroups = 0;
         mNumEntries = 0;
-    }
-
-    /// Nothing when the entry is not here.
-    void Remove(std::uint64_t hash, const Entry* pEntry)
-    {
-        for (std::size_t step = 0; step < NUM_STEPS && mpGroups != nullptr; ++step) {
-            Group& rGroup = mpGroups[GroupOf(hash) ^ step];
-            const std::size_t place = FindPlace(rGroup, pEntry);
-            if (place != GROUP_SIZE) {
-                rGroup.mTags[place] = 0;
-                rGroup.mpEntries[place] = nullptr;
-                --mNumEntries;
-                return;
-            }
-        }
+        mNumLeftOut = 0;
     }
 
 private:
     static constexpr std::size_t GROUP_SIZE = 5;
-    static constexpr std::size_t NUM_STEPS = 2; // groups in which an entry may stand
+    static constexpr std::size_t NUM_STEPS = 4; // groups in which an entry may stand
     static constexpr std::size_t FIRST_SIZE = 2;
 
     struct alignas(64) Group
     {
-        std::uint32_t mTags[GROUP_SIZE]; // a part of the hash, never 0 beside an entry
+        std::uint32_t mTags[GROUP_SIZE]; // a part of the hash; 0 beside a free place
+        std::uint32_t mNumBehind;        // how many that belong here stand in another of their groups
         Entry* mpEntries[GROUP_SIZE];    // borrowed; null in a free place
     };
+    static_assert(sizeof(Group) == 64);
 
+    // The tag alone says where its entry belongs, so that growing looks at no entry.
     static std::uint32_t TagOf(std::uint64_t hash) { return static_cast<std::uint32_t>(hash >> 32) | 1; }
-    std::size_t GroupOf(std::uint64_t hash) const
-    {
-        return static_cast<std::size_t>(hash) & (mNumGroups - 1);
-    }
+    std::size_t GroupOf(std::uint32_t tag) const { return tag >> 1 & (mNumGroups - 1); }
+
+    // Whether an entry has so many groups beside its first.
+    bool IsStep(std::size_t step) const { return step < NUM_STEPS && step < mNumGroups; }
+
+    // Whether at least one of so many places is taken.
+    bool IsFilled(std::size_t divisor) const { return divisor * mNumEntries >= mNumGroups * GROUP_SIZE; }
 
     // The place of the entry, or a free one for null; GROUP_SIZE when there is none.
     static std::size_t FindPlace(const Group& group, const Entry* pEntry)
@@ -141,18 +179,20 @@ private:
         return place;
     }
 
-    void Place(std::uint64_t hash, Entry* pEntry)
+    bool Place(std::uint32_t tag, Entry* pEntry)
     {
-        for (std::size_t step = 0; step < NUM_STEPS; ++step) {
-            Group& rGroup = mpGroups[GroupOf(hash) ^ step];
+        for (std::size_t step = 0; IsStep(step); ++step) {
+            Group& rGroup = mpGroups[GroupOf(tag) ^ step];
             const std::size_t place = FindPlace(rGroup, nullptr);
             if (place != GROUP_SIZE) {
-                rGroup.mTags[place] = TagOf(hash);
+                rGroup.mTags[place] = tag;
                 rGroup.mpEntries[place] = pEntry;
+                mpGroups[GroupOf(tag)].mNumBehind += step != 0 ? 1 : 0;
                 ++mNumEntries;
-                return;
+                return true;
             }
         }
+        return false;
     }
 
     // Stays as it is when there is no memory.
@@ -171,19 +211,21 @@ private:
         mNumGroups = numGroups;
         mNumEntries = 0;
         for (std::size_t i = 0; i < numOld; ++i) {
-            for (Entry* const pEntry : pOld[i].mpEntries) {
-                if (pEntry != nullptr) {
-                    Place(QuickHash(Traits::Key(*pEntry)), pEntry);
+            for (std::size_t place = 0; place < GROUP_SIZE; ++place) {
+                if (pOld[i].mpEntries[place] != nullptr &&
+                    !Place(pOld[i].mTags[place], pOld[i].mpEntries[place])) {
+                    LeaveOut();
                 }
             }
         }
         std::free(pOldBlock);
     }
 
-    void* mpBlock = nullptr;    // owned
-    Group* mpGroups = nullptr;  // in the block
-    std::size_t mNumGroups = 0; // a power of two
-    std::size_t mNumEntries = 0;
+    void* mpBlock = nullptr;     // owned
+    Group* mpGroups = nullptr;   // in the block
+    std::size_t mNumGroups = 0;  // a power of two
+    std::size_t mNumEntries = 0; // that have a place
+    std::size_t mNumLeftOut = 0;
 };
 
 } // namespace QBase

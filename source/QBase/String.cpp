@@ -78,8 +78,9 @@ private:
 // The table of all entries: sHashTable, the index of its long chains, and its parts.
 //
 // The table's lock guards every change, the chains and their index. A look-up of a text that exists needs
-// neither: each part of the texts, by their quick hash, has an index of its own with a small lock, in which
-// all entries stand but those whose text was repaired. Those are known by the bytes as they were given.
+// neither: each part of the texts, by their quick hash, has an index of its own with a small lock. Entries
+// whose text was repaired are left out of it: they are known by the bytes as they were given. Whoever holds
+// the table's lock may read a part without its own.
 class StringTable
 {
 public:
@@ -92,22 +93,23 @@ public:
 
     static CriticalSection* Lock();
 
-    /// An entry that is in no bucket yet, with no reference.
+    /// An entry that is in no bucket yet, with one reference.
     static std::unique_ptr<Entry, Deleter> NewEntry(std::string_view text, unsigned hash);
 
     /// The entry in the text's part, with one more reference; null when it is not there.
     static Entry* AccessQuickly(std::string_view text, std::uint64_t quickHash);
 
-    // The caller holds the lock.
-    static Entry* Find(std::string_view text, unsigned hash);
-    static void Link(Entry* pEntry);
+    // The caller of these holds the lock.
 
-    /// Lets AccessQuickly find an entry that is linked, or no longer.
-    static void InsertIntoPart(Entry* pEntry);
-    static void RemoveFromPart(const Entry* pEntry);
+    /// An entry that AccessQuickly finds the next time, if it did not now.
+    static Entry* Find(std::string_view text, unsigned hash, std::uint64_t quickHash);
 
-    /// Leaves the text to Find: an entry whose text was repaired may be the newer one of two in a bucket.
-    static void HideFromPart(std::string_view text);
+    /// Links a new entry and lets AccessQuickly find it.
+    static void Link(Entry* pEntry, std::uint64_t quickHash);
+
+    /// Links one whose text was repaired, and leaves the text to Find: there may be two in a bucket, and the
+    /// newer one counts.
+    static void LinkRepaired(Entry* pEntry);
 
     /// False when the entry is in no bucket.
     static bool Unlink(Entry* pEntry);
@@ -130,8 +132,16 @@ private:
 
     static Part& PartOf(std::uint64_t quickHash) { return sParts[(quickHash >> 24) % NUM_PARTS]; }
 
+    // How long the chains are, so that nobody has to walk one to know. One that is once too long to be
+    // counted counts as long.
+    static constexpr std::uint8_t UNCOUNTED = 255;
+    static std::uint8_t sChainLengths[String::NUM_BUCKETS];
+
     static Index& LongChains();
     static unsigned BucketOf(unsigned hash) { return hash % String::NUM_BUCKETS; }
+    static Entry* FindInBucket(std::string_view text, unsigned hash);
+    static void LinkInBucket(Entry* pEntry);
+    static void RemoveFromPart(const Entry* pEntry);
     static bool FindPredecessor(unsigned bucket, const Entry* pEntry, Entry** ppPredecessor);
 };
 
@@ -160,17 +170,20 @@ StringTable::Index& StringTable::LongChains()
 std::unique_ptr<String::Entry, StringTable::Deleter> StringTable::NewEntry(std::string_view text,
                                                                            unsigned hash)
 {
-    void* p = Memory::Alloc(sizeof(Entry), ALLOC_UNKNOWN, "String", __LINE__, true);
-    if (!p) {
+    const auto freeBlock = [](void* p) { Memory::Free(p, true); };
+    std::unique_ptr<void, decltype(freeBlock)> pBlock(
+        Memory::Alloc(sizeof(Entry), ALLOC_UNKNOWN, "String", __LINE__, true), freeBlock);
+    if (!pBlock) {
         throw std::bad_alloc();
     }
-    std::unique_ptr<Entry, Deleter> pEntry(new (p) Entry);
-    pEntry->mBuffer = text;
-    pEntry->mHash = hash;
+    std::unique_ptr<Entry, Deleter> pEntry(
+        new (pBlock.get()) Entry{NarrowString(text), 0, InterlockedInt(1), hash, nullptr});
+    pBlock.release();
     return pEntry;
 }
 
 constinit StringTable::Part StringTable::sParts[NUM_PARTS];
+std::uint8_t StringTable::sChainLengths[String::NUM_BUCKETS];
 
 // An entry without references is on its way out: its thread waits for the part.
 String::Entry* StringTable::AccessQuickly(std::string_view text, std::uint64_t quickHash)
@@ -181,33 +194,21 @@ String::Entry* StringTable::AccessQuickly(std::string_view text, std::uint64_t q
     return pEntry != nullptr && pEntry->mRefCount.IncrementUnlessZero() ? pEntry : nullptr;
 }
 
-void StringTable::InsertIntoPart(Entry* pEntry)
+String::Entry* StringTable::Find(std::string_view text, unsigned hash, std::uint64_t quickHash)
 {
-    const std::uint64_t quickHash = QuickHash(pEntry->mBuffer);
     Part& rPart = PartOf(quickHash);
-    const Stripe::Block block(rPart.mLock);
-    rPart.mIndex.Insert(quickHash, pEntry);
-}
-
-void StringTable::RemoveFromPart(const Entry* pEntry)
-{
-    const std::uint64_t quickHash = QuickHash(pEntry->mBuffer);
-    Part& rPart = PartOf(quickHash);
-    const Stripe::Block block(rPart.mLock);
-    rPart.mIndex.Remove(quickHash, pEntry);
-}
-
-void StringTable::HideFromPart(std::string_view text)
-{
-    const std::uint64_t quickHash = QuickHash(text);
-    Part& rPart = PartOf(quickHash);
-    const Stripe::Block block(rPart.mLock);
-    if (const Entry* const pEntry = rPart.mIndex.Find(quickHash, text)) {
-        rPart.mIndex.Remove(quickHash, pEntry);
+    if (Entry* const pEntry = rPart.mIndex.Find(quickHash, text)) {
+        return pEntry; // another thread was faster
     }
+    Entry* const pEntry = rPart.mIndex.HasAll() ? nullptr : FindInBucket(text, hash);
+    if (pEntry != nullptr) {
+        const Stripe::Block block(rPart.mLock);
+        rPart.mIndex.InsertLeftOut(quickHash, pEntry);
+    }
+    return pEntry;
 }
 
-String::Entry* StringTable::Find(std::string_view text, unsigned hash)
+String::Entry* StringTable::FindInBucket(std::string_view text, unsigned hash)
 {
     const unsigned bucket = BucketOf(hash);
     int steps = 0;
@@ -222,12 +223,42 @@ String::Entry* StringTable::Find(std::string_view text, unsigned hash)
     return nullptr;
 }
 
-void StringTable::Link(Entry* pEntry)
+void StringTable::Link(Entry* pEntry, std::uint64_t quickHash)
+{
+    LinkInBucket(pEntry);
+    Part& rPart = PartOf(quickHash);
+    const Stripe::Block block(rPart.mLock);
+    rPart.mIndex.Insert(quickHash, pEntry);
+}
+
+void StringTable::LinkRepaired(Entry* pEntry)
+{
+    LinkInBucket(pEntry);
+    const std::uint64_t quickHash = QuickHash(pEntry->mBuffer);
+    Part& rPart = PartOf(quickHash);
+    const Stripe::Block block(rPart.mLock);
+    rPart.mIndex.LeaveOut(quickHash, pEntry->mBuffer);
+    rPart.mIndex.LeaveOut();
+}
+
+void StringTable::LinkInBucket(Entry* pEntry)
 {
     const unsigned bucket = BucketOf(pEntry->mHash);
     pEntry->mpNext = String::sHashTable[bucket];
     String::sHashTable[bucket] = pEntry;
-    LongChains().Link(bucket, pEntry);
+    std::uint8_t& rLength = sChainLengths[bucket];
+    if (rLength != UNCOUNTED) {
+        ++rLength;
+    }
+    LongChains().Link(bucket, pEntry, rLength > Index::SHORT_CHAIN);
+}
+
+void StringTable::RemoveFromPart(const Entry* pEntry)
+{
+    const std::uint64_t quickHash = QuickHash(pEntry->mBuffer);
+    Part& rPart = PartOf(quickHash);
+    const Stripe::Block block(rPart.mLock);
+    rPart.mIndex.Remove(quickHash, pEntry);
 }
 
 bool StringTable::Unlink(Entry* pEntry)
@@ -237,8 +268,12 @@ bool StringTable::Unlink(Entry* pEntry)
     if (!FindPredecessor(bucket, pEntry, &pPredecessor)) {
         return false;
     }
+    RemoveFromPart(pEntry);
     LongChains().Unlink(bucket, pEntry);
     (pPredecessor ? pPredecessor->mpNext : String::sHashTable[bucket]) = pEntry->mpNext;
+    if (sChainLengths[bucket] != UNCOUNTED) {
+        --sChainLengths[bucket];
+    }
     return true;
 }
 
@@ -263,11 +298,16 @@ namespace
 // Most texts are, and need no decoding.
 bool IsAscii(std::string_view text)
 {
-    unsigned char bits = 0;
+    std::uint64_t bits = 0;
+    for (; text.size() >= sizeof(bits); text.remove_prefix(sizeof(bits))) {
+        std::uint64_t word;
+        std::memcpy(&word, text.data(), sizeof(word));
+        bits |= word;
+    }
     for (const char character : text) {
         bits |= static_cast<unsigned char>(character);
     }
-    return bits < 0x80;
+    return (bits & 0x8080808080808080u) == 0;
 }
 
 // One "?" for each invalid sequence.
@@ -341,18 +381,19 @@ String::Entry* String::AccessOrCreateEntry(const char* pText)
         return AccessEntry(&sEmpty);
     }
     const std::string_view text(pText);
-    if (Entry* pEntry = StringTable::AccessQuickly(text, QuickHash(text))) {
+    const std::uint64_t quickHash = QuickHash(text);
+    if (Entry* pEntry = StringTable::AccessQuickly(text, quickHash)) {
         return pEntry;
     }
     const unsigned hash = GenerateHash(pText, static_cast<unsigned>(text.size()));
+    const bool bAscii = IsAscii(text);
+    const bool bValid = bAscii || utf8::is_valid(text.begin(), text.end());
     CriticalSection::Block block(StringTable::Lock());
-    if (Entry* pEntry = StringTable::Find(text, hash)) {
+    if (Entry* pEntry = StringTable::Find(text, hash, quickHash)) {
         return AccessEntry(pEntry);
     }
 
     auto pEntry = StringTable::NewEntry(text, hash);
-    const bool bAscii = IsAscii(text);
-    const bool bValid = bAscii || utf8::is_valid(text.begin(), text.end());
     if (!bValid) {
         pEntry->mBuffer = Repaired(pEntry->mBuffer);
     }
@@ -363,12 +404,10 @@ String::Entry* String::AccessOrCreateEntry(const char* pText)
         Error("String", 185, "Fixed invalid UTF8 string '%s'", pEntry->mBuffer.c_str());
     }
     // Linked last: a handler of the report may have put entries of its own into the bucket.
-    AccessEntry(pEntry.get());
-    StringTable::Link(pEntry.get());
     if (bValid) {
-        StringTable::InsertIntoPart(pEntry.get());
+        StringTable::Link(pEntry.get(), quickHash);
     } else {
-        StringTable::HideFromPart(pEntry->mBuffer);
+        StringTable::LinkRepaired(pEntry.get());
     }
     return pEntry.release();
 }
@@ -387,7 +426,6 @@ void String::DeleteEntry(Entry* pEntry)
     if (pEntry == &sEmpty) {
         return;
     }
-    StringTable::RemoveFromPart(pEntry);
     const bool bFound = StringTable::Unlink(pEntry);
     if (!QBASE_ASSERT_TEXT(bFound, "String", 218, "ASSERT( pEntryNode )")) {
         return;
