@@ -110,6 +110,17 @@ protected:
                    : testing::AssertionFailure() << "it printed " << pPeer->GetOutput();
     }
 
+    // One of two peers takes nothing of a text for 300 ms, while the other gets it and goes on.
+    void ExpectOneDropped(const Peer& pOther, const std::string& words)
+    {
+        ASSERT_TRUE(WaitFor([&] { return mpSource->GetNumPeers() == 1; }));
+        EXPECT_THAT(TakeTroubles(),
+                    ElementsAre(MatchesPattern("ERROR: TcpStream .*: Failed to write to '127.0.0.1:[0-9]+' - "
+                                               "it took none of [0-9]+ bytes for 300 ms")));
+        EXPECT_TRUE(WaitFor([&] { return pOther->HasPrinted(words); }));
+        EXPECT_TRUE(GoesOn(pOther));
+    }
+
     static int PortOf(const Peer& pPeer)
     {
         std::istringstream output(pPeer->GetOutput());
@@ -176,12 +187,7 @@ TEST_F(NodeProcessThreadTest, OneThatReadsNothingIsReportedAndDroppedAndTheOther
     const Peer pOther = Join("replica", "text of 5: first");
     const Peer pPeer = Join("deaf", "ready");
     const std::string words = SetLongText(MUCH);
-    ASSERT_TRUE(WaitFor([&] { return mpSource->GetNumPeers() == 1; }));
-    EXPECT_THAT(TakeTroubles(),
-                ElementsAre(MatchesPattern("ERROR: TcpStream .*: Failed to write to '127.0.0.1:[0-9]+' - it "
-                                           "took none of [0-9]+ bytes for 300 ms")));
-    EXPECT_TRUE(WaitFor([&] { return pOther->HasPrinted(words); }));
-    EXPECT_TRUE(GoesOn(pOther));
+    ExpectOneDropped(pOther, words);
 }
 
 TEST_F(NodeProcessThreadTest, OneThatIsStoppedFromOutsideIsReportedAndDroppedAndTheOthersGoOn)
@@ -193,12 +199,7 @@ TEST_F(NodeProcessThreadTest, OneThatIsStoppedFromOutsideIsReportedAndDroppedAnd
         GTEST_SKIP() << "this system stops no other program";
     }
     const std::string words = SetLongText(MUCH);
-    ASSERT_TRUE(WaitFor([&] { return mpSource->GetNumPeers() == 1; }));
-    EXPECT_THAT(TakeTroubles(),
-                ElementsAre(MatchesPattern("ERROR: TcpStream .*: Failed to write to '127.0.0.1:[0-9]+' - it "
-                                           "took none of [0-9]+ bytes for 300 ms")));
-    EXPECT_TRUE(WaitFor([&] { return pOther->HasPrinted(words); }));
-    EXPECT_TRUE(GoesOn(pOther));
+    ExpectOneDropped(pOther, words);
     EXPECT_FALSE(pPeer->HasPrinted(words));
 }
 

@@ -145,6 +145,22 @@ protected:
         return pStream;
     }
 
+    // A source without a node: what a node joins that has agreed with it. The stream to the node; null, and a
+    // failed test, when it does not come.
+    Ptr<TcpStream> ServeByHand(Node* pNode)
+    {
+        const Ptr<TcpServer> pServer = TcpServer::Construct(Value::Null);
+        EXPECT_TRUE(pServer->Listen("", 0));
+        mNodes.push_back(pNode);
+        EXPECT_TRUE(pNode->Join("127.0.0.1", pServer->GetPort()));
+        Ptr<TcpStream> pStream;
+        EXPECT_TRUE(WaitFor([&] { return (pStream = pServer->Accept()) != nullptr; }));
+        if (pStream != nullptr) {
+            Agree(pStream);
+        }
+        return pStream;
+    }
+
     void Agree(TcpStream* pStream)
     {
         const Ptr<ObjectDiffSerializer> pSerializer = ObjectDiffSerializer::Construct(Value::Null);
@@ -401,14 +417,9 @@ TEST_F(NodeThreadTest, TheBytesToAPeerAreFramesAndAnEmptyOneEndsEachPass)
 
 TEST_F(NodeThreadTest, FramesDeliveredByteByByteAreAppliedOnceTheirPassIsWhole)
 {
-    const Ptr<TcpServer> pServer = TcpServer::Construct(Value::Null);
-    ASSERT_TRUE(pServer->Listen("", 0));
     const Ptr<Node> pReplica = MakeNode();
-    mNodes.push_back(pReplica);
-    ASSERT_TRUE(pReplica->Join("127.0.0.1", pServer->GetPort()));
-    Ptr<TcpStream> pStream;
-    ASSERT_TRUE(WaitFor([&] { return (pStream = pServer->Accept()) != nullptr; }));
-    Agree(pStream);
+    const Ptr<TcpStream> pStream = ServeByHand(pReplica);
+    ASSERT_NE(pStream, nullptr);
     const std::string pass = Bytes("06 00 00 00 01 00 01 00 00 00" // two frames, one packet each
                                    "05 00 00 00 00 01 00 00 00"
                                    "00 00 00 00");
@@ -426,14 +437,9 @@ TEST_F(NodeThreadTest, FramesDeliveredByteByByteAreAppliedOnceTheirPassIsWhole)
 
 TEST_F(NodeThreadTest, ASourceThatDiesInAPassLeavesTheReplicaAsItWas)
 {
-    const Ptr<TcpServer> pServer = TcpServer::Construct(Value::Null);
-    ASSERT_TRUE(pServer->Listen("", 0));
     const Ptr<Node> pReplica = MakeNode();
-    mNodes.push_back(pReplica);
-    ASSERT_TRUE(pReplica->Join("127.0.0.1", pServer->GetPort()));
-    Ptr<TcpStream> pStream;
-    ASSERT_TRUE(WaitFor([&] { return (pStream = pServer->Accept()) != nullptr; }));
-    Agree(pStream);
+    const Ptr<TcpStream> pStream = ServeByHand(pReplica);
+    ASSERT_NE(pStream, nullptr);
     Put(pStream, Bytes("0B 00 00 00 01 00 01 00 00 00 00 01 00 00 00 00 00 00 00"));
     ASSERT_TRUE(WaitFor([&] { return pReplica->GetRoot() != nullptr; }));
     Put(pStream, Bytes("05 00 00 00 00 00 00 00 00" /* no root */ "10 00 00 00 01")); // and half a frame
@@ -458,15 +464,10 @@ TEST_F(NodeThreadTest, ASourceThatIsNotTrustedIsLeftWhenItBreaksAPromise)
         {Bytes("02 00 00 01"), "over the limit of 16777216 bytes"},
     };
     for (const Broken& broken : passes) {
-        const Ptr<TcpServer> pServer = TcpServer::Construct(Value::Null);
-        ASSERT_TRUE(pServer->Listen("", 0));
         const Ptr<Node> pReplica = MakeNode();
         pReplica->SetSourceTrusted(false);
-        mNodes.push_back(pReplica);
-        ASSERT_TRUE(pReplica->Join("127.0.0.1", pServer->GetPort()));
-        Ptr<TcpStream> pStream;
-        ASSERT_TRUE(WaitFor([&] { return (pStream = pServer->Accept()) != nullptr; }));
-        Agree(pStream);
+        const Ptr<TcpStream> pStream = ServeByHand(pReplica);
+        ASSERT_NE(pStream, nullptr);
         Put(pStream, broken.mPass);
         EXPECT_THAT(WaitForError(), HasSubstr(broken.mpError));
         EXPECT_EQ(pReplica->GetState(), Node::LOST);

@@ -5,6 +5,7 @@
 #include "Support/Paths.h"
 #include "Support/Sanitizer.h"
 #include "Support/TempFolder.h"
+#include "Support/ToolFixture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,9 +28,6 @@ using testing::StartsWith;
 namespace
 {
 
-constexpr char HEAD[] = "<?xml version=\"1.0\"?>\n<QuirlData id=\"1784827729\" version=\"3\">\n";
-constexpr char TAIL[] = "</QuirlData>\n";
-
 // A table with a list of two, a shared object, an array and properties of its own.
 constexpr char CREW[] = R"(<Object Module="QBase" Class="Table" Path="root">
   <Property Name="Note" Type="String" Dynamic="true">calm</Property>
@@ -49,18 +47,6 @@ constexpr char CREW[] = R"(<Object Module="QBase" Class="Table" Path="root">
   <Property Name="Friend" Type="Object" Dynamic="true">root[crew][0]</Property>
 </Object>
 )";
-
-std::string Document(const std::string& objects)
-{
-    return HEAD + objects + TAIL;
-}
-
-std::string Replaced(std::string text, const std::string& what, const std::string& by)
-{
-    const std::size_t place = text.find(what);
-    EXPECT_NE(place, text.npos) << what;
-    return place == text.npos ? text : text.replace(place, what.size(), by);
-}
 
 std::vector<std::string> Lines(const std::string& text)
 {
