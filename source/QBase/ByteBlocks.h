@@ -10,9 +10,10 @@
 
 #pragma once
 
+#include "QBase/Export.h"
+
 #include <cstddef>
 #include <memory>
-#include <utility>
 #include <vector>
 
 namespace QBase
@@ -59,8 +60,9 @@ public:
     }
 
 private:
-    static constexpr std::size_t FIRST_BLOCK = 4 * 1024;
-    static constexpr std::size_t LARGEST_BLOCK = 64 * 1024;
+    // Each block is as large as all before it, within these bounds.
+    static constexpr std::size_t SMALLEST_BLOCK = 4 * 1024;
+    static constexpr std::size_t LARGEST_BLOCK = 8 * 1024 * 1024;
 
     std::size_t GetSizeOfLast() const
     {
@@ -74,16 +76,7 @@ private:
         }
     }
 
-    void AddBlock()
-    {
-        const std::size_t capacity = mBlocks.empty() ? FIRST_BLOCK : LARGEST_BLOCK;
-        std::unique_ptr<unsigned char[]> pData(new unsigned char[capacity]);
-        CloseLast();
-        mSizeBefore = GetSize();
-        mBlocks.push_back({std::move(pData), 0});
-        mpNext = mBlocks.back().mpData.get();
-        mpEnd = mpNext + capacity;
-    }
+    QBASE_API void AddBlock();
 
     std::vector<Block> mBlocks;
     std::size_t mSizeBefore = 0; // of all blocks but the last

@@ -8,10 +8,11 @@
 
 #pragma once
 
+#include "QBase/Export.h"
+
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <string_view>
 
 namespace QBase
@@ -56,19 +57,7 @@ public:
 
 private:
     // Like the standard containers, out of memory it throws.
-    void Grow(std::size_t size)
-    {
-        std::size_t capacity = mCapacity + mCapacity / 2 + 256;
-        if (capacity - mSize < size) {
-            capacity = mSize + size;
-        }
-        void* const pData = std::realloc(mpData, capacity);
-        if (pData == nullptr) {
-            throw std::bad_alloc();
-        }
-        mpData = static_cast<unsigned char*>(pData);
-        mCapacity = capacity;
-    }
+    QBASE_API void Grow(std::size_t size);
 
     unsigned char* mpData = nullptr;
     std::size_t mSize = 0;

@@ -22,6 +22,10 @@ void FreeAligned(void* p);
 /// Keeps the contents up to the smaller size; null, with the old block untouched, when memory is short.
 void* ReallocAligned(void* p, std::size_t size);
 
+/// Says that memory of the heap, megabytes of it, is about to be filled, so that the system hands it out in
+/// larger pieces than usual, if it can. Changes no byte.
+void PrepareToFill(void* p, std::size_t size);
+
 // Debugger.
 
 /// Stops in the debugger. Returns when it resumes the program; without one the program ends.

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,6 +20,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -80,6 +82,19 @@ void* ReallocAligned(void* p, std::size_t size)
     std::memcpy(pAligned, pResized, size);
     std::free(pResized);
     return pAligned;
+}
+
+void PrepareToFill([[maybe_unused]] void* p, [[maybe_unused]] std::size_t size)
+{
+#if defined(MADV_HUGEPAGE)
+    const std::uintptr_t pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(p);
+    const std::uintptr_t begin = (address + pageSize - 1) / pageSize * pageSize;
+    const std::uintptr_t end = (address + size) / pageSize * pageSize;
+    if (begin < end) {
+        madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE); // where it fails all is as usual
+    }
+#endif
 }
 
 // Debugger

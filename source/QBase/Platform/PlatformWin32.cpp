@@ -142,6 +142,9 @@ void* ReallocAligned(void* p, std::size_t size)
     return _aligned_realloc(p, size, ALIGNMENT);
 }
 
+void PrepareToFill(void*, std::size_t)
+{} // larger pages are for users with a privilege
+
 // Debugger
 
 void DebugBreak()
