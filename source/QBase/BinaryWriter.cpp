@@ -23,22 +23,6 @@ bool ReportTooLarge()
     return false;
 }
 
-bool WriteAll(File* pFile, const unsigned char* pBytes, std::size_t numBytes)
-{
-    const int count = static_cast<int>(numBytes); // the writer makes no more than that
-    return pFile->Write(pBytes, count) == count;
-}
-
-bool WriteBlocks(File* pFile, ByteBlocks& rBlocks)
-{
-    for (const ByteBlocks::Block& block : rBlocks.Finish()) {
-        if (!WriteAll(pFile, block.mpData.get(), block.mSize)) {
-            return false;
-        }
-    }
-    return true;
-}
-
 } // namespace
 
 bool BinaryWriter::Write(Object* pObject)
@@ -46,22 +30,29 @@ bool BinaryWriter::Write(Object* pObject)
     if (!mWalk.Run(pObject)) {
         return false;
     }
-    const std::size_t size = COUNTS_SIZE + mTextBytes + mObjects.GetSize() + mBody.GetSize();
-    return size <= GetLargestStoredSize() || ReportTooLarge();
+    return GetSize() <= GetLargestStoredSize() || ReportTooLarge();
 }
 
-// What stands before the objects' records is known last.
+std::size_t BinaryWriter::GetSize() const
+{
+    return COUNTS_SIZE + mTextBytes + mObjects.GetSize() + mBody.GetSize();
+}
+
+// What stands before the objects' records is known last. A file may be a stream or a disk of any kind, so it
+// gets everything in one piece.
 bool BinaryWriter::WriteToFile(File* pFile)
 {
-    ByteBuffer texts;
-    texts.MakeRoom(COUNTS_SIZE + mTextBytes);
-    WriteInt(texts, static_cast<int>(mTexts.size()));
-    WriteInt(texts, mNumObjects);
+    ByteBuffer bytes;
+    bytes.MakeRoom(GetSize());
+    WriteInt(bytes, static_cast<int>(mTexts.size()));
+    WriteInt(bytes, mNumObjects);
     for (const String& text : mTexts) {
-        ValueBytes::WriteString(texts, text);
+        ValueBytes::WriteString(bytes, text);
     }
-    return WriteAll(pFile, texts.GetData(), texts.GetSize()) && WriteBlocks(pFile, mObjects) &&
-           WriteBlocks(pFile, mBody);
+    mObjects.MoveTo(bytes);
+    mBody.MoveTo(bytes);
+    const int count = static_cast<int>(bytes.GetSize()); // Write made sure that it fits
+    return pFile->Write(bytes.GetData(), count) == count;
 }
 
 bool BinaryWriter::BeginObject(GraphClass& rClass)

@@ -28,6 +28,8 @@ public:
 private:
     friend class GraphWalk<BinaryWriter>;
 
+    std::size_t GetSize() const; // of the file without its header
+
     // Texts are interned: each has one address.
     static std::uint64_t KeyOf(const String& text) { return PositionIndex::KeyOf(&text.buffer_utf8()); }
 

@@ -8,6 +8,15 @@
 namespace QBase
 {
 
+void ByteBlocks::MoveTo(ByteBuffer& rBuffer)
+{
+    CloseLast();
+    for (Block& rBlock : mBlocks) {
+        rBuffer.Append(rBlock.mpData.get(), rBlock.mSize);
+        rBlock.mpData.reset();
+    }
+}
+
 void ByteBlocks::AddBlock()
 {
     constexpr std::size_t LARGE = 2 * 1024 * 1024;

@@ -1,15 +1,16 @@
-// ByteBlocks collects bytes that nobody needs in one piece, in blocks that never move: however many they get,
-// none is copied. Its memory is outside the library's allocator.
+// ByteBlocks collects bytes that nobody needs in one piece yet, in blocks that never move: however many they
+// get, none is copied before the end. Its memory is outside the library's allocator.
 //
 //     ByteBlocks blocks;
 //     unsigned char* p = blocks.MakeRoom(16);      // up to 16 bytes may be written there
 //     const unsigned place = blocks.GetPlace();    // of the first of them
 //     blocks.Advance(7);                           // 7 of them were
 //     blocks.GetAt(place)[0] = 1;
-//     for (const ByteBlocks::Block& block : blocks.Finish()) ... // the bytes in their order
+//     blocks.MoveTo(buffer);                       // in their order, at last
 
 #pragma once
 
+#include "QBase/ByteBuffer.h"
 #include "QBase/Export.h"
 
 #include <cstddef>
@@ -22,12 +23,6 @@ namespace QBase
 class ByteBlocks
 {
 public:
-    struct Block
-    {
-        std::unique_ptr<unsigned char[]> mpData;
-        std::size_t mSize;
-    };
-
     /// The end of the bytes, with room for `size` more, which are few. Out of memory it throws, like the
     /// standard containers.
     unsigned char* MakeRoom(std::size_t size)
@@ -52,14 +47,16 @@ public:
 
     std::size_t GetSize() const { return mSizeBefore + GetSizeOfLast(); }
 
-    /// The blocks in their order. Ends the collection.
-    const std::vector<Block>& Finish()
-    {
-        CloseLast();
-        return mBlocks;
-    }
+    /// Appends all bytes to `rBuffer` and lets each block go once it is copied. Ends the collection.
+    QBASE_API void MoveTo(ByteBuffer& rBuffer);
 
 private:
+    struct Block
+    {
+        std::unique_ptr<unsigned char[]> mpData;
+        std::size_t mSize;
+    };
+
     // Each block is as large as all before it, within these bounds.
     static constexpr std::size_t SMALLEST_BLOCK = 4 * 1024;
     static constexpr std::size_t LARGEST_BLOCK = 8 * 1024 * 1024;

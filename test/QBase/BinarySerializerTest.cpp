@@ -351,30 +351,28 @@ TEST(BinarySerializerTest, SerializeAndDeserializeCanBeCalledByName)
     EXPECT_EQ(loaded.AsObject()->GetClassTable(), Object::ClassTable());
 }
 
-TEST(BinarySerializerTest, SavingASmallGraphTakesFourWritesAndLoadingItTwoReads)
+TEST(BinarySerializerTest, SavingTakesTwoWritesAndLoadingASmallGraphTwoReads)
 {
     const Ptr<CountingFile> pFile = new CountingFile;
     const Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
     const TwoPairs pairs;
     EXPECT_TRUE(pSerializer->Serialize(pairs.mpA, pFile));
     const int rest = pFile->GetSize() - 8;
-    const int records = 4 * 9 + 3 * 9; // of four properties and of three
-    EXPECT_THAT(pFile->mWrites, ElementsAre(8, rest - 2 * 16 - records, 2 * 16, records));
+    EXPECT_THAT(pFile->mWrites, ElementsAre(8, rest));
     pFile->SeekStart(0);
     const Value loaded = pSerializer->Deserialize(pFile);
     EXPECT_THAT(pFile->mReads, ElementsAre(8, rest));
     Dissolve(loaded.AsObject());
 }
 
-TEST(BinarySerializerTest, ALargeGraphIsWrittenAndReadInFewBlocksEachByteOnce)
+TEST(BinarySerializerTest, ALargeGraphIsWrittenAtOnceAndReadInFewBlocksEachByteOnce)
 {
     const Ptr<CountingFile> pFile = new CountingFile;
     const Ptr<BinarySerializer> pSerializer = BinarySerializer::Construct(Value::Null);
     const Ptr<List> pList = ListOfPairs(50000);
     EXPECT_TRUE(pSerializer->Serialize(pList, pFile));
     const int size = pFile->GetSize();
-    EXPECT_EQ(std::accumulate(pFile->mWrites.begin(), pFile->mWrites.end(), 0), size);
-    EXPECT_LE(pFile->mWrites.size(), static_cast<std::size_t>(size) / 60000 + 8);
+    EXPECT_THAT(pFile->mWrites, ElementsAre(8, size - 8));
     pFile->SeekStart(0);
     const Value loaded = pSerializer->Deserialize(pFile);
     EXPECT_TRUE(AreSameGraph(pList, loaded.AsObject()));
