@@ -42,12 +42,13 @@ constexpr std::uint64_t HASH = 0;
 
 std::vector<Name> NamesOfOneHash(int count)
 {
-    std::vector<Name> names;
+    std::vector<Name> names(static_cast<std::size_t>(count));
     for (int i = 1; i <= count; ++i) {
         std::uint64_t words[2] = {static_cast<std::uint64_t>(i), (sizeof(words) ^ i) * 0x9E3779B97F4A7C15u};
         words[1] ^= words[1] >> 32;
-        names.push_back({std::string(reinterpret_cast<const char*>(words), sizeof(words))});
-        EXPECT_EQ(QuickHash(names.back().mText), HASH);
+        std::string& rText = names[static_cast<std::size_t>(i - 1)].mText;
+        rText.assign(reinterpret_cast<const char*>(words), sizeof(words));
+        EXPECT_EQ(QuickHash(rText), HASH);
     }
     return names;
 }
