@@ -79,7 +79,8 @@ std::string ShowShortly(std::string_view text, bool& rbCut)
 std::string ShowShortly(std::string_view text)
 {
     bool bCut = false;
-    return ShowShortly(text, bCut) + (bCut ? "..." : "");
+    const std::string shown = ShowShortly(text, bCut);
+    return bCut ? shown + "..." : shown;
 }
 
 std::string QuoteShortly(std::string_view text)
