@@ -23,6 +23,7 @@
 #include <cstdint>
 #include <memory>
 #include <memory_resource>
+#include <new>
 #include <unordered_map>
 #include <utility>
 
@@ -75,6 +76,9 @@ public:
         const auto found = mPages.find(id / PAGE_SIZE);
         return found == mPages.end() ? nullptr : found->second.mEntries[id % PAGE_SIZE];
     }
+
+    /// Afterwards Insert of that id takes no memory.
+    void MakeRoom(std::uint32_t id) { mPages[id / PAGE_SIZE]; }
 
     /// The id is free.
     void Insert(std::uint32_t id, Entry* pEntry)
@@ -155,9 +159,11 @@ public:
         return id;
     }
 
-    /// An id that somebody else gave; it is free, and the object has none.
+    /// An id that somebody else gave; it is free, and the object has none. Out of memory it throws, and the
+    /// object has none still.
     void Record(std::uint32_t id, Object* pObject)
     {
+        mIds.MakeRoom(id);
         mIds.Insert(id, &mEntries.emplace(pObject, Entry{pObject, id}).first->second);
     }
 
@@ -237,6 +243,8 @@ private:
     // Names are interned: the address of the text is the name.
     using Index = std::pmr::unordered_map<const char*, NamedId*>;
 
+    void BuildIndex();
+
     Ptr<Object> mpOwner;
     std::pmr::polymorphic_allocator<> mMemory; // of the table
     NamedId* mpFirst = nullptr;
@@ -268,13 +276,11 @@ public:
     }
 
     /// An entry under an id that somebody else gave; the id is free. When the name has an id already,
-    /// look-ups by name answer the new one.
+    /// look-ups by name answer the new one. Out of memory it throws, and nothing has changed.
     NamedId* Record(std::uint32_t id, Object* pOwner, const String& name)
     {
-        NameChain* const pKnown = FindChain(pOwner);
-        NameChain& rChain =
-            pKnown != nullptr ? *pKnown : mChains.try_emplace(pOwner, pOwner, mMemory).first->second;
-        NamedId* const pEntry = rChain.Append(id, name);
+        mIds.MakeRoom(id);
+        NamedId* const pEntry = Append(id, pOwner, name);
         mIds.Insert(id, pEntry);
         return pEntry;
     }
@@ -312,6 +318,20 @@ private:
         return mpLastChain;
     }
 
+    NamedId* Append(std::uint32_t id, Object* pOwner, const String& name)
+    {
+        if (NameChain* const pKnown = FindChain(pOwner)) {
+            return pKnown->Append(id, name);
+        }
+        NameChain& rChain = mChains.try_emplace(pOwner, pOwner, mMemory).first->second;
+        try {
+            return rChain.Append(id, name);
+        } catch (const std::bad_alloc&) {
+            RemoveChain(&rChain);
+            throw;
+        }
+    }
+
     void RemoveChain(NameChain* pChain)
     {
         const Ptr<Object> pLast = pChain->GetOwner(); // goes when the tables are whole again
@@ -343,12 +363,25 @@ inline NamedId* NameChain::Find(const String& name)
     return nullptr;
 }
 
+// What takes memory comes before what changes anything.
 inline NamedId* NameChain::Append(std::uint32_t id, const String& name)
 {
-    if (NamedId* const pOld = Find(name)) {
-        pOld->mbAnswering = false;
+    NamedId* const pOld = Find(name);
+    if (mCount == LONGEST_SEARCH && mpIndex == nullptr) {
+        BuildIndex();
     }
     NamedId* const pEntry = mMemory.new_object<NamedId>(id, mpOwner, name);
+    if (mpIndex != nullptr) {
+        try {
+            (*mpIndex)[pEntry->mName.c_str()] = pEntry;
+        } catch (const std::bad_alloc&) {
+            mMemory.delete_object(pEntry);
+            throw;
+        }
+    }
+    if (pOld != nullptr) {
+        pOld->mbAnswering = false;
+    }
     if (mpFirst == nullptr) {
         mpFirst = mpExpected = pEntry->mpPrevious = pEntry->mpNext = pEntry;
     } else {
@@ -356,18 +389,21 @@ inline NamedId* NameChain::Append(std::uint32_t id, const String& name)
         pEntry->mpNext = mpFirst;
         pEntry->mpPrevious->mpNext = mpFirst->mpPrevious = pEntry;
     }
-    if (++mCount > LONGEST_SEARCH && mpIndex == nullptr) {
-        mpIndex = std::make_unique<Index>(mMemory);
-        for (NamedId* p = mpFirst; p != pEntry; p = p->mpNext) {
-            if (p->mbAnswering) {
-                mpIndex->emplace(p->mName.c_str(), p);
-            }
-        }
-    }
-    if (mpIndex != nullptr) {
-        (*mpIndex)[pEntry->mName.c_str()] = pEntry;
-    }
+    ++mCount;
     return pEntry;
+}
+
+inline void NameChain::BuildIndex()
+{
+    auto pIndex = std::make_unique<Index>(mMemory);
+    NamedId* pEntry = mpFirst;
+    do {
+        if (pEntry->mbAnswering) {
+            pIndex->emplace(pEntry->mName.c_str(), pEntry);
+        }
+        pEntry = pEntry->mpNext;
+    } while (pEntry != mpFirst);
+    mpIndex = std::move(pIndex);
 }
 
 inline void NameChain::Remove(NamedId* pEntry)

@@ -1,8 +1,11 @@
 #include "QBase/ReplicationIds.h"
 
+#include "Support/CountedAllocations.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <new>
 #include <vector>
 
 using namespace QBase;
@@ -180,4 +183,91 @@ TEST(ReplicationIdsTest, IdsFarApartAreFoundAndForgotten)
         EXPECT_EQ(objects.Find(i * 858993u + 15), nullptr);
     }
     EXPECT_EQ(objects.Find(0xFFFFFFFFu), owners.back());
+}
+
+// Whoever is forgotten afterwards takes nobody else's id along.
+TEST(ReplicationIdsTest, AnObjectThatGotNoIdForLackOfMemoryHasNone)
+{
+    for (std::uint32_t numObjects = 0; numObjects < 40; ++numObjects) { // so that pools are full at times
+        bool bFailed = true;
+        for (int after = 0; bFailed; ++after) {
+            IdCounter next;
+            ObjectIdTable objects;
+            for (std::uint32_t i = 0; i < numObjects; ++i) {
+                objects.Assign(MakePlain(), next);
+            }
+            const Ptr<Object> pNew = MakePlain();
+            const Ptr<Object> pNeighbour = MakePlain();
+            try {
+                const FailingNew failing(1, after);
+                objects.Record(1000, pNew);
+                bFailed = failing.HasFailed();
+            } catch (const std::bad_alloc&) {
+                EXPECT_EQ(objects.Find(pNew), NO_ID);
+            }
+            EXPECT_EQ(objects.Find(1000) == nullptr, bFailed);
+            objects.Record(1001, pNeighbour); // in the same page of ids
+            EXPECT_EQ(objects.Remove(pNew), !bFailed);
+            EXPECT_EQ(objects.Find(1001), pNeighbour);
+            EXPECT_EQ(pNew->GetReferenceCount(), 1);
+        }
+    }
+}
+
+TEST(ReplicationIdsTest, ANameThatGotNoIdForLackOfMemoryHasNone)
+{
+    for (std::uint32_t numNames = 0; numNames < 40; ++numNames) { // beyond the names that are found in turn
+        bool bFailed = true;
+        for (int after = 0; bFailed; ++after) {
+            IdCounter next;
+            NamedIdTable names;
+            const Ptr<Object> pOwner = MakePlain();
+            const Ptr<Object> pNeighbour = MakePlain();
+            for (std::uint32_t i = 0; i < numNames; ++i) {
+                names.Assign(pOwner, String::Format("N%u", i), next);
+            }
+            const String name("new");
+            try {
+                const FailingNew failing(1, after);
+                names.Record(1000, pOwner, name);
+                bFailed = failing.HasFailed();
+            } catch (const std::bad_alloc&) {
+                EXPECT_EQ(names.Find(pOwner, name), nullptr);
+                EXPECT_EQ(pOwner->GetReferenceCount(), numNames == 0 ? 1 : 2);
+            }
+            EXPECT_EQ(names.Find(1000) == nullptr, bFailed);
+            names.Record(1001, pNeighbour, name); // in the same page of ids
+            names.RemoveOwner(pOwner);
+            EXPECT_EQ(names.Find(1000), nullptr);
+            ASSERT_NE(names.Find(1001), nullptr);
+            EXPECT_EQ(names.Find(pNeighbour, name), names.Find(1001));
+            EXPECT_EQ(pOwner->GetReferenceCount(), 1);
+        }
+    }
+}
+
+TEST(ReplicationIdsTest, ANameKeepsItsFirstIdWhereThereIsNoMemoryForASecond)
+{
+    for (std::uint32_t numNames = 0; numNames < 40; ++numNames) {
+        bool bFailed = true;
+        for (int after = 0; bFailed; ++after) {
+            IdCounter next;
+            NamedIdTable names;
+            const Ptr<Object> pOwner = MakePlain();
+            NamedId* const pFirst = names.Assign(pOwner, "twice", next);
+            for (std::uint32_t i = 0; i < numNames; ++i) {
+                names.Assign(pOwner, String::Format("N%u", i), next);
+            }
+            NamedId* pSecond = nullptr;
+            try {
+                const FailingNew failing(1, after);
+                pSecond = names.Record(1000, pOwner, "twice");
+                bFailed = failing.HasFailed();
+            } catch (const std::bad_alloc&) {
+                EXPECT_EQ(names.Find(1000), nullptr);
+            }
+            EXPECT_EQ(names.Find(pOwner, "twice"), bFailed ? pFirst : pSecond);
+            EXPECT_EQ(names.Find(1), pFirst);
+        }
+    }
 }
