@@ -69,7 +69,7 @@ Value ConstructObject(ClassInfoTable* pClass)
         return Value::Null;
     }
     return static_cast<Function*>(pConstruct)
-        ->Invoke(nullptr, Value::Null, Value::Null, Value::Null, Value::Null, Value::Null);
+        ->CallOn(nullptr, Value::Null, Value::Null, Value::Null, Value::Null, Value::Null);
 }
 
 // What the peer has in there comes as packets of its own; what the constructor put in would be in the way.
@@ -152,7 +152,11 @@ void PacketApplier::ApplyAddObject()
     }
     const Value constructed = ConstructObject(pClass);
     Object* const pObject = constructed.AsObject();
-    if (Require(pObject != nullptr, "ASSERT( id.pObject )", __LINE__) && LeftMemory(pObject)) {
+    const bool bNew = pObject != nullptr && mState.mObjects.Find(pObject) == NO_ID;
+    if (Require(bNew, "ASSERT( id.pObject )", __LINE__) &&
+        Require(mState.mObjects.Find(objectId) == nullptr, "ASSERT( !FindObject( packet.objectId ) )",
+                __LINE__) && // the class may have had an id given meanwhile
+        LeftMemory(pObject)) {
         ClearChildren(pObject);
         mState.mObjects.Record(objectId, pObject);
     }

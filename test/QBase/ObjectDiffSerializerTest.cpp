@@ -308,6 +308,52 @@ QBASE_IMPLEMENT(SerializerTest, NarrowStream)
 void NarrowStream::Implement()
 {}
 
+// For the time of a block, lets a test say what objects of a class are made of.
+class MadeBy
+{
+public:
+    using Make = std::function<Ptr<Object>()>;
+
+    MadeBy(ClassInfoTable* pClass, const Make& make) : mpClass(pClass), mpOld(pClass->Find("Construct"))
+    {
+        mpClass->Insert("Construct", new Maker(make, mbGone));
+    }
+    ~MadeBy() { mpClass->Insert("Construct", mpOld); }
+    MadeBy(const MadeBy&) = delete;
+    MadeBy& operator=(const MadeBy&) = delete;
+
+    // Puts the usual one back early.
+    void PutBack() { mpClass->Insert("Construct", mpOld); }
+    bool IsGone() const { return mbGone; }
+
+private:
+    class Maker final : public Function
+    {
+    public:
+        Maker(const Make& make, bool& rbGone)
+            : Function(Function::Static, Value::TYPE_OBJECT, Value::TYPE_VALUE, Value::TYPE_VOID,
+                       Value::TYPE_VOID, Value::TYPE_VOID, Value::TYPE_VOID),
+              mMake(make), mrbGone(rbGone)
+        {}
+        ~Maker() override { mrbGone = true; }
+
+        Value Invoke(Object*, const Value&, const Value&, const Value&, const Value&, const Value&) override
+        {
+            return Value(mMake());
+        }
+        ClassInfoTable* GetTargetClass() const override { return nullptr; }
+        ClassInfoTable* GetArgClass(int) const override { return nullptr; }
+
+    private:
+        Make mMake;
+        bool& mrbGone;
+    };
+
+    ClassInfoTable* mpClass;
+    Ptr<Object> mpOld;
+    bool mbGone = false;
+};
+
 // Its constructor fills what it has.
 class Furnished : public Object
 {
@@ -1985,6 +2031,58 @@ TEST_F(ReplicaTest, AnObjectOfAClassThatMakesNoneFailsTheAssertion)
     EXPECT_EQ(Find(9), nullptr);
     Receive("01 00 09000000");
     EXPECT_NE(Find(9), nullptr);
+}
+
+// Such a class has one object for all who ask. Under a second id nobody could tell which of the two goes.
+TEST_F(ReplicaTest, AnObjectThatHasAnIdAlreadyIsNoNewOne)
+{
+    const Ptr<Object> pOnly = Probe::Construct(Value::Null);
+    const MadeBy made(Probe::ClassTable(), [&] { return pOnly; });
+    CapturedMessages messages;
+    const ResumedAssertions resumed;
+    Receive("01 03 01000000 01 03 02000000");
+    EXPECT_THAT(messages.TakeError(), EndsWith("): ASSERT( id.pObject )"));
+    EXPECT_EQ(resumed.GetCount(), 1);
+    EXPECT_EQ(Find(1), pOnly);
+    EXPECT_EQ(Find(2), nullptr);
+    Receive("02 01000000");
+    EXPECT_EQ(Find(1), nullptr);
+    EXPECT_EQ(Find(2), nullptr);
+    Receive("01 03 02000000");
+    EXPECT_EQ(Find(2), pOnly);
+}
+
+TEST_F(ReplicaTest, AnIdThatWasTakenWhileItsObjectWasMadeIsNotGivenTwice)
+{
+    const Ptr<Object> pOther = MakePlain();
+    const MadeBy made(Probe::ClassTable(), [&] {
+        mpReplica->AddObjectId(pOther);
+        return Ptr<Object>(List::Construct(Value::Null));
+    });
+    CapturedMessages messages;
+    const ResumedAssertions resumed;
+    Receive("01 03 01000000");
+    EXPECT_THAT(messages.TakeError(), EndsWith("): ASSERT( !FindObject( packet.objectId ) )"));
+    EXPECT_EQ(resumed.GetCount(), 1);
+    EXPECT_EQ(Find(1), pOther);
+    EXPECT_EQ(mpReplica->RemoveObjectId(pOther), 1u);
+    EXPECT_EQ(Find(1), nullptr);
+}
+
+TEST_F(ReplicaTest, AConstructThatReplacesItselfIsHeldMeanwhile)
+{
+    MadeBy* pMade = nullptr;
+    MadeBy made(Probe::ClassTable(), [&pMade] {
+        MadeBy& rMade = *pMade;
+        rMade.PutBack();
+        EXPECT_FALSE(rMade.IsGone());
+        return Ptr<Object>(List::Construct(Value::Null));
+    });
+    pMade = &made;
+    Receive("01 03 01000000 01 03 02000000");
+    EXPECT_TRUE(made.IsGone());
+    EXPECT_TRUE(Find(1)->IsExactType(List::ClassTable()));
+    EXPECT_TRUE(Find(2)->IsExactType(Probe::ClassTable()));
 }
 
 TEST_F(ReplicaTest, AResumedViolationConsumesItsPacketWithoutEffect)
