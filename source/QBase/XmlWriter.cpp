@@ -5,6 +5,7 @@
 #include "QBase/ValueText.h"
 
 #include <charconv>
+#include <cstdint>
 #include <cstring>
 
 namespace QBase
@@ -299,13 +300,15 @@ bool XmlWriter::Finish()
         mText.Append(head);
         return true;
     }
-    std::size_t size = head.size() + END.size();
+    std::uint64_t measured =
+        head.size() + END.size(); // of few large paths that many refer to: beyond 32 bits
     for (std::size_t position = 0; position < mObjects.size(); ++position) {
-        size += MeasureObject(position);
+        measured += MeasureObject(position);
     }
-    if (size > GetLargestStoredSize()) {
+    if (measured > GetLargestStoredSize()) {
         return ReportTooLarge();
     }
+    const std::size_t size = static_cast<std::size_t>(measured);
     const std::size_t oldSize = mText.GetSize();
     mText.MakeRoom(size - oldSize);
     mText.Advance(size - oldSize);
@@ -319,11 +322,11 @@ bool XmlWriter::Finish()
 }
 
 // What SpreadObject makes.
-std::size_t XmlWriter::MeasureObject(std::size_t position)
+std::uint64_t XmlWriter::MeasureObject(std::size_t position)
 {
     const ObjectRecord& object = mObjects[position];
     const std::size_t textSize = object.mTextEnd - GetTextBegin(position);
-    std::size_t size = object.mpClass->mText.size() + GetEscapedPath(position, XmlText::ATTRIBUTE).size();
+    std::uint64_t size = object.mpClass->mText.size() + GetEscapedPath(position, XmlText::ATTRIBUTE).size();
     size += textSize > 0 ? 3 + textSize + CLOSING_TAG.size() : 4;
     for (std::size_t i = GetWaysBegin(position); i < object.mWaysEnd; ++i) {
         size += GetEscapedPath(static_cast<std::size_t>(mWays[i].mPosition), XmlText::CONTENT).size();

@@ -82,7 +82,7 @@ private:
     void WriteReference(Object* pObject, Way::Kind kind, int index, int name);
 
     bool Finish();
-    std::size_t MeasureObject(std::size_t position);
+    std::uint64_t MeasureObject(std::size_t position);
     void SpreadObject(std::size_t position, Spreading& rText);
 
     void MakePath(ObjectRecord& rObject);

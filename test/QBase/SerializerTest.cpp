@@ -671,6 +671,28 @@ TEST(SerializerTest, ASaveThatRunsOutOfMemoryIsReported)
     }
 }
 
+// Each reference holds the whole path of what it leads to. These would take 4 GiB and some bytes, of which a
+// number of 32 bits shows the bytes alone.
+TEST(SerializerTest, ADocumentThatSomeReferencesMakeTooLargeIsReportedAndNotSaved)
+{
+    constexpr int NUM_REFERENCES = 4096;
+    const Ptr<Table> pRoot = Table::Construct(Value::Null);
+    const Ptr<List> pList = List::Construct(Value::Null);
+    const Ptr<Object> pFar = Object::Construct(Value::Null);
+    pRoot->Insert(std::string(1024 * 1024, 'n').c_str(), pFar);
+    pFar->AddPropertyValueFromValue("references", pList);
+    for (int i = 0; i < NUM_REFERENCES; ++i) {
+        pList->Insert(pFar);
+    }
+    const Ptr<MemoryFile> pFile = EmptyFile();
+    CapturedMessages messages;
+    const Ptr<AsciiSerializer> pSerializer = AsciiSerializer::Construct(Value::Null);
+    EXPECT_FALSE(pSerializer->Serialize(pRoot, pFile));
+    EXPECT_THAT(messages.TakeError(), EndsWith("the document would take more than 2147483647 bytes"));
+    EXPECT_EQ(pFile->GetSize(), 0);
+    pList->Clear();
+}
+
 TEST(SerializerTest, AGraphThatIsTooLargeForOneWriteIsReportedAndNotSaved)
 {
     GraphOptions options;
