@@ -84,16 +84,17 @@ NewFunction ParseFunction(const std::string& text)
 {
     const std::size_t open = text.find('(');
     const std::size_t close = text.rfind(')');
+    const std::string name = Trim(text.substr(0, std::min({open, text.find(':'), text.size()})));
     const std::string behind =
         Trim(open == text.npos ? text.substr(std::min(text.find(':'), text.size()))
                                : text.substr(close == text.npos ? text.size() : close + 1));
     const bool bResult = behind.starts_with(":") && !Trim(behind.substr(1)).empty();
     if ((open == text.npos) != (close == text.npos) || (open != text.npos && close < open) ||
-        (!behind.empty() && !bResult)) {
+        (open != text.npos && text.find(':') < open) || (!behind.empty() && !bResult)) {
         throw Trouble("Failed to read the function " + Quote(text) +
                       " - it is no NAME(TYPE,...):TYPE; write \"Push(float, int): bool\", for example");
     }
-    NewFunction function{Trim(text.substr(0, std::min(open, text.find(':')))), {}, "void"};
+    NewFunction function{name, {}, "void"};
     function.mResult = bResult ? Trim(behind.substr(1)) : function.mResult;
     const std::string arguments = open == text.npos ? "" : Trim(text.substr(open + 1, close - open - 1));
     for (std::size_t start = 0; !arguments.empty() && start <= arguments.size();) {

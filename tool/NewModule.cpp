@@ -411,6 +411,24 @@ void CheckFunction(const NewFunction& function)
     }
 }
 
+// What the files of the module speak of by a name of its own, no class can be called: namespaces, and classes
+// of other modules that are bases, whose headers are called like them.
+void CheckNeighbours(const NewModule& module, const NewClass& described)
+{
+    const std::string failure = "Failed to name a class " + Quote(described.mName) + " - ";
+    const std::set<std::string> foreign = GetForeignModules(module);
+    if (described.mName == "QBase" || described.mName == "std" || foreign.count(described.mName) != 0) {
+        throw Trouble(failure + "its base or others come from a namespace of that name; choose another");
+    }
+    for (const NewClass& neighbour : module.mClasses) {
+        const Base base(neighbour.mBase);
+        if (!base.IsOwn() && ToLower(base.mClass) == ToLower(described.mName)) {
+            throw Trouble(failure + neighbour.mBase + " is a base here and its header is called like that; " +
+                          "choose another");
+        }
+    }
+}
+
 void CheckBase(const NewModule& module, const NewClass& described)
 {
     const std::string failure =
@@ -864,6 +882,7 @@ void CheckModule(const NewModule& module)
             throw Trouble("Failed to add the class " + Quote(described.mName) +
                           " twice, whatever the case of its letters; give each --class a name of its own");
         }
+        CheckNeighbours(module, described);
         CheckBase(module, described);
         MemberNames members(module, described);
         for (const NewProperty& property : described.mProperties) {

@@ -102,6 +102,27 @@ TEST_F(NewModuleTest, NamesThatNoCompilerTakesAreRefused)
                 EndsWith("Failed to name an argument \"class\" - it is a word of C++; choose another\n"));
 }
 
+// In its own files such a name would stand for the class and for something else.
+TEST_F(NewModuleTest, ClassesAreNotCalledLikeTheNamespacesAndForeignBasesOfTheirModule)
+{
+    for (const char* pName : {"QBase", "std"}) {
+        EXPECT_THAT(Refuse({"Rocket", "--class", pName}),
+                    EndsWith("Failed to name a class \"" + std::string(pName) +
+                             "\" - its base or others come from a namespace of that name; choose another\n"));
+    }
+    EXPECT_THAT(Refuse({"Rocket", "--module", "Solar", "--class", "Comet:Solar.Body", "--class", "Solar"}),
+                HasSubstr("Failed to name a class \"Solar\" - its base or others come from a namespace"));
+    EXPECT_THAT(
+        Refuse({"Rocket", "--module", "Solar", "--class", "Body:Solar.Body"}),
+        EndsWith("Failed to name a class \"Body\" - Solar.Body is a base here and its header is called "
+                 "like that; choose another\n"));
+    EXPECT_THAT(Refuse({"Rocket", "--module", "Solar", "--class", "body", "--class", "Comet:Solar.Body"}),
+                HasSubstr("Failed to name a class \"body\" - Solar.Body is a base here"));
+    EXPECT_THAT(Refuse({"Rocket", "--module", "QNet", "--class", "TcpServer:QNet.TcpServer"}),
+                HasSubstr("Failed to name a class \"TcpServer\" - QNet.TcpServer is a base here"));
+    ASSERT_EQ(Quirl({"new-module", "Boat", "--class", "Solar", "--class", "Body"}).mExitCode, 0);
+}
+
 TEST_F(NewModuleTest, ModulesAreNotCalledLikeWhatCMakeOrCHave)
 {
     for (const char* pName : {"test", "all", "install", "Nightly", "PACKAGE"}) {
@@ -140,7 +161,7 @@ TEST_F(NewModuleTest, FunctionsHaveArgumentsAndAResult)
 
 TEST_F(NewModuleTest, FunctionsThatCannotBeReadOrCalledAreRefused)
 {
-    for (const char* pFunction : {"Go(int", "Go int)", "Go)int(", "Go():", "Go(int)bool"}) {
+    for (const char* pFunction : {"Go(int", "Go int)", "Go)int(", "Go():", "Go(int)bool", "Go:bool(int)"}) {
         EXPECT_THAT(Refuse({"Rocket", "--function", pFunction}),
                     EndsWith("Failed to read the function \"" + std::string(pFunction) +
                              "\" - it is no NAME(TYPE,...):TYPE; write \"Push(float, int): bool\", for "
