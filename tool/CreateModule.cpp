@@ -182,7 +182,8 @@ std::string FindFolders(const NewModule& module)
         const std::string folder = GetModuleFolder(foreign);
         std::error_code error;
         if (!folder.empty()) {
-            folders += " -D" + foreign + "_FOLDER='" + fs::absolute(folder, error).generic_string() + "'";
+            folders +=
+                " -D" + foreign + "_FOLDER=" + QuoteForShell(fs::absolute(folder, error).generic_string());
         }
     }
     return folders;
@@ -194,9 +195,9 @@ void PrintNextCommand(const NewModule& module)
     const std::string prefix = FindPrefix();
     Output output;
     output.WriteLine("Next: cmake -S " + name + " -B " + name + "/build" +
-                     (prefix.empty() ? "" : " -DCMAKE_PREFIX_PATH='" + prefix + "'") + FindFolders(module) +
-                     " && cmake --build " + name + "/build && ctest --test-dir " + name +
-                     "/build --output-on-failure");
+                     (prefix.empty() ? "" : " -DCMAKE_PREFIX_PATH=" + QuoteForShell(prefix)) +
+                     FindFolders(module) + " && cmake --build " + name + "/build && ctest --test-dir " +
+                     name + "/build --output-on-failure");
     output.Finish();
 }
 

@@ -63,6 +63,9 @@ FileStamp GetFileStamp(const std::string& path);
 /// empty path for none.
 void RemoveWhenInterrupted(const std::string& path);
 
+/// A word as the shells of the system take it, whatever stands in it.
+std::string QuoteForShell(const std::string& word);
+
 /// Runs a program, looked for as a shell does, and gives it `input` to read. Its exit code; -1 when it
 /// cannot be started or was stopped.
 int RunProgram(const std::vector<std::string>& words, const std::string& input);

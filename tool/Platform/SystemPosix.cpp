@@ -210,6 +210,15 @@ void RemoveWhenInterrupted(const std::string& path)
     }
 }
 
+std::string QuoteForShell(const std::string& word)
+{
+    std::string quoted = "'";
+    for (const char character : word) {
+        quoted += character == '\'' ? "'\\''" : std::string(1, character);
+    }
+    return quoted + "'";
+}
+
 int RunProgram(const std::vector<std::string>& words, const std::string& input)
 {
     int ends[2];

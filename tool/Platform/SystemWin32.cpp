@@ -189,6 +189,12 @@ void RemoveWhenInterrupted(const std::string&)
     // A file that is open cannot be removed here.
 }
 
+// No path has a quotation mark in it.
+std::string QuoteForShell(const std::string& word)
+{
+    return "\"" + word + "\"";
+}
+
 int RunProgram(const std::vector<std::string>& words, const std::string& input)
 {
     std::wstring commandLine;

@@ -71,9 +71,10 @@ TEST_F(BuiltModuleTest, AModuleOfEveryTypeBuildsAgainstTheInstalledPackageAndPas
         EXPECT_THAT(classes.mOutput, HasSubstr("  Push(float, int): bool\n"));
     }
 
-    const std::string folder = PathOf("Rocket/build/bin");
+    ASSERT_EQ(Run("mv Rocket \"Rocket's\"").mExitCode, 0); // a name that shells take apart
+    const std::string folder = PathOf("Rocket'\\''s/build/bin");
     const Outcome derived = Run("package/bin/quirl new-module Shuttle --module Rocket --module-path "
-                                "Rocket/build/bin --class Wing:Rocket.Engine --property span:float");
+                                "\"Rocket's/build/bin\" --class Wing:Rocket.Engine --property span:float");
     const std::string nextButOne = "Next: cmake -S Shuttle -B Shuttle/build -DCMAKE_PREFIX_PATH='" + package +
                                    "' -DRocket_FOLDER='" + folder +
                                    "' && cmake --build Shuttle/build && ctest --test-dir Shuttle/build "
