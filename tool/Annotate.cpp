@@ -8,8 +8,6 @@
 #include "Report.h"
 #include "Text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <memory>
 
@@ -151,20 +149,20 @@ int RunAnnotate(const AnnotateOptions& options)
 
 } // namespace
 
-void AddAnnotate(CLI::App& rApp, int& rExitCode)
+void AddAnnotate(const Command& program, int& rExitCode)
 {
-    CLI::App* const pCommand =
-        rApp.add_subcommand("annotate", "Print every byte of a binary file or stream with its meaning");
+    const Command command =
+        program.AddCommand("annotate", "Print every byte of a binary file or stream with its meaning");
     const auto pOptions = std::make_shared<AnnotateOptions>();
-    pCommand->add_option("FILE", pOptions->mPath, "The file; - for standard input")->required();
-    pCommand->add_option("--as", pOptions->mForm, "What the bytes are, instead of recognising it")
-        ->check(CLI::IsMember({"file", "frames", "connection"}));
-    pCommand->add_flag("--json", pOptions->mbJson, "Print JSON, for programs: a line for each note");
-    AddModuleOptions(*pCommand, pOptions->mModules);
-    pCommand->add_flag("--given-modules-only", pOptions->mbGivenModulesOnly,
-                       "Load no module that only the file names");
-    pCommand->footer(FOOTER);
-    pCommand->callback([pOptions, &rExitCode] { rExitCode = RunAnnotate(*pOptions); });
+    command.AddOption("FILE", pOptions->mPath, "The file; - for standard input").Require();
+    command.AddOption("--as", pOptions->mForm, "What the bytes are, instead of recognising it")
+        .AllowOnly({"file", "frames", "connection"});
+    command.AddFlag("--json", pOptions->mbJson, "Print JSON, for programs: a line for each note");
+    AddModuleOptions(command, pOptions->mModules);
+    command.AddFlag("--given-modules-only", pOptions->mbGivenModulesOnly,
+                    "Load no module that only the file names");
+    command.SetFooter(FOOTER);
+    command.SetAction([pOptions, &rExitCode] { rExitCode = RunAnnotate(*pOptions); });
 }
 
 } // namespace Quirl

@@ -7,8 +7,6 @@
 #include "Report.h"
 #include "Text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <memory>
 
@@ -77,14 +75,14 @@ int RunCheck(const CheckOptions& options)
 
 } // namespace
 
-void AddCheck(CLI::App& rApp, int& rExitCode)
+void AddCheck(const Command& program, int& rExitCode)
 {
-    CLI::App* const pCommand = rApp.add_subcommand("check", "Load files and report every warning and error");
+    const Command command = program.AddCommand("check", "Load files and report every warning and error");
     const auto pOptions = std::make_shared<CheckOptions>();
-    pCommand->add_option("FILE", pOptions->mPaths, "The files; - for standard input")->required();
-    AddInputOptions(*pCommand, pOptions->mInput);
-    pCommand->footer(FOOTER);
-    pCommand->callback([pOptions, &rExitCode] { rExitCode = RunCheck(*pOptions); });
+    command.AddArguments("FILE", pOptions->mPaths, "The files; - for standard input").Require();
+    AddInputOptions(command, pOptions->mInput);
+    command.SetFooter(FOOTER);
+    command.SetAction([pOptions, &rExitCode] { rExitCode = RunCheck(*pOptions); });
 }
 
 } // namespace Quirl

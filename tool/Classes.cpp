@@ -7,8 +7,6 @@
 #include "Schema.h"
 #include "Text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <map>
 #include <memory>
 #include <string>
@@ -103,16 +101,16 @@ int RunClasses(const ClassesOptions& options)
 
 } // namespace
 
-void AddClasses(CLI::App& rApp, int& rExitCode)
+void AddClasses(const Command& program, int& rExitCode)
 {
-    CLI::App* const pCommand = rApp.add_subcommand(
+    const Command command = program.AddCommand(
         "classes", "List the classes of a module, or of all loaded ones, with properties and functions");
     const auto pOptions = std::make_shared<ClassesOptions>();
-    pCommand->add_option("MODULE", pOptions->mModule, "Only this module, loaded when needed");
-    AddModuleOptions(*pCommand, pOptions->mModules);
-    pCommand->add_flag("--json", pOptions->mbJson, "Print JSON, for programs");
-    pCommand->footer(FOOTER);
-    pCommand->callback([pOptions, &rExitCode] { rExitCode = RunClasses(*pOptions); });
+    command.AddOption("MODULE", pOptions->mModule, "Only this module, loaded when needed");
+    AddModuleOptions(command, pOptions->mModules);
+    command.AddFlag("--json", pOptions->mbJson, "Print JSON, for programs");
+    command.SetFooter(FOOTER);
+    command.SetAction([pOptions, &rExitCode] { rExitCode = RunClasses(*pOptions); });
 }
 
 } // namespace Quirl

@@ -5,24 +5,21 @@
 
 #pragma once
 
-namespace CLI
-{
-class App;
-}
+#include "CommandLine.h"
 
 namespace Quirl
 {
 
-void AddShow(CLI::App& rApp, int& rExitCode);
-void AddConvert(CLI::App& rApp, int& rExitCode);
-void AddDiff(CLI::App& rApp, int& rExitCode);
-void AddCheck(CLI::App& rApp, int& rExitCode);
-void AddClasses(CLI::App& rApp, int& rExitCode);
-void AddAnnotate(CLI::App& rApp, int& rExitCode);
-void AddConform(CLI::App& rApp, int& rExitCode);
-void AddGraph(CLI::App& rApp, int& rExitCode);
-void AddServe(CLI::App& rApp, int& rExitCode);
-void AddWatch(CLI::App& rApp, int& rExitCode);
-void AddNewModule(CLI::App& rApp, int& rExitCode);
+void AddShow(const Command& program, int& rExitCode);
+void AddConvert(const Command& program, int& rExitCode);
+void AddDiff(const Command& program, int& rExitCode);
+void AddCheck(const Command& program, int& rExitCode);
+void AddClasses(const Command& program, int& rExitCode);
+void AddAnnotate(const Command& program, int& rExitCode);
+void AddConform(const Command& program, int& rExitCode);
+void AddGraph(const Command& program, int& rExitCode);
+void AddServe(const Command& program, int& rExitCode);
+void AddWatch(const Command& program, int& rExitCode);
+void AddNewModule(const Command& program, int& rExitCode);
 
 } // namespace Quirl

@@ -9,8 +9,6 @@
 #include "Schema.h"
 #include "Text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <map>
 #include <memory>
@@ -472,21 +470,19 @@ std::vector<Breach> FindBreaches(const Schema& then, const Schema& now)
     return SchemaComparison(then, now).Run();
 }
 
-void AddConform(CLI::App& rApp, int& rExitCode)
+void AddConform(const Command& program, int& rExitCode)
 {
-    CLI::App* const pCommand =
-        rApp.add_subcommand("conform", "Tell what a change of classes breaks for files, peers and callers");
+    const Command command =
+        program.AddCommand("conform", "Tell what a change of classes breaks for files, peers and callers");
     const auto pOptions = std::make_shared<ConformOptions>();
-    pCommand->add_option("OLD", pOptions->mOld, "The schema before the change; - for standard input")
-        ->required();
-    pCommand->add_option("NEW", pOptions->mNew,
-                         "The schema after it; without it, the classes as they are now");
-    pCommand->add_option("--only", pOptions->mOnly, "Look at files, peers or callers alone")
-        ->check(CLI::IsMember({"files", "peers", "callers"}));
-    AddModuleOptions(*pCommand, pOptions->mModules);
-    pCommand->add_flag("--json", pOptions->mbJson, "Print JSON, for programs");
-    pCommand->footer(FOOTER);
-    pCommand->callback([pOptions, &rExitCode] { rExitCode = RunConform(*pOptions); });
+    command.AddOption("OLD", pOptions->mOld, "The schema before the change; - for standard input").Require();
+    command.AddOption("NEW", pOptions->mNew, "The schema after it; without it, the classes as they are now");
+    command.AddOption("--only", pOptions->mOnly, "Look at files, peers or callers alone")
+        .AllowOnly({"files", "peers", "callers"});
+    AddModuleOptions(command, pOptions->mModules);
+    command.AddFlag("--json", pOptions->mbJson, "Print JSON, for programs");
+    command.SetFooter(FOOTER);
+    command.SetAction([pOptions, &rExitCode] { rExitCode = RunConform(*pOptions); });
 }
 
 } // namespace Quirl

@@ -9,8 +9,6 @@
 #include "System.h"
 #include "Text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -125,19 +123,19 @@ int RunConvert(const ConvertOptions& options)
 
 } // namespace
 
-void AddConvert(CLI::App& rApp, int& rExitCode)
+void AddConvert(const Command& program, int& rExitCode)
 {
-    CLI::App* const pCommand = rApp.add_subcommand("convert", "Convert a file to XML or binary");
+    const Command command = program.AddCommand("convert", "Convert a file to XML or binary");
     const auto pOptions = std::make_shared<ConvertOptions>();
-    pCommand->add_option("IN", pOptions->mIn, "The file to read; - for standard input")->required();
-    pCommand->add_option("OUT", pOptions->mOut, "The file to write; - for standard output")->required();
-    pCommand->add_option("--to", pOptions->mTo, "The format to write, whatever OUT is called")
-        ->check(CLI::IsMember({"xml", "binary"}));
-    pCommand->add_flag("--lossy", pOptions->mbLossy,
-                       "Convert even when values of the file have no place in its classes");
-    AddInputOptions(*pCommand, pOptions->mInput);
-    pCommand->footer(FOOTER);
-    pCommand->callback([pOptions, &rExitCode] { rExitCode = RunConvert(*pOptions); });
+    command.AddOption("IN", pOptions->mIn, "The file to read; - for standard input").Require();
+    command.AddOption("OUT", pOptions->mOut, "The file to write; - for standard output").Require();
+    command.AddOption("--to", pOptions->mTo, "The format to write, whatever OUT is called")
+        .AllowOnly({"xml", "binary"});
+    command.AddFlag("--lossy", pOptions->mbLossy,
+                    "Convert even when values of the file have no place in its classes");
+    AddInputOptions(command, pOptions->mInput);
+    command.SetFooter(FOOTER);
+    command.SetAction([pOptions, &rExitCode] { rExitCode = RunConvert(*pOptions); });
 }
 
 } // namespace Quirl

@@ -8,8 +8,6 @@
 #include "System.h"
 #include "Text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -40,13 +38,9 @@ Examples:
                           --class Stage:List --property "burnt:bool" --property "log:String[]"
   quirl new-module Shuttle --module Rocket --module-path Rocket/build/bin --class Wing:Rocket.Engine)TEXT";
 
-// Their order on the command line says to which class properties and functions belong.
-struct Words
-{
-    CLI::Option* mpClass = nullptr;
-    CLI::Option* mpProperty = nullptr;
-    CLI::Option* mpFunction = nullptr;
-};
+constexpr char CLASS[] = "--class";
+constexpr char PROPERTY[] = "--property";
+constexpr char FUNCTION[] = "--function";
 
 // "NAME:REST" apart; the rest is empty without a colon.
 std::pair<std::string, std::string> Split(const std::string& text)
@@ -111,27 +105,25 @@ NewClass ParseClass(const NewModule& module, const std::string& text)
     return {name, FindBase(module, base), {}, {}};
 }
 
-NewModule ParseModule(const std::string& name, const CLI::App& command, const Words& words)
+// The order on the command line says to which class properties and functions belong.
+NewModule ParseModule(const std::string& name, const std::vector<Command::Word>& words)
 {
     NewModule module{name, {}};
-    std::size_t numClasses = 0;
-    std::size_t numProperties = 0;
-    std::size_t numFunctions = 0;
-    for (const CLI::Option* const pOption : command.parse_order()) {
-        if (pOption == words.mpClass) {
-            module.mClasses.push_back(ParseClass(module, pOption->results()[numClasses++]));
+    for (const auto& [option, text] : words) {
+        if (option == CLASS) {
+            module.mClasses.push_back(ParseClass(module, text));
             continue;
         }
-        if (pOption != words.mpProperty && pOption != words.mpFunction) {
+        if (option != PROPERTY && option != FUNCTION) {
             continue;
         }
         if (module.mClasses.empty()) {
             module.mClasses.push_back(ParseClass(module, name));
         }
-        if (pOption == words.mpProperty) {
-            module.mClasses.back().mProperties.push_back(ParseProperty(pOption->results()[numProperties++]));
+        if (option == PROPERTY) {
+            module.mClasses.back().mProperties.push_back(ParseProperty(text));
         } else {
-            module.mClasses.back().mFunctions.push_back(ParseFunction(pOption->results()[numFunctions++]));
+            module.mClasses.back().mFunctions.push_back(ParseFunction(text));
         }
     }
     if (module.mClasses.empty()) {
@@ -222,38 +214,28 @@ int RunNewModule(const NewModule& module)
     return EXIT_FINE;
 }
 
-CLI::Option* AddWords(CLI::App* pCommand, const char* pOption, const char* pType,
-                      const std::string& description)
-{
-    return pCommand->add_option(pOption, description)
-        ->type_name(pType)
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-}
-
 } // namespace
 
-void AddNewModule(CLI::App& rApp, int& rExitCode)
+void AddNewModule(const Command& program, int& rExitCode)
 {
-    CLI::App* const pCommand =
-        rApp.add_subcommand("new-module", "Write a module that builds and passes its own test");
+    const Command command =
+        program.AddCommand("new-module", "Write a module that builds and passes its own test");
     const auto pName = std::make_shared<std::string>();
     const auto pModules = std::make_shared<ModuleOptions>();
-    Words words;
-    pCommand->add_option("NAME", *pName, "The name of the module and its folder")->required();
-    words.mpClass = AddWords(pCommand, "--class", "NAME[:BASE]",
-                             "Add a class (repeatable); BASE is a class of QBase, an earlier class, or "
-                             "MODULE.CLASS of a loaded module");
-    words.mpProperty =
-        AddWords(pCommand, "--property", "NAME:TYPE", "Add a property to the class (repeatable)");
-    words.mpFunction =
-        AddWords(pCommand, "--function", "NAME[(TYPE,...)][:TYPE]",
-                 "Add a function to the class (repeatable), with its arguments and its result");
-    AddModuleOptions(*pCommand, *pModules);
-    pCommand->footer(FOOTER);
-    pCommand->callback([pName, pModules, words, pCommand, &rExitCode] {
+    command.AddOption("NAME", *pName, "The name of the module and its folder").Require();
+    command
+        .AddOrdered(CLASS, "Add a class (repeatable); BASE is a class of QBase, an earlier class, or "
+                           "MODULE.CLASS of a loaded module")
+        .SetTypeName("NAME[:BASE]");
+    command.AddOrdered(PROPERTY, "Add a property to the class (repeatable)").SetTypeName("NAME:TYPE");
+    command
+        .AddOrdered(FUNCTION, "Add a function to the class (repeatable), with its arguments and its result")
+        .SetTypeName("NAME[(TYPE,...)][:TYPE]");
+    AddModuleOptions(command, *pModules);
+    command.SetFooter(FOOTER);
+    command.SetAction([pName, pModules, command, &rExitCode] {
         LoadModules(*pModules);
-        rExitCode = RunNewModule(ParseModule(*pName, *pCommand, words));
+        rExitCode = RunNewModule(ParseModule(*pName, command.GetWords()));
     });
 }
 

@@ -8,8 +8,6 @@
 #include "Report.h"
 #include "Text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <memory>
 
 namespace Quirl
@@ -57,16 +55,16 @@ int RunDiff(const DiffOptions& options)
 
 } // namespace
 
-void AddDiff(CLI::App& rApp, int& rExitCode)
+void AddDiff(const Command& program, int& rExitCode)
 {
-    CLI::App* const pCommand = rApp.add_subcommand("diff", "Compare the graphs of two files");
+    const Command command = program.AddCommand("diff", "Compare the graphs of two files");
     const auto pOptions = std::make_shared<DiffOptions>();
-    pCommand->add_option("A", pOptions->mFirst, "The first file; - for standard input")->required();
-    pCommand->add_option("B", pOptions->mSecond, "The second file; - for standard input")->required();
-    pCommand->add_flag("--all", pOptions->mbAll, "Print all differences, not only the first");
-    AddInputOptions(*pCommand, pOptions->mInput);
-    pCommand->footer(FOOTER);
-    pCommand->callback([pOptions, &rExitCode] { rExitCode = RunDiff(*pOptions); });
+    command.AddOption("A", pOptions->mFirst, "The first file; - for standard input").Require();
+    command.AddOption("B", pOptions->mSecond, "The second file; - for standard input").Require();
+    command.AddFlag("--all", pOptions->mbAll, "Print all differences, not only the first");
+    AddInputOptions(command, pOptions->mInput);
+    command.SetFooter(FOOTER);
+    command.SetAction([pOptions, &rExitCode] { rExitCode = RunDiff(*pOptions); });
 }
 
 } // namespace Quirl

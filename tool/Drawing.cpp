@@ -12,8 +12,6 @@
 #include "QBase/Enum.h"
 #include "QBase/SystemFile.h"
 
-#include <CLI/CLI.hpp>
-
 #include <memory>
 
 using namespace QBase;
@@ -146,18 +144,18 @@ int RunGraph(const GraphOptions& options)
 
 } // namespace
 
-void AddGraph(CLI::App& rApp, int& rExitCode)
+void AddGraph(const Command& program, int& rExitCode)
 {
-    CLI::App* const pCommand = rApp.add_subcommand("graph", "Draw the objects of a file with Graphviz");
+    const Command command = program.AddCommand("graph", "Draw the objects of a file with Graphviz");
     const auto pOptions = std::make_shared<GraphOptions>();
-    pCommand->add_option("FILE", pOptions->mPath, "The file; - for standard input")->required();
-    pCommand
-        ->add_option("--svg", pOptions->mSvg,
-                     "Run dot and write its drawing to this file; - for standard output")
-        ->type_name("OUT");
-    AddInputOptions(*pCommand, pOptions->mInput);
-    pCommand->footer(FOOTER);
-    pCommand->callback([pOptions, &rExitCode] { rExitCode = RunGraph(*pOptions); });
+    command.AddOption("FILE", pOptions->mPath, "The file; - for standard input").Require();
+    command
+        .AddOption("--svg", pOptions->mSvg,
+                   "Run dot and write its drawing to this file; - for standard output")
+        .SetTypeName("OUT");
+    AddInputOptions(command, pOptions->mInput);
+    command.SetFooter(FOOTER);
+    command.SetAction([pOptions, &rExitCode] { rExitCode = RunGraph(*pOptions); });
 }
 
 } // namespace Quirl

@@ -10,8 +10,6 @@
 #include "QBase/MemoryFile.h"
 #include "QBase/Table.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -114,16 +112,16 @@ Ptr<Serializer> MakeSerializer(Format format)
     return Ptr<Serializer>(BinarySerializer::Construct(Value::Null));
 }
 
-void AddInputOptions(CLI::App& rCommand, InputOptions& rOptions)
+void AddInputOptions(const Command& command, InputOptions& rOptions)
 {
-    AddModuleOptions(rCommand, rOptions.mModules, "; those named in the file are loaded when found");
-    rCommand.add_flag("--given-modules-only", rOptions.mbGivenModulesOnly,
-                      "Load no module that only the file names");
-    AddLimitOptions(rCommand, rOptions.mLimits);
-    rCommand.add_flag("--trusted", rOptions.mLimits.mbTrusted,
-                      "Make objects of classes that act on files, threads or connections, too");
-    rCommand.add_option("--from", rOptions.mFrom, "The format of the input, instead of recognising it")
-        ->check(CLI::IsMember({"xml", "binary"}));
+    AddModuleOptions(command, rOptions.mModules, "; those named in the file are loaded when found");
+    command.AddFlag("--given-modules-only", rOptions.mbGivenModulesOnly,
+                    "Load no module that only the file names");
+    AddLimitOptions(command, rOptions.mLimits);
+    command.AddFlag("--trusted", rOptions.mLimits.mbTrusted,
+                    "Make objects of classes that act on files, threads or connections, too");
+    command.AddOption("--from", rOptions.mFrom, "The format of the input, instead of recognising it")
+        .AllowOnly({"xml", "binary"});
 }
 
 Input::Input(const std::string& path, const InputOptions& options) : Input(path, nullptr, options)

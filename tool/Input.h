@@ -10,6 +10,7 @@
 
 #pragma once
 
+#include "CommandLine.h"
 #include "Limits.h"
 #include "Modules.h"
 #include "Report.h"
@@ -20,11 +21,6 @@
 #include <cstddef>
 #include <string>
 #include <vector>
-
-namespace CLI
-{
-class App;
-}
 
 namespace QBase
 {
@@ -60,7 +56,7 @@ struct InputOptions
 };
 
 /// The options that every command with a FILE has.
-void AddInputOptions(CLI::App& rCommand, InputOptions& rOptions);
+void AddInputOptions(const Command& command, InputOptions& rOptions);
 
 class Input
 {

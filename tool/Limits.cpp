@@ -3,8 +3,6 @@
 #include "Report.h"
 #include "Text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <charconv>
 #include <cstdint>
 
@@ -36,18 +34,16 @@ void SetLimit(LoadLimits& rLimits, const std::string& text)
 
 } // namespace
 
-void AddLimitOptions(CLI::App& rCommand, LimitOptions& rOptions)
+void AddLimitOptions(const Command& command, LimitOptions& rOptions)
 {
-    rCommand
-        .add_option("--limit", rOptions.mLimits,
-                    std::string("Refuse what is over this limit (repeatable): ") + LIMIT_NAMES)
-        ->type_name("NAME=N")
-        ->allow_extra_args(false);
-    rCommand
-        .add_option("--allow-class", rOptions.mClasses,
-                    "Make objects of this class, and of no others but those given (repeatable)")
-        ->type_name("MODULE.CLASS")
-        ->allow_extra_args(false);
+    command
+        .AddRepeatable("--limit", rOptions.mLimits,
+                       std::string("Refuse what is over this limit (repeatable): ") + LIMIT_NAMES)
+        .SetTypeName("NAME=N");
+    command
+        .AddRepeatable("--allow-class", rOptions.mClasses,
+                       "Make objects of this class, and of no others but those given (repeatable)")
+        .SetTypeName("MODULE.CLASS");
 }
 
 LoadLimits MakeLimits(const LimitOptions& options)

@@ -9,15 +9,12 @@
 
 #pragma once
 
+#include "CommandLine.h"
+
 #include "QBase/LoadLimits.h"
 
 #include <string>
 #include <vector>
-
-namespace CLI
-{
-class App;
-}
 
 namespace Quirl
 {
@@ -30,7 +27,7 @@ struct LimitOptions
 };
 
 /// --limit and --allow-class.
-void AddLimitOptions(CLI::App& rCommand, LimitOptions& rOptions);
+void AddLimitOptions(const Command& command, LimitOptions& rOptions);
 
 /// Throws Trouble for a limit that does not exist.
 QBase::LoadLimits MakeLimits(const LimitOptions& options);

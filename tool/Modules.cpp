@@ -7,8 +7,6 @@
 #include "QBase/Global.h"
 #include "QBase/Table.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <map>
 
@@ -58,18 +56,17 @@ bool LoadFromFolders(const std::string& name, std::string& rReason)
 
 } // namespace
 
-void AddModuleOptions(CLI::App& rCommand, ModuleOptions& rOptions, const std::string& more)
+void AddModuleOptions(const Command& command, ModuleOptions& rOptions, const std::string& more)
 {
-    rCommand.add_option("--module", rOptions.mModules, "Load this module first (repeatable)" + more)
-        ->type_name("NAME")
-        ->allow_extra_args(false);
-    rCommand
-        .add_option("--module-path", rOptions.mFolders,
-                    std::string("Look for modules in this folder first (repeatable), then in those that the "
-                                "variable ") +
-                        FOLDERS_VARIABLE + " lists")
-        ->type_name("FOLDER")
-        ->allow_extra_args(false);
+    command.AddRepeatable("--module", rOptions.mModules, "Load this module first (repeatable)" + more)
+        .SetTypeName("NAME");
+    command
+        .AddRepeatable(
+            "--module-path", rOptions.mFolders,
+            std::string("Look for modules in this folder first (repeatable), then in those that the "
+                        "variable ") +
+                FOLDERS_VARIABLE + " lists")
+        .SetTypeName("FOLDER");
 }
 
 void LoadModules(const ModuleOptions& options)

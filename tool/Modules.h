@@ -1,7 +1,7 @@
 // Modules.h loads modules for the commands, safely: a name may come from a file that somebody sent.
 //
 //     ModuleOptions options;                  // filled by the command line
-//     AddModuleOptions(*pCommand, options);
+//     AddModuleOptions(command, options);
 //     ...
 //     LoadModules(options);
 //     Table* const pModule = RequireModule("Solar");
@@ -11,13 +11,10 @@
 
 #pragma once
 
+#include "CommandLine.h"
+
 #include <string>
 #include <vector>
-
-namespace CLI
-{
-class App;
-}
 
 namespace QBase
 {
@@ -34,7 +31,7 @@ struct ModuleOptions
 };
 
 /// --module and --module-path. `more` goes on where the help says that --module loads a module first.
-void AddModuleOptions(CLI::App& rCommand, ModuleOptions& rOptions, const std::string& more = {});
+void AddModuleOptions(const Command& command, ModuleOptions& rOptions, const std::string& more = {});
 
 /// Looks for modules in these folders from now on, and loads these. Throws Trouble for a folder that is none
 /// and as RequireModule does.

@@ -16,8 +16,6 @@
 #include "QBase/PropertyList.h"
 #include "QBase/Table.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <chrono>
 #include <map>
@@ -249,25 +247,24 @@ private:
 
 } // namespace
 
-void AddServe(CLI::App& rApp, int& rExitCode)
+void AddServe(const Command& program, int& rExitCode)
 {
-    CLI::App* const pCommand = rApp.add_subcommand("serve", "Let other programs join the graph of a file");
+    const Command command = program.AddCommand("serve", "Let other programs join the graph of a file");
     const auto pOptions = std::make_shared<ServeOptions>();
-    pCommand->add_option("FILE", pOptions->mPath, "The file, followed as it changes")->required();
-    pCommand->add_option("--port", pOptions->mPort, "Where others join; 0 takes a free port")
-        ->type_name("N")
-        ->check(CLI::Range(0, 65535))
-        ->required();
-    pCommand
-        ->add_option("--address", pOptions->mAddress,
-                     "Where others may come from, this machine unless given; 0.0.0.0 is everywhere")
-        ->type_name("ADDRESS");
-    pCommand->add_option("--allow", pOptions->mAllowed, "A function that others may call (repeatable)")
-        ->type_name("NAME")
-        ->allow_extra_args(false);
-    AddInputOptions(*pCommand, pOptions->mInput);
-    pCommand->footer(FOOTER);
-    pCommand->callback([pOptions, &rExitCode] { rExitCode = Server(*pOptions).Run(); });
+    command.AddOption("FILE", pOptions->mPath, "The file, followed as it changes").Require();
+    command.AddOption("--port", pOptions->mPort, "Where others join; 0 takes a free port")
+        .SetTypeName("N")
+        .AllowRange(0, 65535)
+        .Require();
+    command
+        .AddOption("--address", pOptions->mAddress,
+                   "Where others may come from, this machine unless given; 0.0.0.0 is everywhere")
+        .SetTypeName("ADDRESS");
+    command.AddRepeatable("--allow", pOptions->mAllowed, "A function that others may call (repeatable)")
+        .SetTypeName("NAME");
+    AddInputOptions(command, pOptions->mInput);
+    command.SetFooter(FOOTER);
+    command.SetAction([pOptions, &rExitCode] { rExitCode = Server(*pOptions).Run(); });
 }
 
 } // namespace Quirl

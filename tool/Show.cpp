@@ -12,8 +12,6 @@
 #include "QBase/List.h"
 #include "QBase/Table.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <memory>
 
@@ -265,15 +263,15 @@ int RunShow(const ShowOptions& options)
 
 } // namespace
 
-void AddShow(CLI::App& rApp, int& rExitCode)
+void AddShow(const Command& program, int& rExitCode)
 {
-    CLI::App* const pCommand = rApp.add_subcommand("show", "Show the objects of a file as a tree");
+    const Command command = program.AddCommand("show", "Show the objects of a file as a tree");
     const auto pOptions = std::make_shared<ShowOptions>();
-    pCommand->add_option("FILE", pOptions->mPath, "The file; - for standard input")->required();
-    pCommand->add_flag("--json", pOptions->mbJson, "Print JSON, for programs");
-    AddInputOptions(*pCommand, pOptions->mInput);
-    pCommand->footer(FOOTER);
-    pCommand->callback([pOptions, &rExitCode] { rExitCode = RunShow(*pOptions); });
+    command.AddOption("FILE", pOptions->mPath, "The file; - for standard input").Require();
+    command.AddFlag("--json", pOptions->mbJson, "Print JSON, for programs");
+    AddInputOptions(command, pOptions->mInput);
+    command.SetFooter(FOOTER);
+    command.SetAction([pOptions, &rExitCode] { rExitCode = RunShow(*pOptions); });
 }
 
 } // namespace Quirl

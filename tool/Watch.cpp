@@ -16,8 +16,6 @@
 #include "QBase/Function.h"
 #include "QBase/SystemFile.h"
 
-#include <CLI/CLI.hpp>
-
 #include <chrono>
 #include <memory>
 #include <thread>
@@ -191,31 +189,31 @@ private:
 
 } // namespace
 
-void AddWatch(CLI::App& rApp, int& rExitCode)
+void AddWatch(const Command& program, int& rExitCode)
 {
-    CLI::App* const pCommand = rApp.add_subcommand("watch", "Join a served graph and print what changes");
+    const Command command = program.AddCommand("watch", "Join a served graph and print what changes");
     const auto pOptions = std::make_shared<WatchOptions>();
-    pCommand->add_option("ADDRESS", pOptions->mAddress, "The source or a relay, as HOST:PORT")->required();
-    pCommand->add_flag("--json", pOptions->mbJson, "Print JSON, for programs: a line for each event");
-    pCommand->add_flag("--quiet", pOptions->mbQuiet, "Print no events");
-    pCommand->add_option("--save", pOptions->mSave, "Keep the last state in this file")->type_name("FILE");
-    pCommand
-        ->add_option("--capture", pOptions->mCapture,
-                     "Write the frames that were applied, byte for byte, to this file for quirl annotate")
-        ->type_name("FILE");
-    pCommand->add_option("--relay", pOptions->mRelayPort, "Let others join here as well; 0 takes a free port")
-        ->type_name("PORT")
-        ->check(CLI::Range(0, 65535));
-    pCommand
-        ->add_option("--relay-address", pOptions->mRelayAddress,
-                     "Where others may come from, this machine unless given; 0.0.0.0 is everywhere")
-        ->type_name("ADDRESS");
-    AddModuleOptions(*pCommand, pOptions->mModules);
-    pCommand->add_flag("--given-modules-only", pOptions->mbGivenModulesOnly,
-                       "Load no module that only the source names");
-    AddLimitOptions(*pCommand, pOptions->mLimits);
-    pCommand->footer(FOOTER);
-    pCommand->callback([pOptions, &rExitCode] { rExitCode = Watcher(*pOptions).Run(); });
+    command.AddOption("ADDRESS", pOptions->mAddress, "The source or a relay, as HOST:PORT").Require();
+    command.AddFlag("--json", pOptions->mbJson, "Print JSON, for programs: a line for each event");
+    command.AddFlag("--quiet", pOptions->mbQuiet, "Print no events");
+    command.AddOption("--save", pOptions->mSave, "Keep the last state in this file").SetTypeName("FILE");
+    command
+        .AddOption("--capture", pOptions->mCapture,
+                   "Write the frames that were applied, byte for byte, to this file for quirl annotate")
+        .SetTypeName("FILE");
+    command.AddOption("--relay", pOptions->mRelayPort, "Let others join here as well; 0 takes a free port")
+        .SetTypeName("PORT")
+        .AllowRange(0, 65535);
+    command
+        .AddOption("--relay-address", pOptions->mRelayAddress,
+                   "Where others may come from, this machine unless given; 0.0.0.0 is everywhere")
+        .SetTypeName("ADDRESS");
+    AddModuleOptions(command, pOptions->mModules);
+    command.AddFlag("--given-modules-only", pOptions->mbGivenModulesOnly,
+                    "Load no module that only the source names");
+    AddLimitOptions(command, pOptions->mLimits);
+    command.SetFooter(FOOTER);
+    command.SetAction([pOptions, &rExitCode] { rExitCode = Watcher(*pOptions).Run(); });
 }
 
 } // namespace Quirl

@@ -45,17 +45,18 @@ void AddCommands(CLI::App& rApp, int& rExitCode)
     rApp.set_version_flag("--version", MakeVersion(), "Print the version and end");
     rApp.require_subcommand(1);
     rApp.get_formatter()->column_width(28);
-    Quirl::AddShow(rApp, rExitCode);
-    Quirl::AddConvert(rApp, rExitCode);
-    Quirl::AddDiff(rApp, rExitCode);
-    Quirl::AddCheck(rApp, rExitCode);
-    Quirl::AddAnnotate(rApp, rExitCode);
-    Quirl::AddClasses(rApp, rExitCode);
-    Quirl::AddConform(rApp, rExitCode);
-    Quirl::AddGraph(rApp, rExitCode);
-    Quirl::AddServe(rApp, rExitCode);
-    Quirl::AddWatch(rApp, rExitCode);
-    Quirl::AddNewModule(rApp, rExitCode);
+    const Quirl::Command program(rApp);
+    Quirl::AddShow(program, rExitCode);
+    Quirl::AddConvert(program, rExitCode);
+    Quirl::AddDiff(program, rExitCode);
+    Quirl::AddCheck(program, rExitCode);
+    Quirl::AddAnnotate(program, rExitCode);
+    Quirl::AddClasses(program, rExitCode);
+    Quirl::AddConform(program, rExitCode);
+    Quirl::AddGraph(program, rExitCode);
+    Quirl::AddServe(program, rExitCode);
+    Quirl::AddWatch(program, rExitCode);
+    Quirl::AddNewModule(program, rExitCode);
 }
 
 // For those who build packages: the help does not speak of it.
