@@ -39,10 +39,20 @@ def safely(show):
 
 def member(value, *path):
     for name in path:
+        holder = value
         value = value.GetChildMemberWithName(name).GetNonSyntheticValue()
-    if not value.IsValid():
-        raise Damage('no member ' + '.'.join(path))
+        if not value.IsValid():
+            if has_no_parts(holder):
+                raise Damage('unknown: clang tells of it with -fstandalone-debug')
+            raise Damage('no member ' + name)
     return value
+
+
+def has_no_parts(value):
+    """Whether the compiler left it to another library to say what the type consists of."""
+    kind = value.GetType()
+    kind = kind.GetPointeeType() if kind.IsPointerType() else kind.GetDereferencedType() if kind.IsReferenceType() else kind
+    return kind.GetNumberOfFields() == 0
 
 
 def number(value):
@@ -73,6 +83,43 @@ def pointer_form(value):
 def pointer_at(value, address):
     form = '<' + pointer_form(value)
     return struct.unpack(form, read(value, address, struct.calcsize(form)))[0]
+
+
+def pointer_size(value):
+    return value.GetTarget().GetAddressByteSize()
+
+
+def element_type(value):
+    """Of a container: what its template is of."""
+    kind = value.GetType()
+    kind = kind.GetDereferencedType() if kind.IsReferenceType() else kind
+    kind = kind.GetUnqualifiedType().GetTemplateArgumentType(0)
+    if kind.GetByteSize() == 0:
+        raise Damage('unknown: clang tells of what it holds with -fstandalone-debug')
+    return kind
+
+
+class Node:
+    """A link of a chain: an element, maybe a key in front, and behind it a pointer to the next.
+
+    It is read from memory: where the library has the code of the container for all its users, the program does not
+    tell of this type, and lldb looks nowhere else.
+    """
+
+    def __init__(self, value, address, kind, start):
+        self.value = value
+        self.address = address
+        self.kind = kind
+        self.start = start  # of the element
+
+    def element(self, name):
+        return self.value.CreateValueFromAddress(name, self.address + self.start, self.kind)
+
+    def next(self):
+        size = pointer_size(self.value)
+        end = self.start + self.kind.GetByteSize()
+        following = pointer_at(self.value, self.address + (end + size - 1) // size * size)
+        return Node(self.value, following, self.kind, self.start) if following != 0 else None
 
 
 def quoted(text):
@@ -170,20 +217,31 @@ def array_summary(value):
     return 'Array of %d' % array_size(value)
 
 
+def value_offset(node, size):
+    """Where a node has its value; right behind the key, a pointer, where the program does not tell."""
+    for field in node.fields:
+        if field.GetName() == 'mValue':
+            return field.GetOffsetInBytes()
+    return size
+
+
 def nodes_of(value):
     buckets = number(member(value, 'mTableSize'))
     if buckets < 0 or buckets > LARGEST_COUNT:
         raise Damage('no table: %d buckets' % buckets)
-    table = member(value, 'mpTable')
-    pointer = table.GetType().GetPointeeType()
+    table = address_in(member(value, 'mpTable'))
+    size = pointer_size(value)
+    kind = element_type(value)
+    start = value_offset(member(value, 'mpTable').GetType().GetPointeeType().GetPointeeType(), size)
     nodes = []
     for bucket in range(buckets):
-        node = table.CreateValueFromAddress('node', address_in(table) + pointer.GetByteSize() * bucket, pointer)
-        while node.GetValueAsUnsigned(0) != 0:
+        first = pointer_at(value, table + size * bucket)
+        node = Node(value, first, kind, start) if first != 0 else None
+        while node is not None:
             if len(nodes) >= MOST_NODES:
                 raise Damage('more than %d entries, or a damaged table' % MOST_NODES)
             nodes.append(node)
-            node = member(node, 'mpNext')
+            node = node.next()
     return nodes
 
 
@@ -239,22 +297,19 @@ class HashTableChildren(Children):
     def find(self):
         children = []
         for node in nodes_of(self.value):
-            key = text_of(self.value, address_in(member(node, 'mKey', 'mpEntry')))
-            stored = member(node, 'mValue')
-            children.append(self.value.CreateValueFromAddress('[%s]' % key, stored.GetLoadAddress(), stored.GetType()))
+            key = text_of(self.value, pointer_at(self.value, node.address))
+            children.append(node.element('[%s]' % key))
         return children
 
 
 class LinkedListChildren(Children):
     def find(self):
         children = []
-        node = member(self.value, 'mpHead')
-        for i in range(min(number(member(self.value, 'mSize')), MOST_NODES)):
-            if node.GetValueAsUnsigned(0) == 0:
-                break
-            stored = member(node, 'mValue')
-            children.append(self.value.CreateValueFromAddress('[%d]' % i, stored.GetLoadAddress(), stored.GetType()))
-            node = member(node, 'mpNext')
+        first = address_in(member(self.value, 'mpHead'))
+        node = Node(self.value, first, element_type(self.value), 0) if first != 0 else None
+        while node is not None and len(children) < min(number(member(self.value, 'mSize')), MOST_NODES):
+            children.append(node.element('[%d]' % len(children)))
+            node = node.next()
         return children
 
 

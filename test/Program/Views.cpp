@@ -81,6 +81,8 @@ int main()
     const Ptr<Object> pObject = pMoon;
     const Ptr<Object> pNone;
     const Value moon(pObject);
+    HashTable<Ptr<Object>> moons(7); // whose code is the library's, as that of the list of names
+    moons.Insert("Io", pMoon);
     Ptr<Table> pTable = Table::Construct(Value(7));
     pTable->Insert("moon", pMoon);
     Ptr<List> pList = List::Construct(Value::Null);

@@ -128,27 +128,28 @@ TEST_F(GdbTest, TextsAndValuesAreWhatTheySay)
                        "moon"}),
                 testing::ElementsAre("\"two \\\"words\\\"\\n\xC3\xBC\"", "\"\"", "void", "int 7", "float 0.1",
                                      "bool true", "String \"Io\"", "Vector3 (1, 2.5, -3)", "Vector2i (3, -4)",
-                                     "Color 0x44332211", "Object Moon, count 5"));
+                                     "Color 0x44332211", "Object Moon, count 6"));
 }
 
 TEST_F(GdbTest, ContainersShowWhatTheyHold)
 {
-    EXPECT_THAT(Print({"numbers", "ages", "names"}),
+    EXPECT_THAT(Print({"numbers", "ages", "names", "moons"}),
                 testing::ElementsAre("Array of 2 = {3, -4}",
                                      "HashTable of 2 = {[\"Io\"] = 410, [\"Europa\"] = 411}",
-                                     "LinkedList of 2 = {\"first\", \"second\"}"));
+                                     "LinkedList of 2 = {\"first\", \"second\"}",
+                                     "HashTable of 1 = {[\"Io\"] = Moon, count 6}"));
 }
 
 TEST_F(GdbTest, ObjectsShowTheirClassTheirCountTheirMembersAndTheirOwnProperties)
 {
-    const std::string moon = "Moon, count 5 = {mName = \"Io\", mRadius = 1821.5, Discoverer = \"Galileo\", "
+    const std::string moon = "Moon, count 6 = {mName = \"Io\", mRadius = 1821.5, Discoverer = \"Galileo\", "
                              "Discovered = 1610, Visits = {1979}}";
     EXPECT_THAT(Print({"pMoon", "pObject", "pNone", "*pMoon.mpObject", "*pObject.mpObject", "pTable",
                        "*pTable.mpObject", "*pList.mpObject"}),
                 testing::ElementsAre(
-                    "Moon, count 5", "Moon, count 5", "null", moon, moon, "QBase::Table of 1, count 1",
-                    "QBase::Table of 1, count 1 = {[\"moon\"] = Moon, count 5}",
-                    "QBase::List of 3, count 2 = {[0] = Moon, count 5, [1] = null, [2] = QBase::List "
+                    "Moon, count 6", "Moon, count 6", "null", moon, moon, "QBase::Table of 1, count 1",
+                    "QBase::Table of 1, count 1 = {[\"moon\"] = Moon, count 6}",
+                    "QBase::List of 3, count 2 = {[0] = Moon, count 6, [1] = null, [2] = QBase::List "
                     "of 3, count 2}"));
 }
 
@@ -185,17 +186,19 @@ TEST_F(LldbTest, TextsAndValuesAreWhatTheySay)
                            "(const QBase::Value) place = Vector3 (1, 2.5, -3)\n"
                            "(const QBase::Value) cell = Vector2i (3, -4)\n"
                            "(const QBase::Value) tint = Color 0x44332211\n"
-                           "(const QBase::Value) moon = Object Moon, count 5\n"));
+                           "(const QBase::Value) moon = Object Moon, count 6\n"));
 }
 
 TEST_F(LldbTest, ContainersAndPointersShowWhatTheyHold)
 {
-    EXPECT_THAT(Show("numbers ages pMoon pObject pNone"),
+    EXPECT_THAT(Show("numbers ages names pMoon pObject pNone"),
                 StartsWith("(QBase::Array<int>) numbers = Array of 2 {\n  [0] = 3\n  [1] = -4\n}\n"
                            "(QBase::HashTable<int>) ages = HashTable of 2 {\n  [\"Io\"] = 410\n"
                            "  [\"Europa\"] = 411\n}\n"
-                           "(QBase::Ptr<Moon>) pMoon = Moon, count 5\n"
-                           "(const QBase::Ptr<QBase::Object>) pObject = Moon, count 5\n"
+                           "(QBase::LinkedList<QBase::String>) names = LinkedList of 2 {\n"
+                           "  [0] = \"first\"\n  [1] = \"second\"\n}\n"
+                           "(QBase::Ptr<Moon>) pMoon = Moon, count 6\n"
+                           "(const QBase::Ptr<QBase::Object>) pObject = Moon, count 6\n"
                            "(const QBase::Ptr<QBase::Object>) pNone = null\n"));
 }
 
