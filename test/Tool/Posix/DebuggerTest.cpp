@@ -173,6 +173,51 @@ TEST_F(GdbTest, WhatIsDamagedOrWasNeverMadeIsShownAsThat)
             "(const QBase::Object &) (no object: it was never made, or is gone)"));
 }
 
+// Nobody here has the debugger that reads this file. gdb knows all types and members that it names, and
+// evaluates its expressions.
+TEST_F(GdbTest, TheViewsForVisualStudioNameWhatIsThere)
+{
+    const std::string variables =
+        "noText nothing seven tenth yes word place cell tint moon numbers ages names moons pNone "
+        "*pMoon.mpObject pTable *pList.mpObject rZeroString rWildValue rWildArray rWildTable rWildList";
+    mFolder.Write("commands", "set print address off\nbreak Stop\nrun\nup\nsource " +
+                                  SourcePath("test/Tool/Posix/natvis.py") + "\nnatvis " +
+                                  SourcePath("debugger/QBase.natvis") + " " + variables + "\n");
+    const Outcome result = RunApart({{"/bin/sh", "-c", "exec gdb -nx -batch -x \"$0\" \"$1\"",
+                                      mFolder.Path("commands").c_str(), BinaryPath("Views")}});
+    const std::string moon = "count 6 {[count]: 6, [own properties]: HashTable in 31 buckets}\n";
+    EXPECT_THAT(
+        result.mOutput,
+        testing::EndsWith("\nnoText: \"\" {[bytes]: \"\", [code points]: 0}\n"
+                          "nothing: void\n"
+                          "seven: int 7\n"
+                          "tenth: float 0.100000001\n"
+                          "yes: bool true\n"
+                          "word: String \"Io\"\n"
+                          "place: Vector3 (1, 2.5, -3)\n"
+                          "cell: Vector2i (3, -4)\n"
+                          "tint: Color 44332211\n"
+                          "moon: Object " +
+                          moon +
+                          "numbers: Array of 2 {[0]: 3, [1]: -4}\n"
+                          "ages: HashTable in 7 buckets {[\"Io\"]: 410, [\"Europa\"]: 411}\n"
+                          "names: LinkedList of 2 {[0]: \"first\", [1]: \"second\"}\n"
+                          "moons: HashTable in 7 buckets {[\"Io\"]: count 6}\n"
+                          "pNone: null\n"
+                          "*pMoon.mpObject: " +
+                          moon +
+                          "pTable: count 1, HashTable in 7 buckets {[count]: 1, [\"moon\"]: count 6}\n"
+                          "*pList.mpObject: count 2, Array of 3 {[count]: 2, [0]: count 6, [1]: null, "
+                          "[2]: count 2, Array of 3}\n"
+                          "rZeroString: (no text: it was never made, or is gone)\n"
+                          "rWildValue: (no value: there is no type -1515870811)\n"
+                          "rWildArray: (no array: -1515870811 elements in room for -1515870811)\n"
+                          "rWildTable: (no table: -1515870811 buckets)\n"
+                          "rWildList: (no list: -1515870811 elements)\n"
+                          "unused:\n"))
+        << result.mErrors;
+}
+
 TEST_F(LldbTest, TextsAndValuesAreWhatTheySay)
 {
     EXPECT_THAT(Show("text noText nothing seven tenth yes word place cell tint moon"),
