@@ -164,9 +164,19 @@ def as_base(value, name):
     return None
 
 
+def class_of(value):
+    """The name of the object's class, by its table of virtual functions; None for what is no object."""
+    found = re.match(r'vtable for (.*?)( \+ \d+)? in section', symbol_of(vtable_at(int(value.address))))
+    return found.group(1) if found is not None else None
+
+
 def looks_alive(value):
-    """Whether the object has a table of virtual functions that a class of the program has."""
-    return symbol_of(vtable_at(int(value.address))).startswith('vtable for ')
+    return class_of(value) is not None
+
+
+def is_known(kind):
+    """False for a type whose parts the program leaves to the debug information of the library."""
+    return len(kind.strip_typedefs().unqualified().fields()) > 0
 
 
 def summary_of(value):
@@ -174,15 +184,15 @@ def summary_of(value):
     if value.address is None or int(value.address) == 0:
         return 'null'
     try:
-        if not looks_alive(value):
+        text = class_of(value)
+        if text is None:
             raise Damage('no object: it was never made, or is gone')
         value = value.cast(value.dynamic_type)
-        text = str(value.type.strip_typedefs().unqualified().name)
         table = as_base(value, 'QBase::Table')
-        if table is not None:
+        if table is not None and is_known(table.type):
             text += ' of %d' % sum(1 for _ in nodes_of(table['mTable']))
         list_part = as_base(value, 'QBase::List')
-        if list_part is not None:
+        if list_part is not None and is_known(list_part.type):
             text += ' of %d' % size_of(list_part['mObjects'])
         return text + ', count %d' % count_of(value)
     except Damage as damage:
@@ -192,8 +202,9 @@ def summary_of(value):
 
 
 def count_of(value):
-    count = as_base(value, 'QBase::Object')['mReferenceCount']['mValue']
-    return int(count['_M_i'])
+    """Behind the table of virtual functions and the instance table, as every object has it."""
+    form = '<2' + pointer_form() + 'i'
+    return struct.unpack(form, read(int(value.address), struct.calcsize(form)))[2]
 
 
 def read(address, size):

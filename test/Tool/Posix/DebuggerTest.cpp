@@ -39,11 +39,15 @@ protected:
 #endif
     }
 
-    /// What gdb prints for each expression, without the number in front.
-    std::vector<std::string> Print(const std::vector<std::string>& expressions)
+    /// What gdb prints for each expression, without the number in front. The program finds its library in the
+    /// folder, if one is given.
+    std::vector<std::string> Print(const std::vector<std::string>& expressions,
+                                   const std::string& folder = {})
     {
         std::string commands = "set pagination off\nset print address off\nsource " +
-                               SourcePath("debugger/QBase-gdb.py") + "\nbreak Stop\nrun\nup\n";
+                               SourcePath("debugger/QBase-gdb.py") + "\n" +
+                               (folder.empty() ? "" : "set environment LD_LIBRARY_PATH " + folder + "\n") +
+                               "break Stop\nrun\nup\n";
         for (const std::string& expression : expressions) {
             commands += "print " + expression + "\n";
         }
@@ -171,6 +175,17 @@ TEST_F(GdbTest, WhatIsDamagedOrWasNeverMadeIsShownAsThat)
             "0xa5a5a5a5a5a5a5a5)",
             "(const QBase::Object &) (no object: it was never made, or is gone)",
             "(const QBase::Object &) (no object: it was never made, or is gone)"));
+}
+
+// As it is installed. What the program's own classes have is known still.
+TEST_F(GdbTest, ObjectsAreShownWhereTheLibraryHasNoDebugInformation)
+{
+    const Outcome stripped = RunApart({{"/bin/sh", "-c", "exec objcopy --strip-all \"$0\" \"$1\"",
+                                        BinaryPath("libQBase.so.2"), mFolder.Path("libQBase.so.2").c_str()}});
+    ASSERT_EQ(stripped.mExitCode, 0) << stripped.mErrors;
+    EXPECT_THAT(Print({"text", "pMoon", "*pMoon.mpObject"}, mFolder.Path("").c_str()),
+                testing::ElementsAre("\"two \\\"words\\\"\\n\xC3\xBC\"", "Moon, count 6",
+                                     "Moon, count 6 = {mName = \"Io\", mRadius = 1821.5}"));
 }
 
 // Nobody here has the debugger that reads this file. gdb knows all types and members that it names, and
