@@ -24,7 +24,7 @@ namespace
 
 constexpr char FOOTER[] =
     R"TEXT(Writes a folder NAME with a module that builds and passes its own test at once: CMakeLists.txt, a header and a
-source for each class, a test and a README. Properties and functions are those of the --class before them; without
+source for each class, a file with an object of each, a test and a README. Properties and functions are those of the --class before them; without
 one, of a class that is called like the module. Types are those that `quirl classes` prints; [] makes an array of a
 property. An argument of a function is a TYPE or a NAME:TYPE; there are five at most.
 A class of another module can be a base when that module is LINKABLE (see qbase_add_module), as those are that are

@@ -31,6 +31,7 @@ constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 constexpr std::string_view LOST_VALUE = "Ignoring deserialized ";
 constexpr std::string_view MISSING_CLASS = "Failed to construct '";
 constexpr std::string_view OUTSIDE_CLASS = " acts outside the program and is not allowed";
+constexpr std::string_view WRONG_ID = "Deserialize failed, file id mismatch ";
 constexpr std::string_view OVER_LIMIT = " the limit of ";
 
 using FileCloser = int (*)(std::FILE*);
@@ -212,6 +213,10 @@ Object* RequireRoot(const Input& input)
             pAdvice =
                 "say --module NAME for the module of the missing class, whose library NAME_Release lies "
                 "beside quirl or where the system looks, or --module-path FOLDER for the folder it is in";
+        } else if (message.mText.starts_with(WRONG_ID)) {
+            pAdvice = "XML begins with <QuirlData id=\"1784827729\" version=\"3\">, binary with 'QObj'; "
+                      "check that it "
+                      "is the right file";
         } else if (message.mText.find(OUTSIDE_CLASS) != std::string::npos) {
             pAdvice = "say --trusted if you know where the file comes from";
         } else if (message.mText.find(OVER_LIMIT) != std::string::npos) {

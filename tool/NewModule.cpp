@@ -5,6 +5,7 @@
 #include "Text.h"
 
 #include "QBase/ClassInfoTable.h"
+#include "QBase/FileFormat.h"
 #include "QBase/Function.h"
 #include "QBase/Global.h"
 
@@ -29,24 +30,26 @@ struct TypeForm
     const char* mpType;   // in C++
     const char* mpHeader; // that has it; null for none
     const char* mpSample; // a value for the test, other than the first one
+    const char* mpText;   // the same in a file; null for none
     bool mbSmall;         // passed by value
 };
 
 constexpr TypeForm TYPES[] = {
-    {"int", "int", nullptr, "7", true},
-    {"float", "float", nullptr, "0.5f", true},
-    {"bool", "bool", nullptr, "true", true},
-    {"String", "QBase::String", "QBase/String.h", "QBase::String(\"text\")", false},
-    {"Object", "QBase::Ptr<QBase::Object>", "QBase/Ptr.h", "", false},
-    {"Vector2", "QBase::Vector2", "QBase/Vector2.h", "QBase::Vector2(1, 2)", false},
-    {"Vector3", "QBase::Vector3", "QBase/Vector3.h", "QBase::Vector3(1, 2, 3)", false},
-    {"Vector4", "QBase::Vector4", "QBase/Vector4.h", "QBase::Vector4(1, 2, 3, 4)", false},
-    {"Vector2i", "QBase::Vector2i", "QBase/Vector2.h", "QBase::Vector2i(1, 2)", false},
-    {"Vector3i", "QBase::Vector3i", "QBase/Vector3.h", "QBase::Vector3i(1, 2, 3)", false},
-    {"Vector4i", "QBase::Vector4i", "QBase/Vector4.h", "QBase::Vector4i(1, 2, 3, 4)", false},
-    {"Color", "QBase::Color", "QBase/Color.h", "QBase::Color(1, 2, 3)", false},
-    {"Quaternion", "QBase::Quaternion", "QBase/Quaternion.h", "QBase::Quaternion(1, 2, 3, 4)", false},
-    {"Value", "QBase::Value", "QBase/Value.h", "QBase::Value(7)", false},
+    {"int", "int", nullptr, "7", "7", true},
+    {"float", "float", nullptr, "0.5f", "0.5", true},
+    {"bool", "bool", nullptr, "true", "true", true},
+    {"String", "QBase::String", "QBase/String.h", "QBase::String(\"text\")", "text", false},
+    {"Object", "QBase::Ptr<QBase::Object>", "QBase/Ptr.h", "", nullptr, false},
+    {"Vector2", "QBase::Vector2", "QBase/Vector2.h", "QBase::Vector2(1, 2)", "1 2", false},
+    {"Vector3", "QBase::Vector3", "QBase/Vector3.h", "QBase::Vector3(1, 2, 3)", "1 2 3", false},
+    {"Vector4", "QBase::Vector4", "QBase/Vector4.h", "QBase::Vector4(1, 2, 3, 4)", "1 2 3 4", false},
+    {"Vector2i", "QBase::Vector2i", "QBase/Vector2.h", "QBase::Vector2i(1, 2)", "1 2", false},
+    {"Vector3i", "QBase::Vector3i", "QBase/Vector3.h", "QBase::Vector3i(1, 2, 3)", "1 2 3", false},
+    {"Vector4i", "QBase::Vector4i", "QBase/Vector4.h", "QBase::Vector4i(1, 2, 3, 4)", "1 2 3 4", false},
+    {"Color", "QBase::Color", "QBase/Color.h", "QBase::Color(1, 2, 3)", "0xFF030201", false},
+    {"Quaternion", "QBase::Quaternion", "QBase/Quaternion.h", "QBase::Quaternion(1, 2, 3, 4)", "1 2 3 4",
+     false},
+    {"Value", "QBase::Value", "QBase/Value.h", "QBase::Value(7)", nullptr, false},
 };
 
 const TypeForm* FindType(const std::string& name)
@@ -802,6 +805,43 @@ std::string MakeCMake(const NewModule& module)
            ")\n    add_test(NAME " + name + " COMMAND " + name + "Test)\nendif()\n";
 }
 
+// An object of each class that files of strangers may hold.
+std::vector<const NewClass*> GetSceneClasses(const NewModule& module)
+{
+    std::vector<const NewClass*> classes;
+    for (const NewClass& described : module.mClasses) {
+        if (!IsAbstract(module, described) && !FindForeignBase(module, described).Find()->ActsOutside()) {
+            classes.push_back(&described);
+        }
+    }
+    return classes;
+}
+
+std::string MakeScene(const NewModule& module)
+{
+    std::string children;
+    std::string objects;
+    int index = 0;
+    for (const NewClass* const pClass : GetSceneClasses(module)) {
+        const std::string path = "root[" + std::to_string(index) + "]";
+        children += "        <Child Index=\"" + std::to_string(index++) + "\">" + path + "</Child>\n";
+        objects += "    <Object Module=\"" + module.mName + "\" Class=\"" + pClass->mName + "\" Path=\"" +
+                   path + "\">\n";
+        for (const NewProperty& property : pClass->mProperties) {
+            const char* const pText = FindType(property.mType)->mpText;
+            if (!property.mbArray && pText != nullptr) {
+                objects += "        <Property Name=\"" + property.mName + "\" Type=\"" + property.mType +
+                           "\">" + pText + "</Property>\n";
+            }
+        }
+        objects += "    </Object>\n";
+    }
+    return "<?xml version=\"1.0\"?>\n<QuirlData id=\"" + std::to_string(FileFormat::ID) + "\" version=\"" +
+           std::to_string(FileFormat::VERSION) +
+           "\">\n    <Object Module=\"QBase\" Class=\"List\" Path=\"root\">\n" + children +
+           "    </Object>\n" + objects + "</QuirlData>\n";
+}
+
 constexpr char README_START[] = R"(
 A module for programs that use QBase.
 
@@ -810,6 +850,16 @@ A module for programs that use QBase.
 Where QBase is installed in a folder of its own, add `-DCMAKE_PREFIX_PATH=FOLDER` to the first command. `LoadModule`
 looks for the module's file beside the program and then where the system looks for libraries. What it offers:
 
+)";
+
+constexpr char README_SCENE[] = R"(
+`scene.QXml` holds an object of each class. It can be edited, and shared while it is:
+
+    quirl show scene.QXml --module-path build/bin
+    quirl serve scene.QXml --port 4711 --module-path build/bin
+    quirl watch localhost:4711 --module-path build/bin
+
+The last two run side by side: what changes in the file is printed by the second.
 )";
 
 constexpr char README_END[] = R"(
@@ -827,7 +877,7 @@ std::string MakeReadMe(const NewModule& module)
         text += "| `" + name + "." + described.mName + "` | `" + (base.IsOwn() ? name : base.mModule) + "." +
                 base.mClass + "` | `" + described.mName + ".h`, `" + described.mName + ".cpp` |\n";
     }
-    return text + README_END;
+    return text + (GetSceneClasses(module).empty() ? "" : README_SCENE) + README_END;
 }
 
 } // namespace
@@ -902,6 +952,9 @@ std::vector<NewFile> MakeFiles(const NewModule& module)
     for (const NewClass& described : module.mClasses) {
         files.push_back({described.mName + ".h", MakeHeader(module, described)});
         files.push_back({described.mName + ".cpp", MakeSource(module, described)});
+    }
+    if (!GetSceneClasses(module).empty()) {
+        files.push_back({"scene.QXml", MakeScene(module)});
     }
     files.push_back({"test/" + module.mName + "Test.cpp", MakeTest(module)});
     return files;

@@ -62,6 +62,33 @@ TEST_F(NewModuleTest, AModuleIsAFolderWithItsBuildItsClassesATestAndAReadMe)
     EXPECT_THAT(mFolder.Read("Rocket/test/RocketTest.cpp"), HasSubstr("LoadModule(\"Rocket\")"));
 }
 
+TEST_F(NewModuleTest, AFileHoldsAnObjectOfEachClassThatFilesOfStrangersMayHold)
+{
+    ASSERT_EQ(Quirl({"new-module", "Rocket", "--module", "QNet", "--class", "Engine", "--property",
+                     "thrust:float", "--property", "next:Object", "--property", "names:String[]", "--class",
+                     "Door:QNet.TcpServer", "--class", "Log:Resource", "--class", "Crew:List"})
+                  .mExitCode,
+              0);
+    EXPECT_EQ(mFolder.Read("Rocket/scene.QXml"),
+              "<?xml version=\"1.0\"?>\n"
+              "<QuirlData id=\"1784827729\" version=\"3\">\n"
+              "    <Object Module=\"QBase\" Class=\"List\" Path=\"root\">\n"
+              "        <Child Index=\"0\">root[0]</Child>\n"
+              "        <Child Index=\"1\">root[1]</Child>\n"
+              "    </Object>\n"
+              "    <Object Module=\"Rocket\" Class=\"Engine\" Path=\"root[0]\">\n"
+              "        <Property Name=\"thrust\" Type=\"float\">0.5</Property>\n"
+              "    </Object>\n"
+              "    <Object Module=\"Rocket\" Class=\"Crew\" Path=\"root[1]\">\n"
+              "    </Object>\n"
+              "</QuirlData>\n");
+    EXPECT_THAT(mFolder.Read("Rocket/README.md"),
+                HasSubstr("\n    quirl show scene.QXml --module-path build/bin\n"));
+    ASSERT_EQ(Quirl({"new-module", "Boat", "--class", "Log:Resource"}).mExitCode, 0);
+    EXPECT_FALSE(fs::exists(PathOf("Boat/scene.QXml")));
+    EXPECT_THAT(mFolder.Read("Boat/README.md"), testing::Not(HasSubstr("scene")));
+}
+
 TEST_F(NewModuleTest, WithoutAClassThereIsOneThatIsCalledLikeTheModule)
 {
     ASSERT_EQ(Quirl({"new-module", "Rocket", "--property", "thrust:float"}).mExitCode, 0);

@@ -224,6 +224,16 @@ TEST_F(ToolTest, WhatCannotBeReadIsTroubleAndSaysWhatToDo)
     EXPECT_THAT(empty.mOutput, IsEmpty());
 }
 
+TEST_F(ToolTest, ADocumentOfSomethingElseIsTroubleAndSaysHowOneBegins)
+{
+    mFolder.Write("other.xml", "<Drawing/>");
+    EXPECT_THAT(Quirl({"show", "other.xml"}).mErrors,
+                EndsWith("file id mismatch for file 'other.xml'.\n"
+                         "quirl: error: Failed to load 'other.xml'; XML begins with <QuirlData "
+                         "id=\"1784827729\" version=\"3\">, binary with 'QObj'; check that it is the right "
+                         "file\n"));
+}
+
 TEST_F(ToolTest, BytesBehindABinaryGraphAreAWarning)
 {
     WriteSmall();

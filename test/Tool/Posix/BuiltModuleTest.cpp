@@ -71,6 +71,15 @@ TEST_F(BuiltModuleTest, AModuleOfEveryTypeBuildsAgainstTheInstalledPackageAndPas
         EXPECT_THAT(classes.mOutput, HasSubstr("  Push(float, int): bool\n"));
     }
 
+    EXPECT_THAT(Run("package/bin/quirl check Rocket/scene.QXml --module-path Rocket/build/bin").mOutput,
+                HasSubstr("Rocket/scene.QXml: ok, xml, 7 objects, "));
+    const std::string scene =
+        Run("package/bin/quirl show Rocket/scene.QXml --module-path Rocket/build/bin").mOutput;
+    for (const char* pLine : {"  [0]: Rocket.Engine\n", "    thrust = 0.5\n", "    lit = true\n",
+                              "    name = \"text\"\n", "    box = (1, 2, 3)\n", "    tint = 0xFF030201\n"}) {
+        EXPECT_THAT(scene, HasSubstr(pLine));
+    }
+
     ASSERT_EQ(Run("mv Rocket \"Rocket's\"").mExitCode, 0); // a name that shells take apart
     const std::string folder = PathOf("Rocket'\\''s/build/bin");
     const Outcome derived = Run("package/bin/quirl new-module Shuttle --module Rocket --module-path "
