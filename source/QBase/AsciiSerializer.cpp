@@ -1,5 +1,6 @@
 #include "QBase/AsciiSerializer.h"
 
+#include "QBase/ByteBuffer.h"
 #include "QBase/Error.h"
 #include "QBase/File.h"
 #include "QBase/Reflection.h"
@@ -8,7 +9,6 @@
 #include "QBase/XmlWriter.h"
 
 #include <algorithm>
-#include <memory>
 
 namespace QBase
 {
@@ -25,12 +25,12 @@ bool ParseFile(File* pFile, int size, XmlReader& rReader)
     if (pFile->Tell() != 0) {
         pFile->SeekStart(0);
     }
-    const std::unique_ptr<char[]> pText(new char[static_cast<std::size_t>(size) + 1]);
-    if (pFile->Read(pText.get(), size) != size) {
+    ByteBuffer text;
+    if (pFile->Read(text.MakeRoom(static_cast<std::size_t>(size)), size) != size) {
         return false;
     }
-    pText[static_cast<std::size_t>(size)] = '\0';
-    return rReader.Parse(pText.get(), static_cast<std::size_t>(size));
+    text.Advance(static_cast<std::size_t>(size));
+    return rReader.Parse(text.GetText());
 }
 
 // Both may run out of memory.

@@ -427,7 +427,8 @@ bool Read(std::string_view text, Quaternion& rValue)
 
 std::string_view GetTypeName(Value::Type type)
 {
-    return StringConverter<Value::Type>::ToString(type).buffer_utf8();
+    const String& name = StringConverter<Value::Type>::ToString(type);
+    return {name.c_str(), static_cast<std::size_t>(name.size())};
 }
 
 Value::Type FindType(std::string_view name)

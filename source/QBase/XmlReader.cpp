@@ -9,170 +9,70 @@
 #include "QBase/StringConverter.h"
 #include "QBase/ValueBytes.h"
 #include "QBase/ValueText.h"
-#include "QBase/XmlText.h"
 
-#include <cstring>
+#include <vector>
 
 namespace QBase
 {
 
-using tinyxml2::XMLAttribute;
-using tinyxml2::XMLElement;
-using tinyxml2::XMLNode;
-using tinyxml2::XMLText;
-
 namespace
 {
 
-bool IsNamed(const XMLElement* pElement, const char* pName)
-{
-    return std::strcmp(pElement->Name(), pName) == 0;
-}
-
-// A decimal attribute; 0 when it is missing or no number.
-int ReadIntAttribute(const XMLElement* pElement, const char* pName)
-{
-    int value = 0;
-    const char* const pText = pElement->Attribute(pName);
-    if (pText != nullptr) {
-        ValueText::Read(pText, value);
-    }
-    return value;
-}
-
 template <typename T>
-bool ReadPlain(const char* pText, Value& rValue)
+bool ReadPlain(std::string_view text, Value& rValue)
 {
     T value{};
-    if (!ValueText::Read(pText, value)) {
+    if (!ValueText::Read(text, value)) {
         return false;
     }
     rValue = Value(value);
     return true;
 }
 
-// Where the tag that starts at `start` ends; npos when it does not. Counts quoted values, of which each
-// attribute has one.
-std::size_t FindTagEnd(std::string_view text, std::size_t start, std::size_t& rNumAttributes)
-{
-    char quote = 0;
-    for (std::size_t i = start; i < text.size(); ++i) {
-        const char c = text[i];
-        if (quote != 0) {
-            quote = c == quote ? 0 : quote;
-        } else if (c == '>') {
-            return i;
-        } else if (c == '"' || c == '\'') {
-            quote = c;
-            ++rNumAttributes;
-        }
-    }
-    return text.npos;
-}
-
-// The parser holds each attribute of an element against all before it, which would keep it busy for hours
-// with an element of a million. What has no end is left to the parser.
-bool HasCrowdedElement(std::string_view text)
-{
-    constexpr std::size_t maxAttributes = 1000; // ours have five at most
-    for (std::size_t i = text.find('<'); i != text.npos; i = text.find('<', i)) {
-        std::size_t numAttributes = 0;
-        const std::string_view tag = text.substr(i);
-        if (tag.starts_with("<!--")) {
-            i = text.find("-->", i + 4);
-        } else if (tag.starts_with("<![CDATA[")) {
-            i = text.find("]]>", i + 9);
-        } else if (tag.starts_with("<!")) {
-            i = text.find('>', i + 2);
-        } else if (tag.starts_with("<?")) {
-            i = text.find("?>", i + 2);
-        } else {
-            i = FindTagEnd(text, i, numAttributes);
-        }
-        if (numAttributes > maxAttributes) {
-            return true;
-        }
-    }
-    return false;
-}
-
 String ToString(std::string_view text)
 {
-    return text.empty() ? String::Null : String(text.data()); // all texts of a document end with a zero
+    return text.empty() ? String::Null : String(text.data()); // the texts of all records end with a zero
 }
 
 } // namespace
 
 std::string XmlReader::Describe() const
 {
-    if (mpObjectElement == nullptr) {
+    if (mpObjectRecord == nullptr) {
         return std::string();
     }
     constexpr std::size_t maxSize = 200; // of the path, which may be as long as the graph is deep
-    const char* const pPath = mpObjectElement->Attribute("Path");
-    std::string text;
-    const std::string_view path = Unescape(pPath != nullptr ? pPath : "", text);
-    const std::string line = "line " + std::to_string(mpPresentElement->GetLineNum());
+    const std::string_view path = mRecords.GetText(mpObjectRecord->mPath);
+    const std::string line = "line " + std::to_string(mLine);
     if (path.empty() || path.size() > maxSize) {
         return line;
     }
     return std::string(path) + ", " + line;
 }
 
-bool XmlReader::Parse(const char* pText, std::size_t size)
+bool XmlReader::Parse(std::string_view text)
 {
-    if (std::memchr(pText, 0, size) != nullptr) {
-        return ReportParseError("The text holds a zero byte");
-    }
-    if (HasCrowdedElement({pText, size})) {
-        return ReportParseError("An element has more than 1000 attributes");
-    }
-    if (mDocument.Parse(pText, size) != tinyxml2::XML_SUCCESS) {
-        return ReportParseError(mDocument.ErrorStr());
-    }
-    return CheckDocument();
-}
-
-// What the parser lets pass beside the root element.
-bool XmlReader::CheckDocument() const
-{
-    bool bRoot = false;
-    for (const XMLNode* pNode = mDocument.FirstChild(); pNode != nullptr; pNode = pNode->NextSibling()) {
-        if (pNode->ToText() != nullptr) {
-            return ReportParseError("Text outside the root element");
-        }
-        if (pNode->ToElement() == nullptr) {
-            continue;
-        }
-        if (bRoot) {
-            return ReportParseError("More than one root element");
-        }
-        bRoot = true;
+    const std::string trouble = mRecords.Parse(text);
+    if (!trouble.empty()) {
+        Error(QBASE_HERE, "Xml '%s' parse failed: %s", mFilename.c_str(), trouble.c_str());
+        return false;
     }
     return true;
 }
 
-bool XmlReader::ReportParseError(const char* pDescription) const
-{
-    Error(QBASE_HERE, "Xml '%s' parse failed: %s", mFilename.c_str(), pDescription);
-    return false;
-}
-
 Value XmlReader::Read()
 {
-    const XMLElement* const pRoot = mDocument.RootElement();
-    if (!CheckHeader(pRoot) || !ReadObjects(pRoot) || !ReadAllContents(pRoot) || !CheckNesting(pRoot)) {
+    if (!CheckHeader() || !ReadObjects() || !ReadAllContents() || !CheckNesting()) {
         return Value();
     }
     return mGraph.HandOver();
 }
 
-bool XmlReader::ReadAllContents(const XMLElement* pRoot)
+bool XmlReader::ReadAllContents()
 {
-    for (const XMLElement* pElement = pRoot->FirstChildElement(); pElement != nullptr;
-         pElement = pElement->NextSiblingElement()) {
+    for (const ObjectRecord& record : mRecords.GetObjects()) {
         mGraph.StopWithoutMemory();
-        if (!ReadContents(pElement, mGraph.GetAt(mPosition)) || !CheckMemory(mPosition)) {
+        if (!ReadContents(record, mGraph.GetAt(mPosition)) || !CheckMemory(mPosition)) {
             return false;
         }
         ++mPosition;
@@ -180,7 +80,7 @@ bool XmlReader::ReadAllContents(const XMLElement* pRoot)
     return true;
 }
 
-bool XmlReader::CheckNesting(const XMLElement* pRoot)
+bool XmlReader::CheckNesting()
 {
     if (!mGuard.HasNestingLimit()) {
         return true;
@@ -189,11 +89,8 @@ bool XmlReader::CheckNesting(const XMLElement* pRoot)
     if (position == PositionIndex::NONE) {
         return true;
     }
-    const XMLElement* pElement = pRoot->FirstChildElement();
-    for (int i = 0; i < position; ++i) {
-        pElement = pElement->NextSiblingElement();
-    }
-    mpObjectElement = mpPresentElement = pElement;
+    mpObjectRecord = &mRecords.GetObjects()[static_cast<std::size_t>(position)];
+    mLine = mpObjectRecord->mLine;
     return IsFine(mGuard.DescribeNesting(mGraph.GetAt(position), position));
 }
 
@@ -203,20 +100,19 @@ bool XmlReader::IsFine(const std::string& trouble) const
     if (QBASE_LIKELY(trouble.empty())) {
         return true;
     }
-    const std::string place =
-        mpObjectElement != nullptr ? " in line " + std::to_string(mpPresentElement->GetLineNum()) : "";
+    const std::string place = mpObjectRecord != nullptr ? " in line " + std::to_string(mLine) : "";
     Error(QBASE_HERE, "Failed to deserialize file '%s' - %s%s", mFilename.c_str(), trouble.c_str(),
           place.c_str());
     return false;
 }
 
-bool XmlReader::CheckHeader(const XMLElement* pRoot) const
+bool XmlReader::CheckHeader() const
 {
-    if (pRoot == nullptr || ReadIntAttribute(pRoot, "id") != FileFormat::ID) {
+    if (mRecords.GetId() != FileFormat::ID) {
         Error(QBASE_HERE, "Deserialize failed, file id mismatch for file '%s'.", mFilename.c_str());
         return false;
     }
-    const int version = ReadIntAttribute(pRoot, "version");
+    const int version = mRecords.GetVersion();
     if (version != FileFormat::VERSION) {
         Error(QBASE_HERE, "Deserialize failed, file '%s' version is %d, expected %d", mFilename.c_str(),
               version, FileFormat::VERSION);
@@ -225,12 +121,13 @@ bool XmlReader::CheckHeader(const XMLElement* pRoot) const
     return true;
 }
 
-bool XmlReader::ReadObjects(const XMLElement* pRoot)
+bool XmlReader::ReadObjects()
 {
-    for (const XMLElement* pElement = pRoot->FirstChildElement(); pElement != nullptr;
-         pElement = pElement->NextSiblingElement()) {
-        mpObjectElement = mpPresentElement = pElement;
-        if (!ReadObject(pElement)) {
+    mGraph.Reserve(mRecords.GetObjects().size());
+    for (const ObjectRecord& record : mRecords.GetObjects()) {
+        mpObjectRecord = &record;
+        mLine = record.mLine;
+        if (!ReadObject(record)) {
             return false;
         }
     }
@@ -241,58 +138,47 @@ bool XmlReader::ReadObjects(const XMLElement* pRoot)
     return true;
 }
 
-bool XmlReader::ReadObject(const XMLElement* pElement)
+bool XmlReader::ReadObject(const ObjectRecord& record)
 {
-    Ptr<Object> pObject = ConstructObject(pElement);
+    Ptr<Object> pObject = ConstructObject(record);
     if (pObject == nullptr) {
         return false;
-    }
-    const char* const pPath = pElement->Attribute("Path");
-    std::string_view path = pPath != nullptr ? pPath : "";
-    if (XmlText::HasEntities(path)) {
-        mUnescapedPaths.emplace_back();
-        path = Unescape(pPath, mUnescapedPaths.back());
     }
     const int position = mGraph.GetSize();
     mGraph.Add(std::move(pObject));
     if (!CheckMemory(position)) {
         return false;
     }
-    mPaths.push_back(path);
+    const std::string_view path = GetPath(position);
     const std::uint64_t key = PositionIndex::KeyOf(path);
-    const auto isSame = [&](int other) { return mPaths[static_cast<std::size_t>(other)] == path; };
-    if (mPathIndex.Find(key, isSame) == PositionIndex::NONE) {
+    if (mPathIndex.Find(key, [&](int other) { return GetPath(other) == path; }) == PositionIndex::NONE) {
         mPathIndex.Insert(key, position);
     }
     return true;
 }
 
 // What the global Construct does, with one look-up for a run of objects of one class.
-Ptr<Object> XmlReader::ConstructObject(const XMLElement* pElement)
+Ptr<Object> XmlReader::ConstructObject(const ObjectRecord& record)
 {
-    const char* const pModule = pElement->Attribute("Module");
-    const char* const pClass = pElement->Attribute("Class");
-    const std::string_view module = Unescape(pModule != nullptr ? pModule : "", mText);
-    const std::string_view className = Unescape(pClass != nullptr ? pClass : "", mNameText);
-    if (mpLastConstruct == nullptr || module != mLastModule || className != mLastClassName) {
+    const auto& [module, className] = mRecords.GetClassNames(record);
+    if (mpLastConstruct == nullptr || record.mClass != mLastClass) {
         if (!CheckStringLength(module) || !CheckStringLength(className)) {
             return nullptr;
         }
         const String moduleName = ToString(module);
         const String name = ToString(className);
         const ClassInfoTable* const pFound = FindRegisteredClass(moduleName, name);
-        if (!IsFine(mGuard.CheckClass(pFound, std::string(module).append(".").append(className)))) {
+        if (!IsFine(mGuard.CheckClass(pFound, module + "." + className))) {
             return nullptr;
         }
         mpLastConstruct = FindConstructFunction(moduleName, name);
         if (mpLastConstruct == nullptr) {
             return Construct(moduleName, name); // says what is missing
         }
-        mLastModule = module;
-        mLastClassName = className;
+        mLastClass = record.mClass;
     }
     if (!mGuard.AllowsObjects(mGraph.GetSize() + 1)) {
-        IsFine(mGuard.DescribeNumObjects(mLastModule + "." + mLastClassName));
+        IsFine(mGuard.DescribeNumObjects(module + "." + className));
         return nullptr;
     }
     Value object =
@@ -300,26 +186,25 @@ Ptr<Object> XmlReader::ConstructObject(const XMLElement* pElement)
     return Ptr<Object>::Adopt(ValueBits::TakeObject(std::move(object)));
 }
 
-bool XmlReader::ReadContents(const XMLElement* pElement, Object* pObject)
+bool XmlReader::ReadContents(const ObjectRecord& record, Object* pObject)
 {
     Class& rClass = mClasses.Find(pObject);
-    mpObjectElement = mpPresentElement = pElement;
+    mpObjectRecord = &record;
+    mLine = record.mLine;
     LoadedContents contents(pObject, rClass);
     int place = 0;
-    for (const XMLElement* pChild = pElement->FirstChildElement(); pChild != nullptr;
-         pChild = pChild->NextSiblingElement()) {
+    while (mNextContent < record.mContentsEnd) {
+        const ContentRecord& content = mRecords.GetContents()[mNextContent++];
         bool bRead = true;
-        mpPresentElement = pChild;
-        if (IsNamed(pChild, "Property")) {
-            bRead = ReadProperty(pChild, pObject, rClass, place++);
-        } else if (!IsNamed(pChild, "Child")) {
-            continue;
+        mLine = content.mLine;
+        if (content.mKind != XmlRecords::CHILD) {
+            bRead = ReadProperty(content, pObject, rClass, place++);
         } else if (rClass.mbTable) {
-            bRead = ReadEntry(pChild, static_cast<Table*>(pObject));
+            bRead = ReadEntry(content, static_cast<Table*>(pObject));
         } else if (rClass.mbList) {
-            bRead = ReadItem(pChild, static_cast<List*>(pObject));
+            bRead = ReadItem(content, static_cast<List*>(pObject));
         } else {
-            Error(QBASE_HERE, "Failed to deserialize unrecognized element %s", pChild->Name());
+            Error(QBASE_HERE, "Failed to deserialize unrecognized element %s", "Child");
             bRead = false;
         }
         if (!bRead) {
@@ -330,56 +215,59 @@ bool XmlReader::ReadContents(const XMLElement* pElement, Object* pObject)
     return true;
 }
 
-bool XmlReader::ReadProperty(const XMLElement* pElement, Object* pObject, Class& rClass, int place)
+bool XmlReader::ReadProperty(const ContentRecord& record, Object* pObject, Class& rClass, int place)
 {
-    const PropertyElement element = ReadAttributes(pElement);
-    if (!CheckStringLength(element.mName)) {
+    const Value::Type type = record.GetType();
+    const std::string_view name = mRecords.GetText(record.mName);
+    if (!CheckStringLength(name)) {
         return false;
     }
-    if (element.mName.empty() || element.mType == Value::TYPE_VOID) {
+    if (name.empty() || type == Value::TYPE_VOID) {
         Error(QBASE_HERE, "Failed to deserialize a property of %s.%s - invalid name or type",
               pObject->GetModuleName().c_str(), pObject->GetClassName().c_str());
         return false;
     }
-    const Slot& slot = FindProperty(pObject, rClass, place, element);
-    if (element.mbArray) {
-        return ReadArray(pElement, pObject, element.mType, slot);
+    const Slot& slot = FindProperty(pObject, rClass, place, record);
+    if (record.mKind == XmlRecords::ARRAY) {
+        return ReadArray(pObject, type, slot);
     }
     Value value;
-    if (!ReadValue(pElement, element.mType, slot.mpProperty, value)) {
+    if (!ReadValue(record, type, slot.mpProperty, value)) {
         Error(QBASE_HERE, "Failed to deserialize property %s.%s.%s - invalid value of type '%s'",
               pObject->GetModuleName().c_str(), pObject->GetClassName().c_str(), slot.mName.c_str(),
-              StringConverter<Value::Type>::ToString(element.mType).c_str());
+              StringConverter<Value::Type>::ToString(type).c_str());
         return false;
     }
-    StoredProperty property(pObject, slot.mName, element.mType, false, slot.mpProperty);
+    StoredProperty property(pObject, slot.mName, type, false, slot.mpProperty);
     const bool bOverwrites = property.HoldsObjects();
     property.Set(value);
     if (bOverwrites || !property.IsKept(value)) {
         mGraph.NoteLoss();
     }
-    NoteReference(element.mType, property);
+    NoteReference(type, property);
     return true;
 }
 
-bool XmlReader::ReadArray(const XMLElement* pElement, Object* pObject, Value::Type type, const Slot& slot)
+bool XmlReader::ReadArray(Object* pObject, Value::Type type, const Slot& slot)
 {
     StoredProperty property(pObject, slot.mName, type, true, slot.mpProperty);
     if (property.HoldsObjects()) {
         mGraph.NoteLoss();
     }
     property.BeginArray();
+    const std::vector<ContentRecord>& contents = mRecords.GetContents();
     int index = 0;
-    for (const XMLElement* pValue = pElement->FirstChildElement("Value"); pValue != nullptr;
-         pValue = pValue->NextSiblingElement("Value")) {
+    for (; mNextContent < contents.size() && contents[mNextContent].mKind == XmlRecords::VALUE;
+         ++mNextContent) {
         if (!ValueBytes::IsStorable(type)) {
             Error(QBASE_HERE, "Invalid element type %s for array property value",
                   StringConverter<Value::Type>::ToString(type).c_str());
             return false;
         }
-        mpPresentElement = pValue;
+        const ContentRecord& record = contents[mNextContent];
+        mLine = record.mLine;
         Value value;
-        if (!ReadValue(pValue, type, slot.mpProperty, value)) {
+        if (!ReadValue(record, type, slot.mpProperty, value)) {
             Error(QBASE_HERE, "Failed to deserialize property %s.%s.%s[%d] - invalid value of type '%s'",
                   pObject->GetModuleName().c_str(), pObject->GetClassName().c_str(), slot.mName.c_str(),
                   index, StringConverter<Value::Type>::ToString(type).c_str());
@@ -394,16 +282,15 @@ bool XmlReader::ReadArray(const XMLElement* pElement, Object* pObject, Value::Ty
     return true;
 }
 
-bool XmlReader::ReadEntry(const XMLElement* pElement, Table* pTable)
+bool XmlReader::ReadEntry(const ContentRecord& record, Table* pTable)
 {
-    const char* const pName = pElement->Attribute("Name");
-    const std::string_view nameText = Unescape(pName != nullptr ? pName : "", mNameText);
+    const std::string_view nameText = mRecords.GetText(record.mName);
     if (!CheckStringLength(nameText)) {
         return false;
     }
     const String name = ToString(nameText);
     Value entry;
-    if (name.empty() || !ReadValue(pElement, Value::TYPE_OBJECT, nullptr, entry)) {
+    if (name.empty() || !ReadValue(record, Value::TYPE_OBJECT, nullptr, entry)) {
         Error(QBASE_HERE, "Failed to deserialize table entry %s", name.c_str());
         return false;
     }
@@ -415,10 +302,10 @@ bool XmlReader::ReadEntry(const XMLElement* pElement, Table* pTable)
     return true;
 }
 
-bool XmlReader::ReadItem(const XMLElement* pElement, List* pList)
+bool XmlReader::ReadItem(const ContentRecord& record, List* pList)
 {
     Value item;
-    if (!ReadValue(pElement, Value::TYPE_OBJECT, nullptr, item)) {
+    if (!ReadValue(record, Value::TYPE_OBJECT, nullptr, item)) {
         Error(QBASE_HERE, "Failed to deserialize list");
         return false;
     }
@@ -427,59 +314,59 @@ bool XmlReader::ReadItem(const XMLElement* pElement, List* pList)
     return true;
 }
 
-bool XmlReader::ReadValue(const XMLElement* pElement, Value::Type type, Property* pProperty, Value& rValue)
+bool XmlReader::ReadValue(const ContentRecord& record, Value::Type type, Property* pProperty, Value& rValue)
 {
-    const char* const pText = GetText(pElement);
+    const std::string_view text = mRecords.GetText(record.mText);
     if (type == Value::TYPE_STRING) {
-        if (pText != nullptr && !CheckStringLength(pText)) {
+        if (!CheckStringLength(text)) {
             return false;
         }
-        rValue = Value(pText != nullptr ? ToString(pText) : String::Null);
+        rValue = Value(ToString(text));
         return true;
     }
     if (type == Value::TYPE_OBJECT) {
-        return FindObject(pText != nullptr ? pText : "", rValue);
+        return FindObject(text, rValue);
     }
-    if (pText == nullptr) {
+    if (!record.mText.IsThere()) {
         return false;
     }
     switch (type) {
     case Value::TYPE_INT:
-        return ReadPlain<int>(pText, rValue);
+        return ReadPlain<int>(text, rValue);
     case Value::TYPE_FLOAT:
-        return ReadPlain<float>(pText, rValue);
+        return ReadPlain<float>(text, rValue);
     case Value::TYPE_BOOL:
-        return ReadPlain<bool>(pText, rValue);
+        return ReadPlain<bool>(text, rValue);
     case Value::TYPE_VECTOR2:
-        return ReadPlain<Vector2>(pText, rValue);
+        return ReadPlain<Vector2>(text, rValue);
     case Value::TYPE_VECTOR3:
-        return ReadPlain<Vector3>(pText, rValue);
+        return ReadPlain<Vector3>(text, rValue);
     case Value::TYPE_VECTOR4:
-        return ReadPlain<Vector4>(pText, rValue);
+        return ReadPlain<Vector4>(text, rValue);
     case Value::TYPE_VECTOR2I:
-        return ReadPlain<Vector2i>(pText, rValue);
+        return ReadPlain<Vector2i>(text, rValue);
     case Value::TYPE_VECTOR3I:
-        return ReadPlain<Vector3i>(pText, rValue);
+        return ReadPlain<Vector3i>(text, rValue);
     case Value::TYPE_VECTOR4I:
-        return ReadPlain<Vector4i>(pText, rValue);
+        return ReadPlain<Vector4i>(text, rValue);
     case Value::TYPE_COLOR:
-        return ReadPlain<Color>(pText, rValue);
+        return ReadPlain<Color>(text, rValue);
     case Value::TYPE_ENUM:
-        return ReadEnum(pText, pProperty, rValue);
+        return ReadEnum(text, pProperty, rValue);
     case Value::TYPE_QUATERNION:
-        return ReadPlain<Quaternion>(pText, rValue);
+        return ReadPlain<Quaternion>(text, rValue);
     default:
         return false;
     }
 }
 
 // A number, or a name of the property's enumeration.
-bool XmlReader::ReadEnum(const char* pText, Property* pProperty, Value& rValue) const
+bool XmlReader::ReadEnum(std::string_view text, Property* pProperty, Value& rValue) const
 {
     int number = 0;
-    if (!ValueText::Read(pText, number)) {
+    if (!ValueText::Read(text, number)) {
         EnumInfoObject* const pNames = pProperty != nullptr ? pProperty->GetEnumInfo() : nullptr;
-        const String key(pText);
+        const String key(text.data());
         if (pNames == nullptr || pNames->FindProperty(key) == nullptr) {
             return false;
         }
@@ -489,40 +376,23 @@ bool XmlReader::ReadEnum(const char* pText, Property* pProperty, Value& rValue) 
     return true;
 }
 
-XmlReader::PropertyElement XmlReader::ReadAttributes(const XMLElement* pElement)
-{
-    PropertyElement element{{}, Value::TYPE_VOID, false, false};
-    for (const XMLAttribute* p = pElement->FirstAttribute(); p != nullptr; p = p->Next()) {
-        const std::string_view name = p->Name();
-        if (name == "Name") {
-            element.mName = Unescape(p->Value(), mNameText);
-        } else if (name == "Type") {
-            element.mType = ValueText::FindType(p->Value());
-        } else if (name == "Array") {
-            element.mbArray = std::strcmp(p->Value(), "true") == 0;
-        } else if (name == "Dynamic") {
-            element.mbDynamic = std::strcmp(p->Value(), "true") == 0;
-        }
-    }
-    return element;
-}
-
 // What Object::FindProperty answers. Objects without properties of their own share the look-ups. The answer
 // is valid until the next call.
 const XmlReader::Slot& XmlReader::FindProperty(Object* pObject, Class& rClass, int place,
-                                               const PropertyElement& element)
+                                               const ContentRecord& record)
 {
+    const std::string_view name = mRecords.GetText(record.mName);
     const std::size_t index = static_cast<std::size_t>(place);
     if (pObject->GetInstanceTable() == nullptr && index < rClass.mSlots.size()) {
         const Slot& slot = rClass.mSlots[index];
-        if (std::string_view(slot.mName.buffer_utf8()) == element.mName &&
-            (slot.mpProperty != nullptr || !element.mbDynamic)) {
+        if (std::string_view(slot.mName.buffer_utf8()) == name &&
+            (slot.mpProperty != nullptr || !record.mbDynamic)) {
             return slot;
         }
     }
-    mOwnSlot.mName = String(element.mName.data());
-    mOwnSlot.mpProperty =
-        FindOrAddStoredProperty(pObject, mOwnSlot.mName, element.mType, element.mbArray, element.mbDynamic);
+    mOwnSlot.mName = String(name.data());
+    mOwnSlot.mpProperty = FindOrAddStoredProperty(pObject, mOwnSlot.mName, record.GetType(),
+                                                  record.mKind == XmlRecords::ARRAY, record.mbDynamic);
     if (pObject->GetInstanceTable() != nullptr) {
         return mOwnSlot;
     }
@@ -539,47 +409,6 @@ void XmlReader::NoteReference(Value::Type type, const StoredProperty& property)
     }
 }
 
-// All text of an element, whatever comments or elements stand in between; null when there is none. Valid
-// until the next call.
-const char* XmlReader::GetText(const XMLElement* pElement)
-{
-    const char* pText = nullptr; // borrowed from the document as long as there is one plain piece
-    for (const XMLNode* pNode = pElement->FirstChild(); pNode != nullptr; pNode = pNode->NextSibling()) {
-        const XMLText* const pPiece = pNode->ToText();
-        if (pPiece == nullptr) {
-            continue;
-        }
-        const std::string_view piece = pPiece->Value();
-        const bool bEscaped = !pPiece->CData() && XmlText::HasEntities(piece);
-        if (pText == nullptr && !bEscaped) {
-            pText = piece.data();
-            continue;
-        }
-        if (pText != mText.c_str()) {
-            mText = pText != nullptr ? pText : "";
-        }
-        if (bEscaped) {
-            XmlText::AppendUnescaped(mText, piece);
-        } else {
-            mText += piece;
-        }
-        pText = mText.c_str();
-    }
-    return pText;
-}
-
-// The text itself where nothing is escaped; otherwise it is made in `rScratch`. Ends with a zero.
-std::string_view XmlReader::Unescape(const char* pText, std::string& rScratch)
-{
-    const std::string_view text = pText;
-    if (!XmlText::HasEntities(text)) {
-        return text;
-    }
-    rScratch.clear();
-    XmlText::AppendUnescaped(rScratch, text);
-    return rScratch;
-}
-
 // An empty path is null.
 bool XmlReader::FindObject(std::string_view path, Value& rObject)
 {
@@ -588,9 +417,8 @@ bool XmlReader::FindObject(std::string_view path, Value& rObject)
         rObject = Value(nullptr);
         return true;
     }
-    const int position = mPathIndex.Find(PositionIndex::KeyOf(path), [&](int candidate) {
-        return mPaths[static_cast<std::size_t>(candidate)] == path;
-    });
+    const int position = mPathIndex.Find(PositionIndex::KeyOf(path),
+                                         [&](int candidate) { return GetPath(candidate) == path; });
     if (position == PositionIndex::NONE) {
         Error(QBASE_HERE, "Unable to find object with path %s", path.data());
         return false;

@@ -1,7 +1,7 @@
 // XmlReader rebuilds an object graph from the text of an XML document.
 //
 //     XmlReader reader(filename, guard);
-//     if (reader.IsAllowed() && reader.Parse(pText, size))
+//     if (reader.IsAllowed() && reader.Parse(text))
 //         Value root = reader.Read();   // void after a report; once
 
 #pragma once
@@ -15,13 +15,12 @@
 #include "QBase/PositionIndex.h"
 #include "QBase/Property.h"
 #include "QBase/Table.h"
+#include "QBase/XmlRecords.h"
 
-#include <tinyxml2.h>
-
-#include <deque>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace QBase
 {
@@ -31,15 +30,13 @@ class StoredProperty;
 class XmlReader final : private LoadPlace
 {
 public:
-    XmlReader(const String& filename, const LoadGuard& guard)
-        : mFilename(filename), mGuard(guard), mDocument(false, tinyxml2::PRESERVE_WHITESPACE)
-    {}
+    XmlReader(const String& filename, const LoadGuard& guard) : mFilename(filename), mGuard(guard) {}
 
     /// False, after a report, when the text is too long for the host's limits.
     bool IsAllowed() const { return IsFine(mGuard.CheckBytes()); }
 
-    /// False, after a report, when the text is no well-formed document.
-    bool Parse(const char* pText, std::size_t size);
+    /// False, after a report, when the text is no well-formed document. The text is not needed after that.
+    bool Parse(std::string_view text);
     Value Read();
 
 private:
@@ -51,67 +48,54 @@ private:
     };
     using Class = LoadedClasses<Slot>::Class;
 
-    // The attributes of a "Property" element.
-    struct PropertyElement
-    {
-        std::string_view mName; // borrowed from the document, or from mNameText
-        Value::Type mType;
-        bool mbArray;
-        bool mbDynamic;
-    };
+    using ObjectRecord = XmlRecords::ObjectRecord;
+    using ContentRecord = XmlRecords::ContentRecord;
 
     std::string Describe() const override;
-    bool CheckDocument() const;
-    bool ReportParseError(const char* pDescription) const;
-    bool CheckHeader(const tinyxml2::XMLElement* pRoot) const;
+    bool CheckHeader() const;
     bool CheckMemory(int position) const { return IsFine(mGuard.CheckMemory(mGraph.GetAt(position))); }
     bool CheckStringLength(std::string_view text) const
     {
         return IsFine(mGuard.CheckStringLength(text.size()));
     }
-    bool CheckNesting(const tinyxml2::XMLElement* pRoot);
+    bool CheckNesting();
     bool IsFine(const std::string& trouble) const;
-    Ptr<Object> ConstructObject(const tinyxml2::XMLElement* pElement);
-    bool ReadObjects(const tinyxml2::XMLElement* pRoot);
-    bool ReadAllContents(const tinyxml2::XMLElement* pRoot);
-    bool ReadObject(const tinyxml2::XMLElement* pElement);
-    bool ReadContents(const tinyxml2::XMLElement* pElement, Object* pObject);
-    bool ReadProperty(const tinyxml2::XMLElement* pElement, Object* pObject, Class& rClass, int place);
-    bool ReadArray(const tinyxml2::XMLElement* pElement, Object* pObject, Value::Type type, const Slot& slot);
-    bool ReadEntry(const tinyxml2::XMLElement* pElement, Table* pTable);
-    bool ReadItem(const tinyxml2::XMLElement* pElement, List* pList);
-    bool ReadValue(const tinyxml2::XMLElement* pElement, Value::Type type, Property* pProperty,
-                   Value& rValue);
-    bool ReadEnum(const char* pText, Property* pProperty, Value& rValue) const;
+    bool ReadObjects();
+    bool ReadObject(const ObjectRecord& record);
+    Ptr<Object> ConstructObject(const ObjectRecord& record);
+    bool ReadAllContents();
+    bool ReadContents(const ObjectRecord& record, Object* pObject);
+    bool ReadProperty(const ContentRecord& record, Object* pObject, Class& rClass, int place);
+    bool ReadArray(Object* pObject, Value::Type type, const Slot& slot);
+    bool ReadEntry(const ContentRecord& record, Table* pTable);
+    bool ReadItem(const ContentRecord& record, List* pList);
+    bool ReadValue(const ContentRecord& record, Value::Type type, Property* pProperty, Value& rValue);
+    bool ReadEnum(std::string_view text, Property* pProperty, Value& rValue) const;
 
-    PropertyElement ReadAttributes(const tinyxml2::XMLElement* pElement);
-    const Slot& FindProperty(Object* pObject, Class& rClass, int place, const PropertyElement& element);
+    const Slot& FindProperty(Object* pObject, Class& rClass, int place, const ContentRecord& record);
     void NoteReference(Value::Type type, const StoredProperty& property);
-
-    const char* GetText(const tinyxml2::XMLElement* pElement);
-    static std::string_view Unescape(const char* pText, std::string& rScratch);
     bool FindObject(std::string_view path, Value& rObject);
+    std::string_view GetPath(int position) const
+    {
+        return mRecords.GetText(mRecords.GetObjects()[static_cast<std::size_t>(position)].mPath);
+    }
 
     String mFilename;
     LoadGuard mGuard;
-    tinyxml2::XMLDocument mDocument;
+    XmlRecords mRecords;
+    std::size_t mNextContent = 0; // the record behind the one that is being read
     BuiltGraph mGraph;
-    const tinyxml2::XMLElement* mpObjectElement = nullptr;  // of the object that is being made, or filled
-    const tinyxml2::XMLElement* mpPresentElement = nullptr; // there, or below it
-    int mPosition = 0;                                      // of the object whose contents are being read
-    int mLastObject = -1;                                   // the position that FindObject found; -1 for null
-    std::deque<std::string> mUnescapedPaths;                // of those that stand escaped in the document
-    std::vector<std::string_view> mPaths;                   // by position
+    const ObjectRecord* mpObjectRecord = nullptr; // of the object that is being made, or filled
+    int mLine = 0;                                // of that or what stands below it
+    int mPosition = 0;                            // of the object whose contents are being read
+    int mLastObject = -1;                         // the position that FindObject found; -1 for null
     PositionIndex mPathIndex;
 
     LoadedClasses<Slot> mClasses;
     Slot mOwnSlot; // of an object with properties of its own
 
-    std::string mLastModule; // of the object before
-    std::string mLastClassName;
+    std::uint32_t mLastClass = 0; // of the object before
     Ptr<Function> mpLastConstruct;
-    std::string mText; // scratch
-    std::string mNameText;
 };
 
 } // namespace QBase

@@ -2,6 +2,7 @@
 
 #include "QBase/ClassInfoTable.h"
 #include "QBase/Property.h"
+#include "Support/CountedAllocations.h"
 #include "Support/SavedGraphs.h"
 #include "Support/SmallStack.h"
 #include "Support/StoredObjects.h"
@@ -9,7 +10,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -18,6 +21,7 @@
 using namespace QBase;
 using namespace StoredObjects;
 using testing::AllOf;
+using testing::Each;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -56,6 +60,41 @@ std::string DocumentOf(const std::string& className, const std::string& elements
 std::string PairWith(const std::string& element)
 {
     return DocumentOf("Pair", element);
+}
+
+// The same document with a comment in its first line: the reader takes one without comments element by
+// element, and any other as a whole.
+std::string WithComment(const std::string& document)
+{
+    const std::size_t end = document.find('\n');
+    return document.substr(0, end) + "<!-- -->" + document.substr(std::min(end, document.size()));
+}
+
+// What is wrong with a document and where, and what became of it.
+std::vector<std::string> OutcomeOfLoading(const std::string& document)
+{
+    CapturedMessages messages;
+    const Value loaded = Loaded(document);
+    std::vector<std::string> outcome = messages.TakeAll();
+    if (!loaded.IsVoid()) {
+        outcome.push_back(Saved(loaded.AsObject()));
+        messages.TakeAll();
+        Dissolve(loaded.AsObject());
+    }
+    return outcome;
+}
+
+// Pairs in a List, many enough that the reader takes the document in several steps.
+std::string ManyPairs(int count)
+{
+    const Ptr<List> pList = List::Construct(Value::Null);
+    for (int i = 0; i < count; ++i) {
+        const Ptr<Pair> pPair = Pair::Construct(Value::Null);
+        pPair->mNumber = i;
+        pPair->mFirst = pList->GetSize() > 0 ? pList->GetAt(i / 2) : nullptr;
+        pList->Insert(pPair);
+    }
+    return Saved(pList);
 }
 
 } // namespace
@@ -866,6 +905,112 @@ TEST(AsciiSerializerTest, EveryByteDamagedEndsInAnObjectOrAReport)
         }
     }
     Dissolve(pPair);
+}
+
+TEST(AsciiSerializerTest, ADocumentReadStepByStepGivesWhatItGivesAsAWhole)
+{
+    for (unsigned seed = 1; seed <= 20; ++seed) {
+        GraphOptions options;
+        options.mbRoundedVectors = true;
+        const Ptr<Object> pGraph = RandomGraph(seed, options);
+        const std::string text = Saved(pGraph);
+        EXPECT_EQ(OutcomeOfLoading(text), OutcomeOfLoading(WithComment(text))) << seed;
+        Dissolve(pGraph);
+    }
+    const std::string text = ManyPairs(200);
+    EXPECT_THAT(OutcomeOfLoading(text), ElementsAre(text));
+    EXPECT_THAT(OutcomeOfLoading(WithComment(text)), ElementsAre(text));
+}
+
+TEST(AsciiSerializerTest, DamageIsReportedWithTheSameWordsAndLinesHoweverADocumentIsRead)
+{
+    const std::string text = ManyPairs(80);
+    ASSERT_GT(text.size(), 20000u);
+    for (std::size_t at = text.find('\n'); at < text.size(); at += 211) {
+        for (const char c : {'<', '>', '&', '"', 'x', '7', '\xFF', '/', ' ', '\n'}) {
+            std::string damaged = text;
+            damaged[at] = c;
+            EXPECT_EQ(OutcomeOfLoading(damaged), OutcomeOfLoading(WithComment(damaged))) << at << c;
+        }
+    }
+    const std::size_t last = text.rfind("</Property>");
+    const std::string wrong = text.substr(0, last) + "x" + text.substr(last);
+    const auto line = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(last), '\n') + 1;
+    const Ptr<PlaceKeeper> pKeeper = new PlaceKeeper;
+    {
+        CapturedMessages messages;
+        SetErrorHandler(pKeeper);
+        Loaded(wrong);
+        Loaded(WithComment(wrong));
+    }
+    const std::string place = "root[79], line " + std::to_string(line);
+    ASSERT_FALSE(pKeeper->mPlaces.empty());
+    EXPECT_THAT(pKeeper->mPlaces, Each(place));
+}
+
+TEST(AsciiSerializerTest, OddDocumentsGiveTheSameStepByStepAndAsAWhole)
+{
+    const std::string pair = "<Object Module=\"StoredObjects\" Class=\"Pair\" Path=\"root\">"
+                             "<Property Name=\"Number\" Type=\"int\">7</Property></Object>";
+    const std::string other = "<Object Module=\"QBase\" Class=\"Object\" Path=\"b\"/>";
+    std::string deep;
+    std::string end;
+    for (int i = 0; i < 40; ++i) {
+        deep += "<deep>";
+        end += "</deep>";
+    }
+    const std::string documents[] = {
+        HEAD + pair + "text" + other + TAIL,
+        HEAD + "text" + pair + TAIL,
+        HEAD + pair + "text" + TAIL,
+        HEAD + pair + "<![CDATA[text]]>" + other + TAIL,
+        HEAD + pair + "<?x?>" + other + TAIL,
+        HEAD + pair + "< Object Module=\"QBase\" Class=\"Object\" Path=\"b\"></Object>" + TAIL,
+        HEAD + pair + "<Object Module=\"QBase\" Class=\"Object\" Path=\"b\">< /Object>" + TAIL,
+        HEAD + pair + "<Object Module=\"QBase\" Class=\"Object\" Path=\"b\"></Object/>" + TAIL,
+        HEAD + pair + "</Object>" + other + TAIL,
+        HEAD + pair + "</Object>" + TAIL,
+        HEAD + "<Object Module=\"QBase\" Class=\"Object\">" + pair + "</Object>" + TAIL,
+        HEAD + pair + "<Object>" + TAIL,
+        HEAD + pair + "</QuirlDatum>\n",
+        HEAD + pair + "</QuirlData id=\"1\">\n",
+        HEAD + pair + "</QuirlData",
+        HEAD + pair + TAIL + TAIL,
+        HEAD + pair + TAIL + "rest",
+        HEAD + pair + TAIL + pair,
+        HEAD + pair + TAIL + "<?x?>",
+        HEAD + pair + "<Object Module='QBase' Class=\"Object\" Path='>\"</Object>'></Object>" + TAIL,
+        HEAD + pair + "<Object Module=\"QBase\" Class=\"Object\" Path=\"/\"></Object>" + TAIL,
+        HEAD + pair + "<Object Module=\"QBase\" Class=\"Object\" Path=/></Object>" + TAIL,
+        HEAD + pair + "<Object Module=\"QBase\" Module=\"QBase\" Class=\"Object\"/>" + TAIL,
+        HEAD + pair + "<>" + TAIL,
+        HEAD + pair + "<1/>" + TAIL,
+        HEAD + "<Object Module=\"QBase\" Class=\"Object\">" + deep + end + "</Object>" + TAIL,
+        HEAD + "<Object Module=\"QBase\" Class=\"Object\">" + deep + "</Object>" + end + TAIL,
+        HEAD + TAIL,
+        HEAD.substr(HEAD.find('\n')) + pair + TAIL,
+        "\n\n" + HEAD + pair + TAIL,
+        "\xEF\xBB\xBF" + HEAD + pair + TAIL,
+        "<?xml version=\"1.0\"?>\n<QuirlData/>" + pair,
+        "<?xml version=\"1.0\"?>\n" + pair,
+    };
+    for (const std::string& document : documents) {
+        std::string asAWhole = document;
+        const std::size_t declaration = document.find("?>");
+        asAWhole.insert(declaration < 60 ? declaration + 2 : 0, "<!-- -->");
+        EXPECT_EQ(OutcomeOfLoading(document), OutcomeOfLoading(asAWhole)) << document;
+    }
+}
+
+TEST(AsciiSerializerTest, ALoadMakesNoTreeOfTheWholeDocument)
+{
+    const auto countOf = [](const std::string& text) {
+        const CountedAllocations allocations;
+        const Value loaded = Loaded(text);
+        return allocations.GetCount();
+    };
+    // The parser takes a block of memory for an object or two.
+    EXPECT_LT(countOf(ManyPairs(2000)), countOf(ManyPairs(1000)) + 400);
 }
 
 TEST(AsciiSerializerTest, AFailureBehindAFinishedCycleLeavesNothingBehind)
