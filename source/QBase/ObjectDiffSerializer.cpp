@@ -1160,7 +1160,13 @@ void ObjectDiffSerializer::UpdateInput()
     }
     const KeepAlive keepThis(this);
     const FlagScope updating(state.mbUpdating);
-    const std::vector<std::shared_ptr<InStream>> streams = state.mInStreams;
+    std::vector<std::shared_ptr<InStream>> streams;
+    try {
+        streams = state.mInStreams;
+    } catch (const std::bad_alloc&) {
+        Error(UNIT, __LINE__, "Failed to update input - out of memory"); // what waits is read the next time
+        return;
+    }
     for (const std::shared_ptr<InStream>& pIn : streams) {
         const int numFrames = pIn->mNumFrames;
         while (!pIn->mbStopped && !pIn->mbRemoved && ReadFrameSize(state, *pIn) &&

@@ -12,6 +12,7 @@
 #include "Support/Assertions.h"
 #include "Support/CapturedConsole.h"
 #include "Support/CapturedMessages.h"
+#include "Support/CountedAllocations.h"
 #include "Support/Effort.h"
 #include "Support/GraphEditor.h"
 #include "Support/StoredObjects.h"
@@ -25,6 +26,7 @@
 #include <vector>
 
 using namespace QBase;
+using testing::EndsWith;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
@@ -519,6 +521,35 @@ TEST(FaultTest, APacketForWhichMemoryRunsOutStopsItsStreamWhetherTrustedOrNot)
             EXPECT_EQ(DescribeGraph(replication.mpReplica->GetRoot()), DescribeGraph(graph.GetRoot()));
             return bDone;
         });
+    }
+}
+
+// Tables of ids and the like are not among the blocks of Memory.
+TEST(FaultTest, APacketForWhichNewFindsNoMemoryStopsItsStreamOrIsReadLater)
+{
+    const Ptr<Speaker> pSpeaker = Speaker::Construct(Value::Null);
+    const EditedGraph graph(pSpeaker);
+    bool bFailed = true;
+    for (int after = 0; bFailed; ++after) {
+        Replication replication(graph.GetRoot());
+        replication.mpSource->Execute(Value::Null);
+        CapturedMessages messages;
+        {
+            const FailingNew failing(1, after);
+            replication.mpReplica->UpdateInput();
+            bFailed = failing.HasFailed();
+        }
+        const bool bStopped = replication.mpReplica->GetInStreamInfo()[0].mbStopped;
+        if (bStopped) {
+            EXPECT_THAT(messages.TakeError(),
+                        EndsWith("Failed to read frame from QBase.IOStream - out of memory"));
+            replication.BeginAnew();
+        } else if (bFailed && after == 0) {
+            EXPECT_THAT(messages.TakeError(), EndsWith("Failed to update input - out of memory"));
+        }
+        replication.Send();
+        EXPECT_EQ(DescribeGraph(replication.mpReplica->GetRoot()), DescribeGraph(graph.GetRoot()));
+        EXPECT_TRUE(bStopped || !bFailed || after == 0);
     }
 }
 

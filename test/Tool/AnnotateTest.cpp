@@ -368,10 +368,11 @@ TEST_F(AnnotateTest, EveryKindOfPacketIsUnderstood)
 
 TEST_F(AnnotateTest, AConnectionBeginsWithWhatTheSidesSayOfThemselves)
 {
-    const std::string bytes = Bytes("51 4E 65 74 01 00 00 00 24 00 00 00"
+    const std::string bytes = Bytes("51 4E 65 74 01 00 00 00 2C 00 00 00"
                                     "01 00 00 00 41 01 00 00 00 42"
-                                    "01 00 00 00  01 00 00 00 52 02 00"
-                                    "01 00 00 00  02 00 00 00 47 6F 00 00 02 01 03"
+                                    "01 00 00 00  01 00 00 00 52 02 03"
+                                    "02 00 00 00  02 00 00 00 47 6F 00 00 02 01 03"
+                                    "01 00 00 00 53 01 00 00"
                                     "01 00 00 00 00") +
                               FRAME + Int(0);
     const Outcome result = Annotate(bytes);
@@ -379,10 +380,11 @@ TEST_F(AnnotateTest, AConnectionBeginsWithWhatTheSidesSayOfThemselves)
     EXPECT_THAT(result.mOutput,
                 StartsWith("00000000  51 4E 65 74                                     hello: id \"QNet\"\n"
                            "00000004  01 00 00 00                                     version 1\n"
-                           "00000008  24 00 00 00                                     classes in 36 bytes\n"
+                           "00000008  2C 00 00 00                                     classes in 44 bytes\n"
                            "0000000C  01 00 00 00 41 01 00 00 00 42                     class 0: A.B\n"));
-    EXPECT_THAT(result.mOutput, HasSubstr("    property \"R\": float\n"));
+    EXPECT_THAT(result.mOutput, HasSubstr("    property \"R\": float[], not in files\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("    function \"Go\": (int, bool): void\n"));
+    EXPECT_THAT(result.mOutput, HasSubstr("    static function \"S\": (): void\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("answer: agreed\n"));
     EXPECT_THAT(result.mOutput, HasSubstr("object 1 of class 0 (A.B)\n"));
     EXPECT_THAT(result.mOutput, EndsWith("frame 1: the end of a pass\n"));
@@ -422,6 +424,8 @@ TEST_F(AnnotateTest, ADamagedStreamIsReadToTheDamage)
     EXPECT_THAT(Stop(Int(2) + "\x01\x01"),
                 StartsWith("00000006  stops here: a number of 4 bytes is cut off"));
     EXPECT_THAT(Stop(Int(1) + "\x01"), StartsWith("00000005  stops here: a byte is missing"));
+    EXPECT_THAT(Stop(Int(24) + FRAME.substr(4, 24)),
+                StartsWith("0000001A  stops here: a value of type int is cut off"));
     EXPECT_THAT(Stop(Int(6) + "\x0F" + Int(1) + "x"),
                 StartsWith("00000009  stops here: a number of 2 bytes is cut off"));
     EXPECT_THAT(Stop(Int(6) + "\x11" + Int(5) + "\x06"),

@@ -449,6 +449,11 @@ TEST_F(ToolTest, ClassesListsPropertiesAndSignaturesOfAModule)
                           "its own, functions by name\n  static Construct(Value): Object\n"));
 }
 
+TEST_F(ToolTest, ClassesSaysWhichPropertiesNobodySets)
+{
+    EXPECT_THAT(Quirl({"classes", "Harbour"}).mOutput, HasSubstr("  Crew: int (read only)\n"));
+}
+
 TEST_F(ToolTest, ClassesShowsWhatDataCanDoWithThreads)
 {
     const std::string output = Quirl({"classes", "QBase"}).mOutput;

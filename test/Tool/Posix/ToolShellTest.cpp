@@ -66,6 +66,15 @@ TEST_F(ToolShellTest, ADiskThatWasFullBeforeTheLastBytesIsTrouble)
     EXPECT_THAT(result.mErrors, HasSubstr("Failed to write to standard output - "));
 }
 
+TEST_F(ToolShellTest, BytesThatADiskDidNotTakeAreNotForgottenWhenNoneFollow)
+{
+    const Outcome result = Run("quirl --manual-page >/dev/full"); // one piece, which no buffer keeps
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_EQ(result.mErrors,
+              "quirl: error: Failed to write to standard output - an earlier write failed; make "
+              "room there or write to another place\n");
+}
+
 TEST_F(ToolShellTest, AFileThatCannotTakeItsBytesIsNotReplaced)
 {
     WriteSmall();
