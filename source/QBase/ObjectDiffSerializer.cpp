@@ -1120,11 +1120,13 @@ void ApplyFrame(ReplicationState& state, InStream& in)
     ++in.mNumFrames;
 }
 
-// A frame for which there is no memory is lost, and all that builds on it.
-void ReadFrame(ReplicationState& state, InStream& in)
+// A frame for which there is no memory is lost, and all that builds on it; the same holds for a frame that
+// cannot be held against the limits.
+template <typename Action>
+void StopWithoutMemory(InStream& in, const Action& action)
 {
     try {
-        ApplyFrame(state, in);
+        action();
     } catch (const std::bad_alloc&) {
         in.mbStopped = true;
         Error(UNIT, __LINE__, "Failed to read frame from %s.%s - out of memory", ModuleOf(in.mpStream),
@@ -1171,10 +1173,10 @@ void ObjectDiffSerializer::UpdateInput()
         const int numFrames = pIn->mNumFrames;
         while (!pIn->mbStopped && !pIn->mbRemoved && ReadFrameSize(state, *pIn) &&
                (pIn->mFrameSize == 0 || CanRead(pIn->mpStream, pIn->mFrameSize))) {
-            ReadFrame(state, *pIn);
+            StopWithoutMemory(*pIn, [&] { ApplyFrame(state, *pIn); });
         }
         if (pIn->mNumFrames != numFrames) {
-            CheckNesting(state, *pIn);
+            StopWithoutMemory(*pIn, [&] { CheckNesting(state, *pIn); });
         }
     }
 }

@@ -529,9 +529,13 @@ TEST(FaultTest, APacketForWhichNewFindsNoMemoryStopsItsStreamOrIsReadLater)
 {
     const Ptr<Speaker> pSpeaker = Speaker::Construct(Value::Null);
     const EditedGraph graph(pSpeaker);
+    LoadLimits limits;
+    limits.mMaxNesting = 100;
     bool bFailed = true;
     for (int after = 0; bFailed; ++after) {
         Replication replication(graph.GetRoot());
+        replication.mpReplica->SetLimits(limits);
+        replication.mpReplica->SetInStreamTrusted(replication.mpPipe, false);
         replication.mpSource->Execute(Value::Null);
         CapturedMessages messages;
         {
@@ -540,16 +544,47 @@ TEST(FaultTest, APacketForWhichNewFindsNoMemoryStopsItsStreamOrIsReadLater)
             bFailed = failing.HasFailed();
         }
         const bool bStopped = replication.mpReplica->GetInStreamInfo()[0].mbStopped;
-        if (bStopped) {
+        EXPECT_EQ(bStopped, bFailed && after > 0);
+        if (bFailed) {
             EXPECT_THAT(messages.TakeError(),
-                        EndsWith("Failed to read frame from QBase.IOStream - out of memory"));
+                        EndsWith(bStopped ? "Failed to read frame from QBase.IOStream - out of memory"
+                                          : "Failed to update input - out of memory"));
+        }
+        if (bStopped) {
             replication.BeginAnew();
-        } else if (bFailed && after == 0) {
-            EXPECT_THAT(messages.TakeError(), EndsWith("Failed to update input - out of memory"));
         }
         replication.Send();
         EXPECT_EQ(DescribeGraph(replication.mpReplica->GetRoot()), DescribeGraph(graph.GetRoot()));
-        EXPECT_TRUE(bStopped || !bFailed || after == 0);
+    }
+}
+
+TEST(FaultTest, ASendForWhichNewFindsNoMemoryIsWholeOrReported)
+{
+    const Ptr<Speaker> pSpeaker = Speaker::Construct(Value::Null);
+    const EditedGraph graph(pSpeaker);
+    for (const bool bLater : {false, true}) {
+        bool bFailed = true;
+        for (int after = 0; bFailed; ++after) {
+            Replication replication(graph.GetRoot());
+            if (bLater) {
+                replication.Send();
+            }
+            pSpeaker->Change();
+            CapturedMessages messages;
+            {
+                const FailingNew failing(1, after);
+                replication.mpSource->Execute(Value::Null);
+                bFailed = failing.HasFailed();
+            }
+            const std::vector<std::string> reports = messages.TakeAll();
+            EXPECT_EQ(reports.empty(), !bFailed);
+            if (bFailed) {
+                EXPECT_THAT(reports.back(), EndsWith(" - out of memory"));
+                replication.BeginAnew();
+            }
+            replication.Send();
+            EXPECT_EQ(DescribeGraph(replication.mpReplica->GetRoot()), DescribeGraph(graph.GetRoot()));
+        }
     }
 }
 
