@@ -444,7 +444,7 @@ struct ValueTraits<int>
     static constexpr Value::Type TYPE = Value::TYPE_INT;
     static int Get(const Value& value)
     {
-        return value.mType == Value::TYPE_INT ? value.LoadPlain<int>() : value.ConvertToInt();
+        return QBASE_LIKELY(value.mType == Value::TYPE_INT) ? value.LoadPlain<int>() : value.ConvertToInt();
     }
     static Value Make(int value) { return Value(value); }
 };
@@ -457,7 +457,8 @@ struct ValueTraits<float>
     static constexpr Value::Type TYPE = Value::TYPE_FLOAT;
     static float Get(const Value& value)
     {
-        return value.mType == Value::TYPE_FLOAT ? value.LoadPlain<float>() : value.ConvertToFloat();
+        return QBASE_LIKELY(value.mType == Value::TYPE_FLOAT) ? value.LoadPlain<float>()
+                                                              : value.ConvertToFloat();
     }
     static Value Make(float value) { return Value(value); }
 };
@@ -470,7 +471,7 @@ struct ValueTraits<bool>
     static constexpr Value::Type TYPE = Value::TYPE_BOOL;
     static bool Get(const Value& value)
     {
-        return value.mType == Value::TYPE_BOOL ? value.mPayload[0] != 0 : value.ConvertToBool();
+        return QBASE_LIKELY(value.mType == Value::TYPE_BOOL) ? value.mPayload[0] != 0 : value.ConvertToBool();
     }
     static Value Make(bool value) { return Value(value); }
 };
