@@ -96,6 +96,10 @@ private:
         if (mOptions.mCapture.empty()) {
             return;
         }
+        if (mOptions.mCapture == mOptions.mSave) {
+            throw Trouble("Failed to keep the state and the frames in one file " +
+                          GetDisplayName(mOptions.mSave) + "; name two");
+        }
         Messages messages;
         const Ptr<SystemFile> pFile = SystemFile::Construct(Value::Null);
         if (pFile == nullptr || !pFile->Open(mOptions.mCapture.c_str(), File::MODE_WRITE)) {

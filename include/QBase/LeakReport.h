@@ -58,7 +58,7 @@ public:
 
     /// The shortest chain that keeps an object alive. It begins with an object that something holds which the
     /// report cannot see, or with one of a circle. Of more than 40 links the first and last 20 are named.
-    /// String::Null for an object that is not counted.
+    /// String::Null for an object that the trace does not know; those from before the mark it may know.
     String Explain(const Object* pObject) const;
 
     /// A circle that keeps itself alive, each object with the place that holds the next. String::Null for an

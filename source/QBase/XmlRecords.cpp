@@ -94,11 +94,14 @@ void XmlRecords::Clear()
 bool XmlRecords::ParseParts(const XmlOutline& outline)
 {
     Tree tree;
-    if (!tree.ParseText(outline.GetFrame()) || !CheckTopLevel(tree).empty() ||
-        tree.RootElement()->FirstChildElement() != nullptr) {
+    if (!tree.ParseText(outline.GetFrame()) || !CheckTopLevel(tree).empty()) {
         return false;
     }
-    NoteRoot(tree.RootElement());
+    const XMLElement* const pRoot = tree.RootElement();
+    if (pRoot == nullptr || pRoot->FirstChildElement() != nullptr) {
+        return false;
+    }
+    NoteRoot(pRoot);
     for (const XmlOutline::Part& part : outline.GetParts()) {
         if (!tree.ParseText(part.mText)) {
             return false;

@@ -432,6 +432,17 @@ TEST_F(ToolTest, StandardInputCannotBeServed)
               "name a file\n");
 }
 
+// --- watch ---
+
+TEST_F(ToolTest, AWatcherNeedsTwoFilesForTheStateAndTheFrames)
+{
+    const Outcome result = Quirl({"watch", "localhost:1", "--save", "one", "--capture", "one"});
+    EXPECT_EQ(result.mExitCode, 2);
+    EXPECT_EQ(result.mErrors,
+              "quirl: error: Failed to keep the state and the frames in one file 'one'; name two\n");
+    EXPECT_FALSE(std::filesystem::exists(mFolder.Path("one").c_str()));
+}
+
 // --- classes ---
 
 TEST_F(ToolTest, ClassesListsPropertiesAndSignaturesOfAModule)
