@@ -140,8 +140,9 @@ void LeaveBeforeBeingAccepted(TcpServer* pServer)
 
 void RunOutOfDescriptors(TcpServer* pServer)
 {
-    // The accept that already waits for somebody takes the first one.
+    // The accept that already waits for somebody takes the first one, before there are none left.
     close(ConnectTo(pServer->GetPort()));
+    Accept(pServer);
     g_bShortOfDescriptors = true;
     const int peer = ConnectTo(pServer->GetPort());
     for (int i = 0; i < 200; ++i) {
